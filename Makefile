@@ -1,0 +1,61 @@
+# Front door of AudAtoms. Every target installs missing system packages first.
+#   make test           build and run the whole test suite
+#   make test-sanitize  the same under AddressSanitizer + UndefinedBehaviorSanitizer
+#   make test-tsan      the threaded tests under ThreadSanitizer
+#   make bench          build and run the benchmarks (Release)
+#   make fuzz           run every fuzz target for FUZZ_SECONDS each (clang)
+#   make demo           build everything and run the audatoms demo
+JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 60
+GENERATOR := -G Ninja
+CTEST := ctest --output-on-failure -j$(JOBS) --timeout 900
+
+.PHONY: all deps build test test-sanitize test-tsan bench fuzz demo install clean
+
+all: build
+
+deps:
+	@scripts/install-deps.sh
+
+build: deps
+	cmake -S . -B build $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build build -j$(JOBS)
+
+test: build
+	cd build && $(CTEST)
+
+test-sanitize: deps
+	cmake -S . -B build-asan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DAUDATOMS_SANITIZE=address,undefined -DAUDATOMS_BUILD_TOOLS=OFF
+	cmake --build build-asan -j$(JOBS)
+	cd build-asan && ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:abort_on_error=1 \
+	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 $(CTEST)
+
+test-tsan: deps
+	cmake -S . -B build-tsan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DAUDATOMS_SANITIZE=thread -DAUDATOMS_BUILD_TOOLS=OFF
+	cmake --build build-tsan -j$(JOBS)
+	cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(CTEST) -L threaded
+
+bench: deps
+	cmake -S . -B build-bench $(GENERATOR) -DCMAKE_BUILD_TYPE=Release \
+	  -DAUDATOMS_BUILD_BENCH=ON -DAUDATOMS_BUILD_TESTS=OFF -DAUDATOMS_BUILD_TOOLS=OFF
+	cmake --build build-bench -j$(JOBS)
+	scripts/run-benchmarks.sh build-bench/bench
+
+fuzz: deps
+	CC=clang CXX=clang++ cmake -S . -B build-fuzz $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DAUDATOMS_BUILD_FUZZ=ON -DAUDATOMS_SANITIZE=address,undefined \
+	  -DAUDATOMS_BUILD_TESTS=OFF -DAUDATOMS_BUILD_TOOLS=OFF
+	cmake --build build-fuzz -j$(JOBS)
+	scripts/run-fuzzers.sh build-fuzz/fuzz $(FUZZ_SECONDS)
+
+demo: build
+	@if [ -x build/tools/audatoms ]; then build/tools/audatoms demo --out demo-out; \
+	else echo "make demo: the audatoms command-line tool has not been built yet"; fi
+
+install: build
+	cmake --install build
+
+clean:
+	rm -rf build build-asan build-tsan build-bench build-fuzz

@@ -1,0 +1,10 @@
+// Integer configuration settings of the host, by name.
+// config_int(name, default): a value set in-process with config_set_int wins; else the
+// value in the file named by the environment variable AUDATOMS_CONFIG (lines
+// "name = value", '#' starts a comment; the last line for a name wins); else the default.
+// config_reset() forgets in-process values. Thread-safe; the file is read on each call.
+#pragma once
+
+int config_int(const char* name, int defaultValue);
+void config_set_int(const char* name, int value);
+void config_reset();

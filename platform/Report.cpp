@@ -1,0 +1,120 @@
+#include "platform/Report.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+namespace {
+std::mutex& captureMutex() { static std::mutex m; return m; }
+std::vector<platform::LogCapture*>& captures() { static std::vector<platform::LogCapture*> v; return v; }
+std::mutex& outputMutex() { static std::mutex m; return m; }
+
+std::string vformat(const char* fmt, va_list args) {
+    va_list copy;
+    va_copy(copy, args);
+    const int n = std::vsnprintf(nullptr, 0, fmt, copy);
+    va_end(copy);
+    if (n <= 0) return {};
+    std::string s(std::size_t(n), '\0');
+    std::vsnprintf(s.data(), s.size() + 1, fmt, args);
+    return s;
+}
+
+void recordLog(const std::string& text) {
+    std::lock_guard<std::mutex> g(captureMutex());
+    for (auto* c : captures()) c->appendLog(text);
+}
+
+// Writes to the host log; returns true when that log is a file.
+bool writeLog(const std::string& text) {
+    std::lock_guard<std::mutex> g(outputMutex());
+    const char* path = std::getenv("AUDATOMS_LOG_FILE");
+    if (path && *path) {
+        if (FILE* f = std::fopen(path, "a")) {
+            std::fwrite(text.data(), 1, text.size(), f);
+            std::fclose(f);
+            return true;
+        }
+    }
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
+    return false;
+}
+} // namespace
+
+void assertionReportAt(const char* condition, const char* position) {
+    std::lock_guard<std::mutex> g(outputMutex());
+    std::printf("assertion failed %s at %s\n", condition, position);
+    std::fflush(stdout);
+}
+
+void assertionReport(const char* condition, const char* source, int line) {
+    char position[512];
+    std::snprintf(position, sizeof position, "%s line %d", source, line);
+    assertionReportAt(condition, position);
+}
+
+void ole_splat(const char* message) {
+    const std::string m = message ? message : "";
+    {
+        std::lock_guard<std::mutex> g(captureMutex());
+        for (auto* c : captures()) c->appendSplat(m);
+    }
+    std::lock_guard<std::mutex> g(outputMutex());
+    std::fprintf(stderr, "%s\n", m.c_str());
+    std::fflush(stderr);
+}
+
+void Log(const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    const std::string text = vformat(fmt, args);
+    va_end(args);
+    recordLog(text);
+    writeLog(text);
+}
+
+void LogBoth(const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    const std::string text = vformat(fmt, args);
+    va_end(args);
+    recordLog(text);
+    if (writeLog(text)) {
+        std::lock_guard<std::mutex> g(outputMutex());
+        std::fwrite(text.data(), 1, text.size(), stderr);
+        std::fflush(stderr);
+    }
+}
+
+namespace platform {
+
+struct LogCapture::Rep {
+    mutable std::mutex m;
+    std::string log;
+    std::vector<std::string> splats;
+};
+
+LogCapture::LogCapture() : rep_(new Rep) {
+    std::lock_guard<std::mutex> g(captureMutex());
+    captures().push_back(this);
+}
+
+LogCapture::~LogCapture() {
+    {
+        std::lock_guard<std::mutex> g(captureMutex());
+        auto& v = captures();
+        v.erase(std::remove(v.begin(), v.end(), this), v.end());
+    }
+    delete rep_;
+}
+
+std::string LogCapture::logText() const { std::lock_guard<std::mutex> g(rep_->m); return rep_->log; }
+std::vector<std::string> LogCapture::splats() const { std::lock_guard<std::mutex> g(rep_->m); return rep_->splats; }
+void LogCapture::clear() { std::lock_guard<std::mutex> g(rep_->m); rep_->log.clear(); rep_->splats.clear(); }
+void LogCapture::appendLog(const std::string& t) { std::lock_guard<std::mutex> g(rep_->m); rep_->log += t; }
+void LogCapture::appendSplat(const std::string& s) { std::lock_guard<std::mutex> g(rep_->m); rep_->splats.push_back(s); }
+
+} // namespace platform

@@ -1,0 +1,51 @@
+// Reporting services of the host.
+//
+// - The assertion report prints exactly "assertion failed %s at %s\n" on standard
+//   output, from the condition text and the source position ("<source> line <N>"),
+//   flushes, and returns: the caller carries on with its fallback.
+// - ole_splat(message): the fatal report; writes the message and a newline to standard
+//   error and returns (the library carries on after it).
+// - Log / LogBoth: printf-style host log. The log is the file named by the environment
+//   variable AUDATOMS_LOG_FILE when set (appended to), standard error otherwise.
+//   LogBoth also writes to standard error when the log is a file.
+// - platform::LogCapture: while alive, records every formatted Log/LogBoth text and
+//   every ole_splat message (tests use it), besides the normal output.
+// Threads: all of these may be called from any thread; each call writes whole lines.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Prints "assertion failed <condition> at <source> line <line>\n" on standard output.
+void assertionReport(const char* condition, const char* source, int line);
+// Prints "assertion failed <condition> at <position>\n" with a ready-made position.
+void assertionReportAt(const char* condition, const char* position);
+
+void ole_splat(const char* message);
+
+void Log(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+void LogBoth(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+
+namespace platform {
+
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    std::string logText() const;
+    std::vector<std::string> splats() const;
+    void clear();
+
+    // Internal: called by the reporting functions.
+    void appendLog(const std::string& text);
+    void appendSplat(const std::string& message);
+
+private:
+    struct Rep;
+    Rep* rep_;
+};
+
+} // namespace platform
