@@ -58,7 +58,7 @@ constexpr long double exp(long double x) {
     const long long n = static_cast<long long>(k < 0 ? k - 0.5L : k + 0.5L);
     const long double r = x - n * kLn2;
     long double term = 1, sum = 1;
-    for (int i = 1; i < 40 && term > 1e-24L * sum; ++i) {
+    for (int i = 1; i < 40 && abs(term) > 1e-24L * sum; ++i) {
         term *= r / i;
         sum += term;
     }
