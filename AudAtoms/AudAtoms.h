@@ -20,6 +20,7 @@
 #include "platform/Resources.h"
 #include "platform/Streams.h"
 
+#include "AudAtoms/Aud__Biquad.h"
 #include "AudAtoms/Aud__GainCurve.h"
 #include "AudAtoms/Aud__MixRender.h"
 #include "AudAtoms/Aud__Status.h"
