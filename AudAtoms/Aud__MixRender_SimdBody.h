@@ -3,7 +3,9 @@
 // so each file keeps its own copy compiled with its own target flags. Internal to the
 // library.
 //
-// Ops provides: V, W (floats per vector), kAlign (bytes), kMasked; load, store, set1,
+// Ops provides: V, W (floats per vector), kAlign (bytes), kMasked; load, loadOnce (a
+// load the compiler may not repeat as a memory operand of each use: a misaligned load
+// costs two cache-line accesses, and the peak kernels use each sample twice), store, set1,
 // mul, add, abs, peakMax(x, acc) = x > acc ? x : acc per lane (the scalar peak rule),
 // spill (store to an aligned array); with kMasked also M, firstLanes(k), loadMasked,
 // storeMasked, peakMaxMasked.
@@ -82,12 +84,12 @@ struct PeakAcc {
         acc[0] = Ops::peakMaxMasked(m, Ops::abs(x), acc[0]);
     }
     float result() const {
+        V all = acc[0];
+        for (unsigned u = 1; u < U; ++u) all = Ops::peakMax(acc[u], all);
         alignas(64) float lanes[Ops::W];
+        Ops::spill(lanes, all);
         float r = p;
-        for (unsigned u = 0; u < U; ++u) {
-            Ops::spill(lanes, acc[u]);
-            for (std::size_t j = 0; j < Ops::W; ++j) r = lanes[j] > r ? lanes[j] : r;
-        }
+        for (std::size_t j = 0; j < Ops::W; ++j) r = lanes[j] > r ? lanes[j] : r;
         return r;
     }
 };
@@ -127,7 +129,7 @@ struct MulPeakK {
         d[i] = s[i] * g;
     }
     void vec(std::size_t i, unsigned u) {
-        const V x = Ops::load(s + i);
+        const V x = Ops::loadOnce(s + i);
         acc.vec(x, u);
         Ops::store(d + i, Ops::mul(x, gv));
     }
@@ -177,7 +179,7 @@ struct AddPeakK {
         d[i] = d[i] + s[i];
     }
     void vec(std::size_t i, unsigned u) {
-        const V x = Ops::load(s + i);
+        const V x = Ops::loadOnce(s + i);
         acc.vec(x, u);
         Ops::store(d + i, Ops::add(Ops::load(d + i), x));
     }
@@ -201,7 +203,7 @@ struct MulAddPeakK {
         d[i] = d[i] + s[i] * g;
     }
     void vec(std::size_t i, unsigned u) {
-        const V x = Ops::load(s + i);
+        const V x = Ops::loadOnce(s + i);
         acc.vec(x, u);
         Ops::store(d + i, Ops::add(Ops::load(d + i), Ops::mul(x, gv)));
     }
