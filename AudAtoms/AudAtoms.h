@@ -21,3 +21,6 @@
 #include "platform/Streams.h"
 
 #include "AudAtoms/Aud__Status.h"
+#include "AudAtoms/SearchableVector.h"
+#include "AudAtoms/Aud__SampleRate.h"
+#include "AudAtoms/Aud__Util_AudAtoms.h"
