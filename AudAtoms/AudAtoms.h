@@ -19,5 +19,8 @@
 #include "platform/Report.h"
 #include "platform/Resources.h"
 #include "platform/Streams.h"
+#include "platform/ValCompare.h"
 
 #include "AudAtoms/Aud__Status.h"
+#include "AudAtoms/Aud__DynamicLevelControl.h"
+#include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
