@@ -150,6 +150,9 @@ public:
     float getLevelAtTime(double t) const;
     bool isInAudioBlackAtTime(double t) const;
     eRangeState getRangeState(double t1, double t2, float* level) const;
+    // The iterator for a walk's position (DynamicLevelApplyingIteratorState::nodeIter_),
+    // meaningful while the store has not changed since the walk last looked at it.
+    iterator iteratorAt(NodePos pos) const;
 
     // ---- change with guard adjustment (locked) ----
     iterator insert(const Node& node);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 namespace Aud {
 namespace DynamicLevelControl {
@@ -121,16 +122,30 @@ typename NodeTree<T>::Pos NodeTree<T>::insertBefore(Pos before, const T& value) 
 
 template <class T>
 typename NodeTree<T>::Pos NodeTree<T>::insertAt(Leaf* leaf, unsigned slot, const T& value) {
-    ++version_;
-    ++size_;
     if (leaf->count < kLeafCapacity) {
+        ++version_;
+        ++size_;
         std::move_backward(leaf->items + slot, leaf->items + leaf->count, leaf->items + leaf->count + 1);
         leaf->items[slot] = value;
         ++leaf->count;
         return Pos{leaf, slot};
     }
-    // Split: the upper half moves to a new leaf after this one.
-    Leaf* right = new Leaf;
+    // Split: the upper half moves to a new leaf after this one. Every node the split
+    // can need (the leaf, one inner node per full ancestor, perhaps a new root) is
+    // allocated before anything changes.
+    Spares spares;
+    unsigned need = 0;
+    Inner* ancestor = leaf->parent;
+    while (ancestor && ancestor->count == kInnerCapacity) {
+        ++need;
+        ancestor = ancestor->parent;
+    }
+    if (!ancestor) ++need;
+    std::unique_ptr<Leaf> newLeaf(new Leaf);
+    while (spares.count < need) spares.inners[spares.count++] = new Inner;
+    Leaf* right = newLeaf.release();
+    ++version_;
+    ++size_;
     const unsigned keep = kLeafCapacity / 2;
     std::copy(leaf->items + keep, leaf->items + kLeafCapacity, right->items);
     right->count = kLeafCapacity - keep;
@@ -149,14 +164,14 @@ typename NodeTree<T>::Pos NodeTree<T>::insertAt(Leaf* leaf, unsigned slot, const
     std::move_backward(target->items + slot, target->items + target->count, target->items + target->count + 1);
     target->items[slot] = value;
     ++target->count;
-    insertChild(leaf->parent, leaf, right->items[0].time, right);
+    insertChild(leaf->parent, leaf, right->items[0].time, right, spares);
     return Pos{target, slot};
 }
 
 template <class T>
-void NodeTree<T>::insertChild(Inner* parent, Base* left, double key, Base* right) {
+void NodeTree<T>::insertChild(Inner* parent, Base* left, double key, Base* right, Spares& spares) {
     if (!parent) {
-        Inner* root = new Inner;
+        Inner* root = spares.take();
         root->count = 2;
         root->children[0] = left;
         root->children[1] = right;
@@ -195,7 +210,7 @@ void NodeTree<T>::insertChild(Inner* parent, Base* left, double key, Base* right
         }
     }
     const unsigned keep = (kInnerCapacity + 1) / 2;
-    Inner* sibling = new Inner;
+    Inner* sibling = spares.take();
     for (unsigned i = 0; i < keep; ++i) {
         parent->keys[i] = keys[i];
         parent->children[i] = children[i];
@@ -210,7 +225,7 @@ void NodeTree<T>::insertChild(Inner* parent, Base* left, double key, Base* right
     sibling->count = kInnerCapacity + 1 - keep;
     const double up = sibling->keys[0];
     sibling->keys[0] = -std::numeric_limits<double>::infinity();
-    insertChild(parent->parent, parent, up, sibling);
+    insertChild(parent->parent, parent, up, sibling, spares);
 }
 
 template <class T>

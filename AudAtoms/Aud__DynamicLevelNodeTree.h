@@ -112,8 +112,19 @@ public:
 
 private:
     Leaf* descend(double t, bool upper) const;
+    // Inner nodes allocated ahead of a split, so that a failed allocation leaves the
+    // tree untouched; whatever is not used is freed.
+    struct Spares {
+        Inner* inners[32];
+        unsigned count = 0;
+        Inner* take() { return inners[--count]; }
+        ~Spares() {
+            while (count) delete inners[--count];
+        }
+    };
+
     Pos insertAt(Leaf* leaf, unsigned slot, const T& value);
-    void insertChild(Inner* parent, Base* left, double key, Base* right);
+    void insertChild(Inner* parent, Base* left, double key, Base* right, Spares& spares);
     void removeChildAt(Inner* parent, unsigned index);
     void rebalanceLeaf(Leaf* leaf, Pos& track);
     void rebalanceInner(Inner* node);
