@@ -102,6 +102,8 @@ public:
         bool operator!=(const iterator& o) const { return !(*this == o); }
 
         const Node& getNode() const;
+        const Node& operator*() const { return getNode(); }
+        const Node* operator->() const { return &getNode(); }
         float getLevel() const { return getNode().level; }
         double getTime() const { return getNode().getTime(); }
         double getRawTime() const { return getNode().time; }
