@@ -142,6 +142,8 @@ TEST_F(LevelStore, IteratorWalksInOrderBothWays) {
     for (double t : {3.0, 1.0, 2.0}) store.insert_noAdjust(Node(t, float(t)));
     Store::iterator it = store.begin();
     EXPECT_EQ(it.getRawTime(), 1.0);
+    EXPECT_EQ((*it).level, 1.0f);
+    EXPECT_EQ(it->time, 1.0);
     ++it;
     EXPECT_EQ(it.getRawTime(), 2.0);
     it++;
