@@ -127,6 +127,7 @@ public:
         friend class Store;
         iterator(const Store* store, NodePos pos);
         NodePos pos() const;  // the current position (re-found after structural edits)
+        Node* nodeForEdit(NodePos* where) const;
         void remember(NodePos pos) const;
 
         std::int32_t valid_ = 0;

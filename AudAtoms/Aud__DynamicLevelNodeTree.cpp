@@ -76,31 +76,25 @@ typename NodeTree<T>::Leaf* NodeTree<T>::descend(double t, bool upper) const {
     return static_cast<Leaf*>(node);
 }
 
+// First slot of a leaf whose time is not below t (lower) / above t (upper).
 template <class T>
-typename NodeTree<T>::Pos NodeTree<T>::lowerBound(double t) const {
-    if (!root_) return Pos{};
-    Leaf* leaf = descend(t, false);
+unsigned NodeTree<T>::slotIn(const Leaf* leaf, double t, bool upper) {
     unsigned lo = 0, hi = leaf->count;
     while (lo < hi) {
-        unsigned mid = (lo + hi) / 2;
-        if (leaf->items[mid].time < t) lo = mid + 1;
+        const unsigned mid = (lo + hi) / 2;
+        const bool goRight = upper ? !(t < leaf->items[mid].time) : leaf->items[mid].time < t;
+        if (goRight) lo = mid + 1;
         else hi = mid;
     }
-    if (lo < leaf->count) return Pos{leaf, lo};
-    return leaf->next ? Pos{leaf->next, 0} : Pos{};
+    return lo;
 }
 
 template <class T>
-typename NodeTree<T>::Pos NodeTree<T>::upperBound(double t) const {
+typename NodeTree<T>::Pos NodeTree<T>::bound(double t, bool upper) const {
     if (!root_) return Pos{};
-    Leaf* leaf = descend(t, true);
-    unsigned lo = 0, hi = leaf->count;
-    while (lo < hi) {
-        unsigned mid = (lo + hi) / 2;
-        if (!(t < leaf->items[mid].time)) lo = mid + 1;
-        else hi = mid;
-    }
-    if (lo < leaf->count) return Pos{leaf, lo};
+    Leaf* leaf = descend(t, upper);
+    const unsigned slot = slotIn(leaf, t, upper);
+    if (slot < leaf->count) return Pos{leaf, slot};
     return leaf->next ? Pos{leaf->next, 0} : Pos{};
 }
 
@@ -112,13 +106,7 @@ typename NodeTree<T>::Pos NodeTree<T>::insert(const T& value) {
         return insertAt(leaf, 0, value);
     }
     Leaf* leaf = descend(value.time, true);
-    unsigned lo = 0, hi = leaf->count;
-    while (lo < hi) {
-        unsigned mid = (lo + hi) / 2;
-        if (!(value.time < leaf->items[mid].time)) lo = mid + 1;
-        else hi = mid;
-    }
-    return insertAt(leaf, lo, value);
+    return insertAt(leaf, slotIn(leaf, value.time, true), value);
 }
 
 template <class T>

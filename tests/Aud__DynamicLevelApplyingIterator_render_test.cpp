@@ -3,6 +3,7 @@
 // reverse, and edits made during playback.
 #include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
 #include "platform/FrameRate.h"
+#include "tests/support/FrameDuration.h"
 #include "tests/support/LevelRender.h"
 
 #include <gtest/gtest.h>
@@ -37,15 +38,6 @@ float lerp(double t, double ta, float a, double tb, float b) {
     const float f = static_cast<float>((t - ta) / (tb - ta));
     return a + (b - a) * f;
 }
-
-class FrameDuration {
-public:
-    FrameDuration() : saved_(Qm::CurrentProject::getFrameDuration()) { Qm::CurrentProject::setFrameDuration(kFrame); }
-    ~FrameDuration() { Qm::CurrentProject::setFrameDuration(saved_); }
-
-private:
-    double saved_;
-};
 
 // Automation in sections: a start guard, 1 to 8 normal nodes, an end guard, then a
 // gap of at least 0.05 (so that stepping back past an end guard never meets a node
@@ -126,7 +118,7 @@ class ReferenceRender : public ::testing::TestWithParam<RenderCase> {};
 
 TEST_P(ReferenceRender, LevelsMeetEveryNodeAndStayBetweenNeighbours) {
     const RenderCase c = GetParam();
-    FrameDuration frame;
+    testsupport::FrameDurationScope frame(kFrame);
     std::mt19937 rng(c.reverse ? 1234u : 4321u);
     const std::vector<RefNode> nodes = randomAutomation(rng, 40);
     Store store;
@@ -258,7 +250,7 @@ std::vector<EditCase> reverseEdits() {
 // after the glide the output is that of a fresh walk of the edited line started there.
 void playWithEdit(double rate, bool reverse, const EditCase& e) {
     SCOPED_TRACE(e.name + (reverse ? " reverse " : " forwards ") + std::to_string(rate));
-    FrameDuration frame;
+    testsupport::FrameDurationScope frame(kFrame);
     const double t0 = reverse ? 0.35 : 0.05;
     Store store, unedited;
     fill(store, kLine);
@@ -352,7 +344,7 @@ TEST(LevelPlayback, EditsAreNoticedAtTheNextAdvanceWithOneGlideInReverse) {
 }
 
 TEST(LevelPlayback, AnEditDuringAGlideStartsAnotherGlideWhenItEnds) {
-    FrameDuration frame;
+    testsupport::FrameDurationScope frame(kFrame);
     Store store;
     fill(store, kLine);
     DynamicLevelApplyingIteratorState state;

@@ -2,6 +2,7 @@
 // Expected counts, levels and deltas are written out from the walk's rules in each test.
 #include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
 #include "platform/FrameRate.h"
+#include "tests/support/FrameDuration.h"
 #include "tests/support/LevelRender.h"
 
 #include <gtest/gtest.h>
@@ -43,15 +44,10 @@ void* key(const DynamicLevelApplyingIteratorState& s) {
 
 class ApplyingIterator : public ::testing::Test {
 protected:
-    void SetUp() override {
-        saved_ = Qm::CurrentProject::getFrameDuration();
-        Qm::CurrentProject::setFrameDuration(0.04);
-    }
-    void TearDown() override { Qm::CurrentProject::setFrameDuration(saved_); }
+    testsupport::FrameDurationScope frame_{0.04};
     void add(double t, float level, Store::eNodeType type = Store::kNormal) {
         store.insert_noAdjust(Node(t, level, type, false));
     }
-    double saved_ = 0.0;
     Store store;
     DynamicLevelApplyingIteratorState state;
     DynamicLevelApplyingIteratorBase walk{state};
