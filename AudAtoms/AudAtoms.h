@@ -21,3 +21,8 @@
 #include "platform/Streams.h"
 
 #include "AudAtoms/Aud__Status.h"
+#include "AudAtoms/audiometadata.h"
+#include "AudAtoms/Aud__StreamBuffer.h"
+#include "AudAtoms/Aud__SampleManip.h"
+#include "AudAtoms/AudioInterleaver.h"
+#include "AudAtoms/AudioChannelCache.h"
