@@ -85,7 +85,7 @@ void checkExport(const Kernels& k, int type, unsigned channels, unsigned frames,
     for (unsigned c = 0; c < channels; ++c) {
         const auto data = salted(type, frames, seed + c);
         storage[c].assign(data.size() + kAlign, 0);
-        std::memcpy(storage[c].data() + inOff, data.data(), data.size());
+        if (!data.empty()) std::memcpy(storage[c].data() + inOff, data.data(), data.size());
         ptrs[c] = storage[c].data() + inOff;
     }
     const std::size_t bytes = std::size_t(frames) * channels * width;
