@@ -21,4 +21,5 @@
 #include "platform/Resources.h"
 #include "platform/Streams.h"
 
+#include "AudAtoms/Aud__GainCurve.h"
 #include "AudAtoms/Aud__Status.h"
