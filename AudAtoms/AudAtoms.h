@@ -22,4 +22,5 @@
 #include "platform/Streams.h"
 
 #include "AudAtoms/Aud__GainCurve.h"
+#include "AudAtoms/Aud__SimpleMixState.h"
 #include "AudAtoms/Aud__Status.h"
