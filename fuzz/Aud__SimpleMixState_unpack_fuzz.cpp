@@ -2,6 +2,7 @@
 // or format 1 when the first byte asks for it) or as the mixer layer's own data of an
 // arbitrary version. Whatever comes out must pack, unpack and pack again to the same bytes.
 #include "AudAtoms/AudAtoms.h"
+#include "SimpleMixStateFuzzSupport.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -17,9 +18,7 @@ std::string packOwn(const Aud::SimpleMixState& s) {
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // Assertion prints and log warnings are expected here; keep them out of the way.
-    setenv("AUDATOMS_LOG_FILE", "/dev/null", 1);
-    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    quietExpectedDiagnostics();
     return 0;
 }
 

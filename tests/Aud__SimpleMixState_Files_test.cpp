@@ -14,14 +14,9 @@
 #include <unistd.h>
 
 using Aud::SimpleMixState;
+using mixtest::stdoutOf;
 
 namespace {
-
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
-    fn();
-    return testing::internal::GetCapturedStdout();
-}
 
 // A fresh, empty directory for one test.
 class SimpleMixStateFiles : public testing::Test {
