@@ -24,3 +24,6 @@
 #include "AudAtoms/Aud__GainCurve.h"
 #include "AudAtoms/Aud__SimpleMixState.h"
 #include "AudAtoms/Aud__Status.h"
+#include "AudAtoms/SearchableVector.h"
+#include "AudAtoms/Aud__SampleRate.h"
+#include "AudAtoms/Aud__Util_AudAtoms.h"
