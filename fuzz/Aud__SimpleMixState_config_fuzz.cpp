@@ -1,5 +1,5 @@
 // Retrieves a mixer state from arbitrary configuration text. The first three bytes choose
-// the dimensions (up to 32 inputs, 8 mixes, 18 output slots), the rest is the text. Once
+// the dimensions (up to 16 inputs, 8 mixes, 18 output slots), the rest is the text. Once
 // read and written back, the text must read and write back to itself (the mix mute and
 // solo sections aside: they are written but never read).
 #include "AudAtoms/AudAtoms.h"
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     if (size < 3) return 0;
-    const int inputs = data[0] % 33, mixes = data[1] % 9, outputs = data[2] % 19;
+    const int inputs = data[0] % 17, mixes = data[1] % 9, outputs = data[2] % 19;
     QmIniFile text;
     text.fromText(std::string(reinterpret_cast<const char*>(data) + 3, size - 3));
 
