@@ -25,6 +25,7 @@
 #include "AudAtoms/Aud__Biquad.h"
 #include "AudAtoms/Aud__GainCurve.h"
 #include "AudAtoms/Aud__MixRender.h"
+#include "AudAtoms/Aud__SimpleMixState.h"
 #include "AudAtoms/Aud__Status.h"
 #include "AudAtoms/Aud__DynamicLevelControl.h"
 #include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
