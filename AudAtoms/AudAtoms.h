@@ -21,3 +21,7 @@
 #include "platform/Streams.h"
 
 #include "AudAtoms/Aud__Status.h"
+#include "AudAtoms/Aud__IO_Direction.h"
+#include "AudAtoms/Aud__MonitoringPoint.h"
+#include "AudAtoms/AudioNormalisation.h"
+#include "AudAtoms/AudioTrackGrouping.h"
