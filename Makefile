@@ -34,7 +34,7 @@ test-sanitize: deps
 test-tsan: deps
 	cmake -S . -B build-tsan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DAUDATOMS_SANITIZE=thread -DAUDATOMS_BUILD_TOOLS=OFF
-	cmake --build build-tsan -j$(JOBS)
+	cmake --build build-tsan -j$(JOBS) --target audatoms_threaded_tests
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(CTEST) -L threaded
 
 bench: deps

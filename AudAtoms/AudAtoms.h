@@ -7,6 +7,7 @@
 #include "platform/CriticalSection.h"
 #include "platform/EditorPreferences.h"
 #include "platform/Exception.h"
+#include "platform/FloatingPointMode.h"
 #include "platform/FrameRate.h"
 #include "platform/HostTypes.h"
 #include "platform/IdStamp.h"
