@@ -26,3 +26,6 @@
 #include "AudAtoms/Aud__MonitoringPoint.h"
 #include "AudAtoms/AudioNormalisation.h"
 #include "AudAtoms/AudioTrackGrouping.h"
+#include "AudAtoms/SearchableVector.h"
+#include "AudAtoms/Aud__SampleRate.h"
+#include "AudAtoms/Aud__Util_AudAtoms.h"
