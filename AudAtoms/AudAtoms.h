@@ -29,3 +29,4 @@
 #include "AudAtoms/SearchableVector.h"
 #include "AudAtoms/Aud__SampleRate.h"
 #include "AudAtoms/Aud__Util_AudAtoms.h"
+#include "AudAtoms/Aud__Util_Timing.h"
