@@ -30,3 +30,6 @@
 #include "AudAtoms/Aud__SampleRate.h"
 #include "AudAtoms/Aud__Util_AudAtoms.h"
 #include "AudAtoms/Aud__Util_Timing.h"
+#include "AudAtoms/Aud__AudCapsVector.h"
+#include "AudAtoms/Aud__IO_ConnectionTypeInfo.h"
+#include "AudAtoms/Aud__IO_SyncSource.h"
