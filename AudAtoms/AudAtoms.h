@@ -33,3 +33,8 @@
 #include "AudAtoms/Aud__AudCapsVector.h"
 #include "AudAtoms/Aud__IO_ConnectionTypeInfo.h"
 #include "AudAtoms/Aud__IO_SyncSource.h"
+#include "AudAtoms/audiometadata.h"
+#include "AudAtoms/Aud__StreamBuffer.h"
+#include "AudAtoms/Aud__SampleManip.h"
+#include "AudAtoms/AudioInterleaver.h"
+#include "AudAtoms/AudioChannelCache.h"

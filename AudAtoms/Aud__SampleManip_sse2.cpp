@@ -1,0 +1,15 @@
+// The sse2 sample kernel table (see detail/SampleKernelBody.h).
+#if defined(__x86_64__)
+#include "AudAtoms/detail/SimdSse2.h"
+#include "AudAtoms/detail/SampleKernelBody.h"
+
+namespace Aud::SampleManip {
+
+// Called only once the CPU is known to support this instruction set.
+const Kernels& sse2KernelTable() {
+    static const Kernels k = makeKernels("sse2");
+    return k;
+}
+
+} // namespace Aud::SampleManip
+#endif

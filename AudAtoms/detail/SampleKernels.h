@@ -1,0 +1,47 @@
+// Internal: the tables of sample kernels behind Aud__SampleManip.h.
+//
+// Every table offers the same operations with bit-identical results:
+// - reference: the plain scalar definitions (one sample at a time, formulas as written);
+// - generic: scalar, with the export conversions replaced by their exact integer maps;
+// - sse2 / avx2 / avx512: vectorised for 1, 2, 4 and 8 channels of 1-, 2-, 4- and 8-byte
+//   samples, generic for everything else (and for the frames after the last full vector).
+// The tests and benchmarks compare the tables directly; the library uses active().
+// Threads: tables are immutable; active() is chosen once, thread-safely.
+#pragma once
+
+namespace Aud::SampleManip {
+
+// out[(s * channels + c) * stride] = export(planes[c][s * stride]), s < frames.
+using ExportFn = void (*)(const unsigned char* const* planes, unsigned channels,
+                          unsigned frames, unsigned char* out);
+// See splitInterleaved in Aud__SampleManip.h.
+using SplitFn = void (*)(const unsigned char* src, unsigned channels, unsigned stride,
+                         unsigned sampleBytes, bool bigEndian, unsigned frames,
+                         unsigned char* const* outs);
+// `count` groups from src to dst; dst == src allowed.
+using GroupFn = void (*)(const unsigned char* src, unsigned char* dst, unsigned count);
+
+struct Kernels {
+    const char* name;
+    ExportFn exportPlanar[10];   // by sample type number
+    SplitFn split;
+    GroupFn swapPairs;           // b0 b1 -> b1 b0
+    GroupFn reverseQuads;        // b0 b1 b2 b3 -> b3 b2 b1 b0
+    GroupFn mirrorLowHalf;       // b0 b1 b2 b3 -> b0 b1 b1 b0
+};
+
+const Kernels& referenceKernels();
+const Kernels& genericKernels();
+// Null when not built for this machine or not supported by the CPU.
+const Kernels* sse2Kernels();
+const Kernels* avx2Kernels();
+const Kernels* avx512Kernels();
+// The fastest supported table, chosen on first call.
+const Kernels& activeKernels();
+
+// Defined in the instruction-set files; call only on a CPU that supports the set.
+const Kernels& sse2KernelTable();
+const Kernels& avx2KernelTable();
+const Kernels& avx512KernelTable();
+
+} // namespace Aud::SampleManip
