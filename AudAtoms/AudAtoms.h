@@ -38,3 +38,5 @@
 #include "AudAtoms/Aud__SampleManip.h"
 #include "AudAtoms/AudioInterleaver.h"
 #include "AudAtoms/AudioChannelCache.h"
+#include "AudAtoms/Aud__PeakScan.h"
+#include "AudAtoms/Aud__Monitor.h"

@@ -134,9 +134,9 @@ public:
     bool valid() const { return id_.valid(); }
 
     // Audio thread; take the registry lock briefly, never allocate.
-    void updatePeakSampleValue(float value);  // linear, 1.0 = full scale
-    void updateHasClipped();                  // every reader's peak becomes at least 1.0
-    void reset();                             // every reader back to 0, no clip
+    void updatePeakSampleValue(float value) const;  // linear, 1.0 = full scale
+    void updateHasClipped() const;            // every reader's peak becomes at least 1.0
+    void reset() const;                       // every reader back to 0, no clip
 
 private:
     IdStamp id_;

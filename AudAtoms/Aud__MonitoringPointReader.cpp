@@ -9,13 +9,13 @@ namespace {
 constexpr double kPeakHoldMsecs = 40.0;  // a taken peak with no write for longer falls to 0
 }
 
-void MonitoringPointWriter::updatePeakSampleValue(float value) {
+void MonitoringPointWriter::updatePeakSampleValue(float value) const {
     MonitoringPointManager::instance().mpUpdatePeakSampleValue(id_, value);
 }
 
-void MonitoringPointWriter::updateHasClipped() { MonitoringPointManager::instance().mpUpdateHasClipped(id_); }
+void MonitoringPointWriter::updateHasClipped() const { MonitoringPointManager::instance().mpUpdateHasClipped(id_); }
 
-void MonitoringPointWriter::reset() { MonitoringPointManager::instance().mpReset(id_); }
+void MonitoringPointWriter::reset() const { MonitoringPointManager::instance().mpReset(id_); }
 
 MonitoringPointReader::MonitoringPointReader(const IdStamp& readerId)
     : slot_(new MonitoringPointReaderListEntry*(MonitoringPointManager::instance().mpAddReader(readerId))) {}
