@@ -1,5 +1,7 @@
 #include "platform/Config.h"
 
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -29,8 +31,9 @@ bool fileValue(const std::string& name, int& out) {
         if (eq == std::string::npos || trim(line.substr(0, eq)) != name) continue;
         const std::string v = trim(line.substr(eq + 1));
         char* end = nullptr;
-        const long n = std::strtol(v.c_str(), &end, 0);
-        if (v.empty() || *end != '\0') continue;
+        errno = 0;
+        const long long n = std::strtoll(v.c_str(), &end, 10);
+        if (v.empty() || *end != '\0' || errno == ERANGE || n < INT_MIN || n > INT_MAX) continue;
         out = int(n);
         found = true;
     }

@@ -2,7 +2,13 @@
 // (enter() may be called again by the owner; each enter() needs its leave()).
 // CriticalSectionGuard enters on construction and leaves on destruction, also when
 // an exception passes. Also BasicLockable (lock/unlock) for std::lock_guard.
+// leave() by a thread that does not hold the lock is a misuse: it prints the
+// assertion line "assertion failed ownedByCurrentThread() at ole/OS/CriticalSection
+// line 1" and changes nothing (never unlocks a lock that another thread holds).
+// enter() blocks; tryEnter() never blocks.
 #pragma once
+
+#include "platform/Report.h"
 
 #include <atomic>
 #include <mutex>
@@ -16,7 +22,14 @@ public:
 
     void enter() { m_.lock(); noteEnter(); }
     bool tryEnter() { if (!m_.try_lock()) return false; noteEnter(); return true; }
-    void leave() { if (--depth_ == 0) owner_.store(std::thread::id(), std::memory_order_relaxed); m_.unlock(); }
+    void leave() {
+        if (!ownedByCurrentThread()) {
+            assertionReport("ownedByCurrentThread()", "ole/OS/CriticalSection", 1);
+            return;
+        }
+        if (--depth_ == 0) owner_.store(std::thread::id(), std::memory_order_relaxed);
+        m_.unlock();
+    }
     void lock() { enter(); }
     void unlock() { leave(); }
     bool try_lock() { return tryEnter(); }

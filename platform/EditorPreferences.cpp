@@ -2,18 +2,24 @@
 
 #include "platform/AtomicFile.h"
 
+#include <cerrno>
+#include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
+#include <type_traits>
 
 namespace {
-// Keys are written with '\\', '\n' and '=' escaped so any key survives a round trip.
+// Keys are written with '\\', '\n', '=' and '#' escaped so any key survives a round trip
+// (and no entry line can look like a comment).
 std::string escapeKey(const std::string& k) {
     std::string out;
     for (char c : k) {
         if (c == '\\') out += "\\\\";
         else if (c == '\n') out += "\\n";
         else if (c == '=') out += "\\e";
+        else if (c == '#') out += "\\h";
         else out += c;
     }
     return out;
@@ -27,9 +33,25 @@ bool unescapeKey(const std::string& k, std::string& out) {
         if (k[i] == '\\') out += '\\';
         else if (k[i] == 'n') out += '\n';
         else if (k[i] == 'e') out += '=';
+        else if (k[i] == 'h') out += '#';
         else return false;
     }
     return true;
+}
+} // namespace
+
+namespace {
+template <class T, class S>
+T convert(S v, T defaultValue) {
+    if constexpr (std::is_same_v<S, double> && !std::is_same_v<T, double>) {
+        if (std::isnan(v)) return defaultValue;
+        if constexpr (std::is_same_v<T, int>) {
+            if (v <= double(INT_MIN)) return INT_MIN;
+            if (v >= double(INT_MAX)) return INT_MAX;
+        }
+    }
+    if constexpr (std::is_same_v<T, bool>) return v != S(0);
+    else return static_cast<T>(v);
 }
 } // namespace
 
@@ -38,7 +60,7 @@ T EditorPreferences::get(const LightweightString<char>& key, T defaultValue) con
     std::lock_guard<std::mutex> g(m_);
     auto it = values_.find(key.toStd());
     if (it == values_.end()) return defaultValue;
-    return std::visit([](auto v) { return static_cast<T>(v); }, it->second);
+    return std::visit([defaultValue](auto v) { return convert<T>(v, defaultValue); }, it->second);
 }
 
 void EditorPreferences::set(const LightweightString<char>& key, Value v) {
@@ -90,6 +112,7 @@ bool EditorPreferences::fromText(const std::string& text, std::string* error) {
     int lineNo = 0;
     while (std::getline(in, line)) {
         ++lineNo;
+        if (!line.empty() && line.back() == '\r') line.pop_back();
         if (line.empty() || line[0] == '#') continue;
         const auto eq = line.rfind('=');
         std::string key;
@@ -102,8 +125,9 @@ bool EditorPreferences::fromText(const std::string& text, std::string* error) {
         const std::string v = line.substr(eq + 3);
         char* end = nullptr;
         if (type == 'i') {
-            const long n = std::strtol(v.c_str(), &end, 10);
-            if (v.empty() || *end) { if (error) *error = "line " + std::to_string(lineNo) + ": bad integer"; return false; }
+            errno = 0;
+            const long long n = std::strtoll(v.c_str(), &end, 10);
+            if (v.empty() || *end || errno == ERANGE || n < INT_MIN || n > INT_MAX) { if (error) *error = "line " + std::to_string(lineNo) + ": bad integer"; return false; }
             parsed[key] = int(n);
         } else if (type == 'd') {
             const double d = std::strtod(v.c_str(), &end);
@@ -124,7 +148,10 @@ bool EditorPreferences::fromText(const std::string& text, std::string* error) {
 bool EditorPreferences::load(const std::string& path, std::string* error) {
     std::string bytes;
     if (!platform::readWholeFile(path, bytes, error)) return false;
-    return fromText(bytes, error);
+    std::string why;
+    if (fromText(bytes, &why)) return true;
+    if (error) *error = path + ": " + why;
+    return false;
 }
 
 bool EditorPreferences::save(const std::string& path, std::string* error) const {

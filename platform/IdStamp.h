@@ -1,5 +1,6 @@
 // IdStamp: the host's process-unique identifier. Default construction makes a fresh
-// id (thread-safe, never repeated in the process); invalidate() turns it into the
+// id (thread-safe, never repeated in the process; a later id orders after an earlier
+// one made on the same thread); invalidate() turns it into the
 // invalid id, which compares equal to every other invalid id and below all valid ones.
 #pragma once
 

@@ -1,5 +1,7 @@
 #include "platform/LightweightString.h"
 
+#include <cstdint>
+
 namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 
@@ -40,22 +42,30 @@ LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8) {
     std::size_t i = 0;
     while (i < n) {
         const unsigned char b = s[i];
-        int extra = 0;
-        char32_t c = 0, min = 0;
         if (b < 0x80) { out += wchar_t(b); ++i; continue; }
-        if (b >= 0xC2 && b <= 0xDF) { extra = 1; c = b & 0x1F; min = 0x80; }
-        else if (b >= 0xE0 && b <= 0xEF) { extra = 2; c = b & 0x0F; min = 0x800; }
-        else if (b >= 0xF0 && b <= 0xF4) { extra = 3; c = b & 0x07; min = 0x10000; }
-        else { out += wchar_t(kReplacement); ++i; continue; }
-        std::size_t j = 1;
-        for (; j <= std::size_t(extra); ++j) {
-            if (i + j >= n || (s[i + j] & 0xC0) != 0x80) break;
-            c = (c << 6) | (s[i + j] & 0x3F);
+        int need = 0;
+        char32_t c = 0;
+        // Allowed range of the second byte; later bytes are always 80..BF.
+        unsigned char lo = 0x80, hi = 0xBF;
+        if (b >= 0xC2 && b <= 0xDF) { need = 1; c = b & 0x1F; }
+        else if (b >= 0xE0 && b <= 0xEF) {
+            need = 2; c = b & 0x0F;
+            if (b == 0xE0) lo = 0xA0;       // below: overlong
+            else if (b == 0xED) hi = 0x9F;  // above: surrogates
+        } else if (b >= 0xF0 && b <= 0xF4) {
+            need = 3; c = b & 0x07;
+            if (b == 0xF0) lo = 0x90;       // below: overlong
+            else if (b == 0xF4) hi = 0x8F;  // above: beyond U+10FFFF
+        } else { out += wchar_t(kReplacement); ++i; continue; }
+        std::size_t j = i + 1;
+        int got = 0;
+        for (; got < need && j < n; ++got, ++j) {
+            const unsigned char t = s[j];
+            if (t < (got == 0 ? lo : 0x80) || t > (got == 0 ? hi : 0xBF)) break;
+            c = (c << 6) | (t & 0x3F);
         }
-        if (j <= std::size_t(extra)) { out += wchar_t(kReplacement); i += j; continue; }
-        if (c < min || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = kReplacement;
-        out += wchar_t(c);
-        i += j;
+        out += got < need ? wchar_t(kReplacement) : wchar_t(c);
+        i = j;
     }
     return LightweightString<wchar_t>(std::move(out));
 }

@@ -31,7 +31,9 @@ public:
     bool empty() const { return size() == 0; }
     bool isNull() const { return !rep_; }
     Std toStd() const { return rep_ ? *rep_ : Std(); }
-    C operator[](std::size_t i) const { return (*rep_)[i]; }
+    // The character at i; C(0) for i >= size() (also for a null string), never a read
+    // out of range.
+    C operator[](std::size_t i) const { return i < size() ? (*rep_)[i] : C(0); }
 
     LightweightString& operator+=(const LightweightString& o) {
         if (o.isNull()) return *this;
@@ -59,6 +61,7 @@ public:
     friend bool operator<(const LightweightString& a, const C* b) { return a.view() < view_(b); }
     friend bool operator==(const C* a, const LightweightString& b) { return b == a; }
     friend bool operator!=(const C* a, const LightweightString& b) { return !(b == a); }
+    friend bool operator<(const C* a, const LightweightString& b) { return view_(a) < b.view(); }
 
     std::basic_string_view<C> view() const { return std::basic_string_view<C>(c_str(), size()); }
 
@@ -73,8 +76,16 @@ private:
 using String = LightweightString<char>;
 using WString = LightweightString<wchar_t>;
 
-// UTF-8 <-> UTF-32. Invalid input (bad bytes, overlong forms, surrogates, values
-// above U+10FFFF) becomes U+FFFD; nothing throws. A null input gives a null output.
+// UTF-8 <-> UTF-32. Nothing throws; a null input gives a null output.
+// toUTF8: a wide character that is a surrogate (U+D800..U+DFFF) or above U+10FFFF
+// (including negative wchar_t values) is written as U+FFFD (EF BF BD).
+// fromUTF8: each maximal ill-formed subpart becomes one U+FFFD (the Unicode
+// recommended practice): a byte that cannot start a sequence (80..BF, C0, C1,
+// F5..FF) is one U+FFFD; a valid start byte followed by fewer continuation bytes than
+// it needs (truncated, or broken by a byte that does not fit) is one U+FFFD for the
+// bytes that did fit, and decoding resumes at the byte that did not. The second byte
+// is range-checked (E0: A0..BF, ED: 80..9F, F0: 90..BF, F4: 80..8F), so overlong
+// forms, surrogates and values above U+10FFFF give one U+FFFD per byte.
 LightweightString<char> toUTF8(const LightweightString<wchar_t>& wide);
 LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8);
 

@@ -32,12 +32,16 @@ double service_get_msecs_precise() {
 }
 
 namespace platform {
-ClockOverride::ClockOverride(double startMsecs) {
+ClockOverride::ClockOverride(double startMsecs)
+    : previousActive_(clockOverridden.load()), previousMsecs_(overrideMsecs.load()) {
     overrideMsecs.store(startMsecs);
     clockOverridden.store(true);
 }
-ClockOverride::~ClockOverride() { clockOverridden.store(false); }
+ClockOverride::~ClockOverride() {
+    overrideMsecs.store(previousMsecs_);
+    clockOverridden.store(previousActive_);
+}
 void ClockOverride::set(double msecs) { overrideMsecs.store(msecs); }
-void ClockOverride::advance(double msecs) { overrideMsecs.store(overrideMsecs.load() + msecs); }
+void ClockOverride::advance(double msecs) { overrideMsecs.fetch_add(msecs); }
 double ClockOverride::now() const { return overrideMsecs.load(); }
 } // namespace platform

@@ -23,7 +23,10 @@ double service_get_msecs_precise();
 
 namespace platform {
 // While alive, service_get_msecs_precise() returns now() instead of the real clock
-// (for deterministic tests of timed behaviour). Not nested across threads.
+// (for deterministic tests of timed behaviour). Overrides nest: destroying one
+// restores what was in force when it was made (the outer override's time, or the
+// real clock). Create and destroy them on one thread, innermost first; the clock may
+// be read from any thread meanwhile.
 class ClockOverride {
 public:
     explicit ClockOverride(double startMsecs);
@@ -33,5 +36,9 @@ public:
     void set(double msecs);
     void advance(double msecs);
     double now() const;
+
+private:
+    bool previousActive_;
+    double previousMsecs_;
 };
 } // namespace platform

@@ -12,6 +12,7 @@ std::vector<platform::LogCapture*>& captures() { static std::vector<platform::Lo
 std::mutex& outputMutex() { static std::mutex m; return m; }
 
 std::string vformat(const char* fmt, va_list args) {
+    if (!fmt) return {};
     va_list copy;
     va_copy(copy, args);
     const int n = std::vsnprintf(nullptr, 0, fmt, copy);
@@ -46,14 +47,13 @@ bool writeLog(const std::string& text) {
 
 void assertionReportAt(const char* condition, const char* position) {
     std::lock_guard<std::mutex> g(outputMutex());
-    std::printf("assertion failed %s at %s\n", condition, position);
+    std::printf("assertion failed %s at %s\n", condition ? condition : "", position ? position : "");
     std::fflush(stdout);
 }
 
 void assertionReport(const char* condition, const char* source, int line) {
-    char position[512];
-    std::snprintf(position, sizeof position, "%s line %d", source, line);
-    assertionReportAt(condition, position);
+    const std::string position = std::string(source ? source : "") + " line " + std::to_string(line);
+    assertionReportAt(condition, position.c_str());
 }
 
 void ole_splat(const char* message) {

@@ -6,7 +6,9 @@
 // - ole_splat(message): the fatal report; writes the message and a newline to standard
 //   error and returns (the library carries on after it).
 // - Log / LogBoth: printf-style host log. The log is the file named by the environment
-//   variable AUDATOMS_LOG_FILE when set (appended to), standard error otherwise.
+//   variable AUDATOMS_LOG_FILE when set (appended to, opened for each call), standard
+//   error otherwise or when that file cannot be opened. No newline is added: the
+//   formats end in their own.
 //   LogBoth also writes to standard error when the log is a file.
 // - platform::LogCapture: while alive, records every formatted Log/LogBoth text and
 //   every ole_splat message (tests use it), besides the normal output.

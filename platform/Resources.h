@@ -1,8 +1,20 @@
 // Translated string resources of the host, by resource number.
-// English texts are built in for every number the library uses; a translated table
-// can be loaded from the UTF-8 file named by the environment variable
-// AUDATOMS_RESOURCES (lines "<number> = <text>", '#' comments), read once on first use.
-// An unknown number gives an empty string. Thread-safe.
+// English texts are built in for every number the library uses:
+//   10055 "None"             no or unknown sample rate / connection type
+//   10204 "Always"           track grouping condition 3 (the default)
+//   10205 "When timecodes match"            track grouping condition 2
+//   10206 "When names and timecodes match"  track grouping condition 1
+//   10342 "Project rate"     the project's sample rate
+//   11643 "Embedded (SDI)", 11644 "ADAT", 11645 "AES/EBU", 11646 "Analogue",
+//   11647 "S/PDIF"           audio connection types
+// A translated table can be loaded from the UTF-8 file named by the environment
+// variable AUDATOMS_RESOURCES, read on first use (and again after reloadResources()).
+// Its lines are "<number> = <text>": blanks around the number are allowed, one blank
+// after '=' is dropped and the rest of the line is the text (a UTF-8 byte-order mark
+// and CR line ends are accepted); lines starting with '#', blank lines and lines
+// without a readable number are ignored. A translated text replaces the built-in one;
+// an empty one leaves it. An unknown number gives an empty (not null) string.
+// Threads: any thread; lookups take a lock and may allocate.
 #pragma once
 
 #include "platform/LightweightString.h"

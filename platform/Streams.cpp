@@ -39,6 +39,7 @@ void StreamFile::writeBytes(const void* data, std::uint32_t n) {
 }
 
 bool StreamFile::readBytes(void* data, std::uint32_t n) {
+    if (n == 0) return true;
     if (n > data_.size() - pos_) {
         std::memset(data, 0, n);
         pos_ = std::uint32_t(data_.size());
@@ -119,6 +120,11 @@ void PStream::writeBinary(const void* data, unsigned size, bool withLength, bool
         const char* s = static_cast<const char*>(data);
         if (!s) s = "";
         file_.writeBytes(s, std::uint32_t(std::strlen(s) + 1));
+        return;
+    }
+    if (!data) {
+        appendError("writeBinary: no data for a block of " + std::to_string(size) + " bytes. ");
+        failed_ = true;
         return;
     }
     if (withLength) file_.setUnsignedLong(size);

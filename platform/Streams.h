@@ -4,8 +4,10 @@
 // an empty in-memory stream; open(path, false) loads a file for reading; open(path,
 // true) starts an empty stream that close() (or the destructor) writes to the path
 // atomically, so a failed or interrupted save never leaves a damaged file.
-// Writes at a position inside the stream overwrite; writes at the end append. A read
-// past the end sets failed(), returns zero values and leaves the position at the end.
+// All multi-byte values are little-endian; positions and sizes are in bytes. seek()
+// beyond the end stops at the end. Writes at a position inside the stream overwrite;
+// writes at the end append. A read past the end sets failed(), returns zero values
+// (reads nothing beyond the end) and leaves the position at the end.
 //
 // PStream: an object stream over a StreamFile: the stream format number, binary
 // blocks with their framing, and the accumulated error text of unpacking.
@@ -77,13 +79,17 @@ public:
     int formatNumber() const { return format_; }
     void setFormatNumber(int format) { format_ = format; }
 
-    // size 0: data is a NUL-terminated string, written with its NUL. Otherwise, when
-    // withLength, a uint32 length first, then the size bytes.
+    // size 0: data is a NUL-terminated string, written with its NUL (null data writes
+    // a lone NUL). Otherwise, when withLength, a uint32 length first, then the size
+    // bytes. Null data with a non-zero size writes nothing, appends an error and sets
+    // failed(). The last argument is unused.
     void writeBinary(const void* data, unsigned size, bool withLength, bool reserved = false);
 
     const LightweightString<char>& errorText() const { return errors_; }
+    // Messages accumulate in order, joined as they are (no separator is added).
     void appendError(const LightweightString<char>& text) { errors_ += text; }
     void appendError(const char* text) { errors_ += text; }
+    void appendError(const std::string& text) { errors_ += LightweightString<char>(text); }
     bool failed() const { return failed_ || file_.failed(); }
     void setFailed() { failed_ = true; }
     void clearFailed() { failed_ = false; file_.clearFailed(); }
