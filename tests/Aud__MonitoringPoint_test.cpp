@@ -440,7 +440,8 @@ TEST(MonitoringPointReader, AssigningAReaderOfTheSamePointKeepsTheState) {
     a = b;
     EXPECT_EQ(a.getEntry(), before);
     EXPECT_EQ(a.peakValue(false), 0.5f);
-    a = a;  // self-assignment: same key, same point
+    const MonitoringPointReader& self = a;
+    a = self;  // self-assignment: same key, same point
     EXPECT_EQ(a.getEntry(), before);
 }
 
