@@ -15,23 +15,27 @@ struct S {
     static constexpr unsigned kBytes = 32;
 
     static I loadI(const unsigned char* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
-    static F loadF(const unsigned char* p) { return _mm256_loadu_ps(reinterpret_cast<const float*>(p)); }
-    static D loadD(const unsigned char* p) { return _mm256_loadu_pd(reinterpret_cast<const double*>(p)); }
     template <class T> static void storeI(T* out, I v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), v); }
-    static void storeF(float* out, F v) { _mm256_storeu_ps(out, v); }
-    static void storeD(double* out, D v) { _mm256_storeu_pd(out, v); }
-
-    static F zeroF() { return _mm256_setzero_ps(); }
-    static D zeroD() { return _mm256_setzero_pd(); }
     static I zeroI() { return _mm256_setzero_si256(); }
     static I set1_8(char c) { return _mm256_set1_epi8(c); }
     static I set1_32(std::int32_t v) { return _mm256_set1_epi32(v); }
 
-    static F absF(F v) { return _mm256_and_ps(v, _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF))); }
-    static D absD(D v) { return _mm256_and_pd(v, _mm256_castsi256_pd(_mm256_set1_epi64x(0x7FFFFFFFFFFFFFFFll))); }
-    // vmaxps/vmaxpd return the second operand when either is NaN: a NaN v keeps acc.
-    static F maxF(F v, F acc) { return _mm256_max_ps(v, acc); }
-    static D maxD(D v, D acc) { return _mm256_max_pd(v, acc); }
+    // Floating-point lanes of float (F) or double (D), chosen by T or by the vector type.
+    template <class T> static auto loadFP(const unsigned char* p) {
+        if constexpr (sizeof(T) == 4) return _mm256_loadu_ps(reinterpret_cast<const float*>(p));
+        else return _mm256_loadu_pd(reinterpret_cast<const double*>(p));
+    }
+    template <class T> static auto zeroFP() {
+        if constexpr (sizeof(T) == 4) return _mm256_setzero_ps();
+        else return _mm256_setzero_pd();
+    }
+    static void storeFP(float* out, F v) { _mm256_storeu_ps(out, v); }
+    static void storeFP(double* out, D v) { _mm256_storeu_pd(out, v); }
+    static F absFP(F v) { return _mm256_and_ps(v, _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF))); }
+    static D absFP(D v) { return _mm256_and_pd(v, _mm256_castsi256_pd(_mm256_set1_epi64x(0x7FFFFFFFFFFFFFFFll))); }
+    // max(v, acc) returns its second operand when either is NaN: a NaN v keeps acc.
+    static F maxFP(F v, F acc) { return _mm256_max_ps(v, acc); }
+    static D maxFP(D v, D acc) { return _mm256_max_pd(v, acc); }
 
     static I xorI(I a, I b) { return _mm256_xor_si256(a, b); }
     static I max8u(I a, I b) { return _mm256_max_epu8(a, b); }

@@ -16,23 +16,27 @@ struct S {
     static constexpr unsigned kBytes = 16;
 
     static I loadI(const unsigned char* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-    static F loadF(const unsigned char* p) { return _mm_loadu_ps(reinterpret_cast<const float*>(p)); }
-    static D loadD(const unsigned char* p) { return _mm_loadu_pd(reinterpret_cast<const double*>(p)); }
     template <class T> static void storeI(T* out, I v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v); }
-    static void storeF(float* out, F v) { _mm_storeu_ps(out, v); }
-    static void storeD(double* out, D v) { _mm_storeu_pd(out, v); }
-
-    static F zeroF() { return _mm_setzero_ps(); }
-    static D zeroD() { return _mm_setzero_pd(); }
     static I zeroI() { return _mm_setzero_si128(); }
     static I set1_8(char c) { return _mm_set1_epi8(c); }
     static I set1_32(std::int32_t v) { return _mm_set1_epi32(v); }
 
-    static F absF(F v) { return _mm_and_ps(v, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF))); }
-    static D absD(D v) { return _mm_and_pd(v, _mm_castsi128_pd(_mm_set1_epi64x(0x7FFFFFFFFFFFFFFFll))); }
-    // maxps/maxpd return the second operand when either is NaN: a NaN v keeps acc.
-    static F maxF(F v, F acc) { return _mm_max_ps(v, acc); }
-    static D maxD(D v, D acc) { return _mm_max_pd(v, acc); }
+    // Floating-point lanes of float (F) or double (D), chosen by T or by the vector type.
+    template <class T> static auto loadFP(const unsigned char* p) {
+        if constexpr (sizeof(T) == 4) return _mm_loadu_ps(reinterpret_cast<const float*>(p));
+        else return _mm_loadu_pd(reinterpret_cast<const double*>(p));
+    }
+    template <class T> static auto zeroFP() {
+        if constexpr (sizeof(T) == 4) return _mm_setzero_ps();
+        else return _mm_setzero_pd();
+    }
+    static void storeFP(float* out, F v) { _mm_storeu_ps(out, v); }
+    static void storeFP(double* out, D v) { _mm_storeu_pd(out, v); }
+    static F absFP(F v) { return _mm_and_ps(v, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF))); }
+    static D absFP(D v) { return _mm_and_pd(v, _mm_castsi128_pd(_mm_set1_epi64x(0x7FFFFFFFFFFFFFFFll))); }
+    // max(v, acc) returns its second operand when either is NaN: a NaN v keeps acc.
+    static F maxFP(F v, F acc) { return _mm_max_ps(v, acc); }
+    static D maxFP(D v, D acc) { return _mm_max_pd(v, acc); }
 
     static I xorI(I a, I b) { return _mm_xor_si128(a, b); }
     static I max8u(I a, I b) { return _mm_max_epu8(a, b); }
