@@ -18,27 +18,22 @@
 
 namespace {
 
-// Horizontal maximum and minimum of the lanes of a stored vector.
-template <class T, unsigned N>
-T laneMax(const T (&a)[N]) {
-    T m = a[0];
-    for (unsigned i = 1; i < N; ++i) m = largerOf(m, a[i]);
-    return m;
-}
-template <class T, unsigned N>
-T laneMin(const T (&a)[N]) {
-    T m = a[0];
-    for (unsigned i = 1; i < N; ++i) m = smallerOf(m, a[i]);
-    return m;
-}
-
 // float32 (type 0) or float64 (type 7).
 template <class S, class T>
 float peakFloat(const unsigned char* p, unsigned n) {
     constexpr unsigned k = S::kBytes / sizeof(T);
-    auto acc = S::template zeroFP<T>();
+    auto load = [p](unsigned j) { return S::absFP(S::template loadFP<T>(p + sizeof(T) * j)); };
+    auto acc = S::template zeroFP<T>(), acc1 = acc;
     unsigned i = 0;
-    for (; i + k <= n; i += k) acc = S::maxFP(S::absFP(S::template loadFP<T>(p + sizeof(T) * i)), acc);
+    for (; i + 2 * k <= n; i += 2 * k) {  // two accumulators: independent chains
+        acc = S::maxFP(load(i), acc);
+        acc1 = S::maxFP(load(i + k), acc1);
+    }
+    if (i + k <= n) {
+        acc = S::maxFP(load(i), acc);
+        i += k;
+    }
+    acc = S::maxFP(acc1, acc);  // no lane is NaN
     T a[k];
     S::storeFP(a, acc);
     T m = 0;
@@ -55,24 +50,33 @@ template <class S, bool Aes>
 float peakInt16(const unsigned char* p, unsigned n) {
     constexpr unsigned k = S::kBytes / 2;  // int16 lanes per vector
     constexpr unsigned stride = Aes ? 4 : 2;
-    typename S::I mx = S::zeroI(), mn = S::zeroI();
-    unsigned i = 0;
-    for (; i + k <= n; i += k) {
-        typename S::I v;
+    auto load = [p](unsigned j) {
         if constexpr (Aes) {
-            const unsigned char* q = p + 4 * std::size_t(i);
-            v = S::packs32(S::template srai32<16>(S::template slli32<4>(S::loadI(q))),
-                           S::template srai32<16>(S::template slli32<4>(S::loadI(q + S::kBytes))));
+            const unsigned char* q = p + 4 * std::size_t(j);
+            return S::packs32(S::template srai32<16>(S::template slli32<4>(S::loadI(q))),
+                              S::template srai32<16>(S::template slli32<4>(S::loadI(q + S::kBytes))));
         } else {
-            v = S::loadI(p + 2 * std::size_t(i));
+            return S::loadI(p + 2 * std::size_t(j));
         }
+    };
+    typename S::I mx = S::zeroI(), mn = mx, mx1 = mx, mn1 = mx;
+    unsigned i = 0;
+    for (; i + 2 * k <= n; i += 2 * k) {  // two accumulator pairs: independent chains
+        const typename S::I v = load(i), w = load(i + k);
         mx = S::max16(mx, v);
         mn = S::min16(mn, v);
+        mx1 = S::max16(mx1, w);
+        mn1 = S::min16(mn1, w);
     }
-    std::int16_t a[k], b[k];
-    S::storeI(a, mx);
-    S::storeI(b, mn);
-    int hi = laneMax(a), lo = laneMin(b);
+    if (i + k <= n) {
+        const typename S::I v = load(i);
+        mx = S::max16(mx, v);
+        mn = S::min16(mn, v);
+        i += k;
+    }
+    mx = S::max16(mx, mx1);
+    mn = S::min16(mn, mn1);
+    int hi = S::hmax16(mx), lo = S::hmin16(mn);
     for (; i < n; ++i) {
         const unsigned char* q = p + stride * std::size_t(i);
         const int v = Aes ? aes16Of(loadLE<std::uint32_t>(q)) : loadLE<std::int16_t>(q);
@@ -88,17 +92,24 @@ template <class S, bool Signed>
 float peakInt8(const unsigned char* p, unsigned n) {
     constexpr unsigned k = S::kBytes;
     const typename S::I flip = S::set1_8(Signed ? char(0x80) : char(0));
-    typename S::I mx = S::set1_8(char(0x80)), mn = S::set1_8(char(0x80));
+    typename S::I mx = S::set1_8(char(0x80)), mn = mx, mx1 = mx, mn1 = mx;
     unsigned i = 0;
-    for (; i + k <= n; i += k) {
+    for (; i + 2 * k <= n; i += 2 * k) {
+        const typename S::I v = S::xorI(S::loadI(p + i), flip), w = S::xorI(S::loadI(p + i + k), flip);
+        mx = S::max8u(mx, v);
+        mn = S::min8u(mn, v);
+        mx1 = S::max8u(mx1, w);
+        mn1 = S::min8u(mn1, w);
+    }
+    if (i + k <= n) {
         const typename S::I v = S::xorI(S::loadI(p + i), flip);
         mx = S::max8u(mx, v);
         mn = S::min8u(mn, v);
+        i += k;
     }
-    std::uint8_t a[k], b[k];
-    S::storeI(a, mx);
-    S::storeI(b, mn);
-    int hi = laneMax(a), lo = laneMin(b);
+    mx = S::max8u(mx, mx1);
+    mn = S::min8u(mn, mn1);
+    int hi = S::hmax8u(mx), lo = S::hmin8u(mn);
     for (; i < n; ++i) {
         const int v = Signed ? (p[i] ^ 0x80) : p[i];
         hi = largerOf(hi, v);
@@ -120,23 +131,32 @@ void minMax32(const unsigned char* p, unsigned n, std::int64_t& hi, std::int64_t
                                : Type == 2 || Type == 5 ? int24At(p)
                                : Type == 9              ? aes24Of(loadLE<std::uint32_t>(p))
                                                         : loadLE<std::int32_t>(p);
-    typename S::I mx = S::set1_32(first), mn = S::set1_32(first);
+    auto load = [p](unsigned j) {
+        const unsigned char* q = p + stride * std::size_t(j);
+        if constexpr (Type == 2) return S::load24(q);
+        if constexpr (Type == 5) return S::template srai32<8>(S::template slli32<8>(S::loadI(q)));
+        if constexpr (Type == 9) return S::template srai32<8>(S::template slli32<4>(S::loadI(q)));
+        if constexpr (Type == 6) return S::loadI(q);
+    };
+    typename S::I mx = S::set1_32(first), mn = mx, mx1 = mx, mn1 = mx;
     unsigned i = 0;
-    for (; i + k <= n; i += k) {
-        const unsigned char* q = p + stride * std::size_t(i);
-        typename S::I v;
-        if constexpr (Type == 2) v = S::load24(q);
-        if constexpr (Type == 5) v = S::template srai32<8>(S::template slli32<8>(S::loadI(q)));
-        if constexpr (Type == 9) v = S::template srai32<8>(S::template slli32<4>(S::loadI(q)));
-        if constexpr (Type == 6) v = S::loadI(q);
+    for (; i + 2 * k <= n; i += 2 * k) {
+        const typename S::I v = load(i), w = load(i + k);
         mx = S::max32(mx, v);
         mn = S::min32(mn, v);
+        mx1 = S::max32(mx1, w);
+        mn1 = S::min32(mn1, w);
     }
-    std::int32_t a[k], b[k];
-    S::storeI(a, mx);
-    S::storeI(b, mn);
-    hi = laneMax(a);
-    lo = laneMin(b);
+    if (i + k <= n) {
+        const typename S::I v = load(i);
+        mx = S::max32(mx, v);
+        mn = S::min32(mn, v);
+        i += k;
+    }
+    mx = S::max32(mx, mx1);
+    mn = S::min32(mn, mn1);
+    hi = S::hmax32(mx);
+    lo = S::hmin32(mn);
     for (; i < n; ++i) {
         const unsigned char* q = p + stride * std::size_t(i);
         const std::int64_t v = Type == 2 || Type == 5 ? int24At(q)

@@ -48,6 +48,51 @@ struct S {
     template <int N> static I srai32(I v) { return _mm256_srai_epi32(v, N); }
     static I packs32(I a, I b) { return _mm256_packs_epi32(a, b); }
 
+    // Horizontal maximum / minimum of the lanes: fold the high half onto the low, then
+    // halve within 128 bits.
+    static int hmax16(I v) {
+        __m128i x = _mm_max_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+        x = _mm_max_epi16(x, _mm_srli_si128(x, 8));
+        x = _mm_max_epi16(x, _mm_srli_si128(x, 4));
+        x = _mm_max_epi16(x, _mm_srli_si128(x, 2));
+        return std::int16_t(_mm_cvtsi128_si32(x));
+    }
+    static int hmin16(I v) {
+        __m128i x = _mm_min_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+        x = _mm_min_epi16(x, _mm_srli_si128(x, 8));
+        x = _mm_min_epi16(x, _mm_srli_si128(x, 4));
+        x = _mm_min_epi16(x, _mm_srli_si128(x, 2));
+        return std::int16_t(_mm_cvtsi128_si32(x));
+    }
+    static int hmax8u(I v) {
+        __m128i x = _mm_max_epu8(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+        x = _mm_max_epu8(x, _mm_srli_si128(x, 8));
+        x = _mm_max_epu8(x, _mm_srli_si128(x, 4));
+        x = _mm_max_epu8(x, _mm_srli_si128(x, 2));
+        x = _mm_max_epu8(x, _mm_srli_si128(x, 1));
+        return std::uint8_t(_mm_cvtsi128_si32(x));
+    }
+    static int hmin8u(I v) {
+        __m128i x = _mm_min_epu8(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+        x = _mm_min_epu8(x, _mm_srli_si128(x, 8));
+        x = _mm_min_epu8(x, _mm_srli_si128(x, 4));
+        x = _mm_min_epu8(x, _mm_srli_si128(x, 2));
+        x = _mm_min_epu8(x, _mm_srli_si128(x, 1));
+        return std::uint8_t(_mm_cvtsi128_si32(x));
+    }
+    static std::int32_t hmax32(I v) {
+        __m128i x = _mm_max_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+        x = _mm_max_epi32(x, _mm_srli_si128(x, 8));
+        x = _mm_max_epi32(x, _mm_srli_si128(x, 4));
+        return _mm_cvtsi128_si32(x);
+    }
+    static std::int32_t hmin32(I v) {
+        __m128i x = _mm_min_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+        x = _mm_min_epi32(x, _mm_srli_si128(x, 8));
+        x = _mm_min_epi32(x, _mm_srli_si128(x, 4));
+        return _mm_cvtsi128_si32(x);
+    }
+
     // Eight packed little-endian 24-bit samples (exactly 24 bytes) as sign-extended int32.
     static I load24(const unsigned char* p) {
         const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));        // bytes 0..15
