@@ -49,49 +49,22 @@ struct S {
     static I packs32(I a, I b) { return _mm256_packs_epi32(a, b); }
 
     // Horizontal maximum / minimum of the lanes: fold the high half onto the low, then
-    // halve within 128 bits.
-    static int hmax16(I v) {
-        __m128i x = _mm_max_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-        x = _mm_max_epi16(x, _mm_srli_si128(x, 8));
-        x = _mm_max_epi16(x, _mm_srli_si128(x, 4));
-        x = _mm_max_epi16(x, _mm_srli_si128(x, 2));
-        return std::int16_t(_mm_cvtsi128_si32(x));
-    }
-    static int hmin16(I v) {
-        __m128i x = _mm_min_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-        x = _mm_min_epi16(x, _mm_srli_si128(x, 8));
-        x = _mm_min_epi16(x, _mm_srli_si128(x, 4));
-        x = _mm_min_epi16(x, _mm_srli_si128(x, 2));
-        return std::int16_t(_mm_cvtsi128_si32(x));
-    }
-    static int hmax8u(I v) {
-        __m128i x = _mm_max_epu8(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-        x = _mm_max_epu8(x, _mm_srli_si128(x, 8));
-        x = _mm_max_epu8(x, _mm_srli_si128(x, 4));
-        x = _mm_max_epu8(x, _mm_srli_si128(x, 2));
-        x = _mm_max_epu8(x, _mm_srli_si128(x, 1));
-        return std::uint8_t(_mm_cvtsi128_si32(x));
-    }
-    static int hmin8u(I v) {
-        __m128i x = _mm_min_epu8(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-        x = _mm_min_epu8(x, _mm_srli_si128(x, 8));
-        x = _mm_min_epu8(x, _mm_srli_si128(x, 4));
-        x = _mm_min_epu8(x, _mm_srli_si128(x, 2));
-        x = _mm_min_epu8(x, _mm_srli_si128(x, 1));
-        return std::uint8_t(_mm_cvtsi128_si32(x));
-    }
-    static std::int32_t hmax32(I v) {
-        __m128i x = _mm_max_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-        x = _mm_max_epi32(x, _mm_srli_si128(x, 8));
-        x = _mm_max_epi32(x, _mm_srli_si128(x, 4));
+    // halve within 128 bits (Steps halvings: 2 for 32-bit lanes, 3 for 16, 4 for 8).
+    template <int Steps, class Op>
+    static int fold(I v, Op op) {
+        __m128i x = op(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+        x = op(x, _mm_srli_si128(x, 8));
+        x = op(x, _mm_srli_si128(x, 4));
+        if constexpr (Steps >= 3) x = op(x, _mm_srli_si128(x, 2));
+        if constexpr (Steps >= 4) x = op(x, _mm_srli_si128(x, 1));
         return _mm_cvtsi128_si32(x);
     }
-    static std::int32_t hmin32(I v) {
-        __m128i x = _mm_min_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-        x = _mm_min_epi32(x, _mm_srli_si128(x, 8));
-        x = _mm_min_epi32(x, _mm_srli_si128(x, 4));
-        return _mm_cvtsi128_si32(x);
-    }
+    static int hmax16(I v) { return std::int16_t(fold<3>(v, [](__m128i a, __m128i b) { return _mm_max_epi16(a, b); })); }
+    static int hmin16(I v) { return std::int16_t(fold<3>(v, [](__m128i a, __m128i b) { return _mm_min_epi16(a, b); })); }
+    static int hmax8u(I v) { return std::uint8_t(fold<4>(v, [](__m128i a, __m128i b) { return _mm_max_epu8(a, b); })); }
+    static int hmin8u(I v) { return std::uint8_t(fold<4>(v, [](__m128i a, __m128i b) { return _mm_min_epu8(a, b); })); }
+    static std::int32_t hmax32(I v) { return fold<2>(v, [](__m128i a, __m128i b) { return _mm_max_epi32(a, b); }); }
+    static std::int32_t hmin32(I v) { return fold<2>(v, [](__m128i a, __m128i b) { return _mm_min_epi32(a, b); }); }
 
     // Eight packed little-endian 24-bit samples (exactly 24 bytes) as sign-extended int32.
     static I load24(const unsigned char* p) {

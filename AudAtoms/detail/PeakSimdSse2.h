@@ -50,31 +50,22 @@ struct S {
     template <int N> static I srai32(I v) { return _mm_srai_epi32(v, N); }
     static I packs32(I a, I b) { return _mm_packs_epi32(a, b); }
 
-    // Horizontal maximum / minimum of the lanes, by halving.
-    static int hmax16(I v) { return fold16(v, max16); }
-    static int hmin16(I v) { return fold16(v, min16); }
-    static int hmax8u(I v) { return fold8(v, max8u); }
-    static int hmin8u(I v) { return fold8(v, min8u); }
-    static std::int32_t hmax32(I v) { return fold32(v, max32); }
-    static std::int32_t hmin32(I v) { return fold32(v, min32); }
-    static std::int32_t fold32(I v, I (*op)(I, I)) {
+    // Horizontal maximum / minimum of the lanes, by halving (Steps halvings: 2 for
+    // 32-bit lanes, 3 for 16, 4 for 8).
+    template <int Steps>
+    static int fold(I v, I (*op)(I, I)) {
         v = op(v, _mm_srli_si128(v, 8));
         v = op(v, _mm_srli_si128(v, 4));
+        if constexpr (Steps >= 3) v = op(v, _mm_srli_si128(v, 2));
+        if constexpr (Steps >= 4) v = op(v, _mm_srli_si128(v, 1));
         return _mm_cvtsi128_si32(v);
     }
-    static int fold16(I v, I (*op)(I, I)) {
-        v = op(v, _mm_srli_si128(v, 8));
-        v = op(v, _mm_srli_si128(v, 4));
-        v = op(v, _mm_srli_si128(v, 2));
-        return std::int16_t(_mm_cvtsi128_si32(v));
-    }
-    static int fold8(I v, I (*op)(I, I)) {
-        v = op(v, _mm_srli_si128(v, 8));
-        v = op(v, _mm_srli_si128(v, 4));
-        v = op(v, _mm_srli_si128(v, 2));
-        v = op(v, _mm_srli_si128(v, 1));
-        return std::uint8_t(_mm_cvtsi128_si32(v));
-    }
+    static int hmax16(I v) { return std::int16_t(fold<3>(v, max16)); }
+    static int hmin16(I v) { return std::int16_t(fold<3>(v, min16)); }
+    static int hmax8u(I v) { return std::uint8_t(fold<4>(v, max8u)); }
+    static int hmin8u(I v) { return std::uint8_t(fold<4>(v, min8u)); }
+    static std::int32_t hmax32(I v) { return fold<2>(v, max32); }
+    static std::int32_t hmin32(I v) { return fold<2>(v, min32); }
 
     // Four packed little-endian 24-bit samples (exactly 12 bytes) as sign-extended int32.
     static I load24(const unsigned char* p) {
