@@ -20,6 +20,9 @@ constexpr float kStep = 1.0f / 1024.0f; // kSteps * kStep stays below the 1.5 cl
 
 TEST(SimpleMixStateConcurrency, CopiesSeeWholeSetterCalls) {
     SimpleMixState source(32, 4, 4);
+    // Step 0: every input at level 0 (a fresh state's inputs stand at 1.0, which is not on
+    // the step line).
+    for (int i = 0; i < 32; ++i) source.setInputLevel(i, 0.0f);
     std::atomic<bool> done{false};
     std::atomic<int> copiesSoFar{0};
     std::thread writer([&] {
