@@ -1,14 +1,15 @@
 #include "LevelRender.h"
 
+#include "AudAtoms/Aud__MixRender.h"
+
 #include <algorithm>
 
 namespace testsupport {
 
 void rampRun(const float* src, float* dst, unsigned blocks, float level, float delta) {
-    for (unsigned i = 0; i < blocks * 4u; ++i) {
-        dst[i] = src[i] * level;
-        level += delta;
-    }
+    // The library's ramp kernel; src and dst are distinct here, so a zero delta gives
+    // src * level like any other.
+    Aud::MixRender::MultiplyWithDelta(const_cast<float*>(src), dst, blocks, level, delta);
 }
 
 LevelRenderer::LevelRenderer(Aud::DynamicLevelControl::DynamicLevelApplyingIteratorState& state, bool reverse,

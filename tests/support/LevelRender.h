@@ -3,7 +3,8 @@
 // level_ / levelDelta_ to n samples with the ramp kernel, advance level_ by
 // n * levelDelta_, lower the count by n, and advance the walk when the count is 0.
 //
-// rampRun is the ramp used to apply a run: dst[i] = src[i] * level, then level += delta,
+// rampRun applies a run with the library ramp kernel Aud::MixRender::MultiplyWithDelta:
+// dst[i] = src[i] * level, then level += delta,
 // by repeated single-precision addition, over `blocks` four-sample blocks.
 // LevelRenderer never allocates after construction (its scratch buffer and optional
 // run log are sized up front), so allocation-counting tests may use it.
