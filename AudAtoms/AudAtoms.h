@@ -21,6 +21,9 @@
 #include "platform/Resources.h"
 #include "platform/Streams.h"
 
+#include "AudAtoms/Aud__Biquad.h"
+#include "AudAtoms/Aud__GainCurve.h"
+#include "AudAtoms/Aud__MixRender.h"
 #include "AudAtoms/Aud__Status.h"
 #include "AudAtoms/Aud__IO_Direction.h"
 #include "AudAtoms/Aud__MonitoringPoint.h"

@@ -1,0 +1,91 @@
+// Aud::MixRender: the inner loops of the mixer's render path, over single-channel
+// buffers of 32-bit float samples (nominal full scale 1.0).
+//
+// Units: count is a number of four-sample blocks; every kernel touches exactly
+// 4 * count floats of each buffer (count * 16 bytes), formed in 32-bit unsigned
+// arithmetic, so count must stay below 2^28. Gains and levels are linear magnitudes
+// (1.0 = unity); delta is added to the level after each sample of a ramp. A peak is a
+// running maximum owned by the caller, read on entry and written back on return (never
+// reset here). Buffers need only float alignment; a count of 0 touches no sample, so
+// buffer pointers may then be null (peak pointers may not).
+//
+// For each sample i in 0 .. 4*count-1:
+//   PeakScan                         peak = max(peak, |src[i]|)
+//   MultiplyConstant                 dst[i] = src[i] * gain
+//   MultiplyConstantWithPrePeakScan  dst[i] = src[i] * gain;  peak = max(peak, |src[i]|)
+//   MultiplyWithDelta                dst[i] = src[i] * level;  level += delta
+//   Add                              dst[i] = dst[i] + src[i]
+//   MultiplyConstantAndAdd           dst[i] = dst[i] + src[i] * gain
+//   MultiplyConstantAndAdd2          dst1[i] += src[i] * gain1;  dst2[i] += src[i] * gain2
+//   MultiplyConstantAndAddWithPrePeakScan  dst[i] += src[i] * gain;  peak = max(peak, |src[i]|)
+//   MultiplyWithDeltaAndAdd          dst[i] += src[i] * level;  level += delta
+// Each product and sum is rounded to float on its own (never a fused multiply-add).
+// max keeps the running value unless |src[i]| is greater, so NaN samples never enter the
+// peak and a NaN peak stays; the level is a serial chain of float additions, never
+// level + k * delta.
+//
+// Short-cuts, taken once per call (gains compared with ==, so -0.0 counts as 0.0 and a
+// NaN gain takes the general loop); they differ from kernel to kernel on purpose:
+//   MultiplyConstant: 1.0 copies the bytes, 0.0 zero-fills (exact +0.0 whatever src holds).
+//   MultiplyConstantWithPrePeakScan: 1.0 copies then scans src; 0.0 zero-fills and leaves
+//     the peak as it came in.
+//   MultiplyConstantAndAdd: 1.0 is Add; 0.0 returns with dst untouched.
+//   MultiplyConstantAndAddWithPrePeakScan: 1.0 adds src plainly; no zero short-cut.
+//   MultiplyConstantAndAdd2: a gain of 1.0 is Add into that destination, 0.0 skips it;
+//     equal gains form one product per sample.
+//   Ramps with delta == 0.0: MultiplyWithDelta first applies MultiplyConstant(level) and
+//     then still runs its ramp (in place that leaves src * level^2);
+//     MultiplyWithDeltaAndAdd first applies MultiplyConstantAndAdd(level) and then still
+//     runs its ramp, adding src * level twice.
+//
+// In-place use: src may equal dst (or dst1 / dst2, and dst1 may equal dst2); buffers must
+// otherwise not overlap. Threads: stateless; any thread, concurrently on distinct
+// buffers. Real-time safe: no allocation, no locks, no exceptions.
+//
+// Speed: each kernel has a plain scalar version in MixRender::Reference, the definition
+// the vectorised versions (SSE2, AVX2, AVX-512, chosen once from the CPU's features) are
+// proven bit-identical to (NaN payloads aside, which the language leaves open).
+#pragma once
+
+namespace Aud::MixRender {
+
+void PeakScan(float* src, unsigned int count, float* peak);
+void MultiplyConstant(float* src, float* dst, unsigned int count, float gain);
+void MultiplyConstantWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+void MultiplyWithDelta(float* src, float* dst, unsigned int count, float level, float delta);
+void Add(float* src, float* dst, unsigned int count);
+void MultiplyConstantAndAdd(float* src, float* dst, unsigned int count, float gain);
+void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
+void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
+
+// Approximations of sin and cos of phase * 2pi / 65536 (only the low 16 bits of phase
+// count): piecewise parabolic, exact at every multiple of 45 degrees, within 0.024 of the
+// true values, sine^2 + cosine^2 within [0.978, 1]. One short single-precision chain.
+void fastSineCosine(float& sine, float& cosine, unsigned int phase);
+
+// The scalar definitions: same contract, same short-cuts, plain one-sample loops.
+namespace Reference {
+void PeakScan(float* src, unsigned int count, float* peak);
+void MultiplyConstant(float* src, float* dst, unsigned int count, float gain);
+void MultiplyConstantWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+void MultiplyWithDelta(float* src, float* dst, unsigned int count, float level, float delta);
+void Add(float* src, float* dst, unsigned int count);
+void MultiplyConstantAndAdd(float* src, float* dst, unsigned int count, float gain);
+void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
+void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
+} // namespace Reference
+
+// Which vectorised loops the kernels above use. The best one this CPU runs is chosen on
+// first use; tests and benchmarks may force another. Switching is atomic, but meant for
+// set-up, not for the middle of a render.
+enum class eInstructionSet : int { kSSE2 = 0, kAVX2 = 1, kAVX512 = 2 };
+
+bool isInstructionSetSupported(eInstructionSet set);  // built in and runnable on this CPU
+eInstructionSet getInstructionSet();
+bool setInstructionSet(eInstructionSet set);  // false, nothing changed, when unsupported
+void selectBestInstructionSet();
+const char* getInstructionSetName(eInstructionSet set);  // "SSE2", "AVX2", "AVX-512"
+
+} // namespace Aud::MixRender

@@ -1,0 +1,333 @@
+// Every vectorised kernel against its scalar reference, bit for bit, on every
+// instruction set this machine runs: all counts 0..67 and some larger ones, every source
+// and destination misalignment of 0 to 3 floats, in place and out of place, over buffers
+// salted with NaN, infinities, signed zeros, subnormals and huge values. Words around
+// each buffer are checked for stray writes.
+//
+// Equality is of the bit pattern, except that any NaN equals any NaN: which NaN payload
+// survives an operation on two NaNs depends on operand order, which the compiler may swap
+// for a commutative multiply or add.
+#include "AudAtoms/AudAtoms.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+using namespace Aud::MixRender;
+
+namespace {
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+float fromBits(std::uint32_t b) {
+    float f;
+    std::memcpy(&f, &b, 4);
+    return f;
+}
+std::uint32_t bitsOf(float f) {
+    std::uint32_t b;
+    std::memcpy(&b, &f, 4);
+    return b;
+}
+bool same(float a, float b) { return (std::isnan(a) && std::isnan(b)) || bitsOf(a) == bitsOf(b); }
+
+struct Rng {
+    std::uint64_t s;
+    std::uint32_t next() {
+        s ^= s << 13;
+        s ^= s >> 7;
+        s ^= s << 17;
+        return static_cast<std::uint32_t>(s >> 11);
+    }
+    float uniform(float lo, float hi) { return lo + (hi - lo) * static_cast<float>(next() % 1000001u) / 1e6f; }
+    float sample() {
+        switch (next() % 16) {
+        case 0: return kNaN;
+        case 1: return fromBits(0xFFC00001u);  // negative NaN with a payload
+        case 2: return kInf;
+        case 3: return -kInf;
+        case 4: return 0.0f;
+        case 5: return -0.0f;
+        case 6: return fromBits(next() % 0x007FFFFFu + 1);  // positive subnormal
+        case 7: return -fromBits(next() % 0x007FFFFFu + 1);
+        case 8: return uniform(-3e38f, 3e38f);  // products and sums overflow
+        default: return uniform(-2.0f, 2.0f);
+        }
+    }
+};
+
+constexpr std::size_t kGuard = 16;       // floats of canary on each side
+constexpr std::uint32_t kCanary = 0x7FBADBADu;  // a signalling NaN no kernel writes
+
+// A buffer of n floats at a chosen misalignment (in floats) from a 64-byte boundary,
+// with canary words around it.
+struct Buffer {
+    std::vector<float> storage;
+    std::size_t offset, n;
+    Buffer(std::size_t n_, unsigned misalign) : storage(n_ + 2 * kGuard + 32), n(n_) {
+        const auto base = reinterpret_cast<std::uintptr_t>(storage.data());
+        const std::size_t toAlign = ((64 - base % 64) % 64) / sizeof(float);
+        offset = toAlign + kGuard + misalign;
+        for (float& f : storage) f = fromBits(kCanary);
+    }
+    float* data() { return storage.data() + offset; }
+    bool guardsIntact() const {
+        for (std::size_t i = 0; i < storage.size(); ++i)
+            if ((i < offset || i >= offset + n) && bitsOf(storage[i]) != kCanary) return false;
+        return true;
+    }
+};
+
+// The buffers of one call: the source and up to two destinations, each placed by its
+// own misalignment, or aliased to one another for in-place calls.
+enum class Alias { kNone, kSrcIsDst1, kSrcIsDst2, kDst1IsDst2 };
+
+struct Layout {
+    std::size_t n;
+    unsigned misSrc, misDst;
+    Alias alias;
+};
+
+struct World {
+    Buffer src, dst1, dst2;
+    float peak = 0;
+    float *s, *d1, *d2;
+    World(const Layout& st, Rng& rng)
+        : src(st.n, st.misSrc), dst1(st.n, st.misDst), dst2(st.n, (st.misDst + 1) % 4) {
+        for (Buffer* b : {&src, &dst1, &dst2})
+            for (std::size_t i = 0; i < st.n; ++i) b->data()[i] = rng.sample();
+        s = src.data();
+        d1 = dst1.data();
+        d2 = dst2.data();
+        if (st.alias == Alias::kSrcIsDst1) d1 = s;
+        if (st.alias == Alias::kSrcIsDst2) d2 = s;
+        if (st.alias == Alias::kDst1IsDst2) d2 = d1;
+    }
+};
+
+using Call = void (*)(bool reference, World& w, unsigned count, float a, float b);
+
+struct Kernel {
+    const char* name;
+    Call call;
+    bool twoDestinations;
+    bool peak;
+};
+
+#define AUD_PICK(fn) (reference ? Reference::fn : fn)
+const Kernel kKernels[] = {
+    {"PeakScan", [](bool reference, World& w, unsigned c, float, float) { AUD_PICK(PeakScan)(w.s, c, &w.peak); },
+     false, true},
+    {"MultiplyConstant",
+     [](bool reference, World& w, unsigned c, float a, float) { AUD_PICK(MultiplyConstant)(w.s, w.d1, c, a); }, false,
+     false},
+    {"MultiplyConstantWithPrePeakScan",
+     [](bool reference, World& w, unsigned c, float a, float) {
+         AUD_PICK(MultiplyConstantWithPrePeakScan)(w.s, w.d1, c, a, &w.peak);
+     },
+     false, true},
+    {"MultiplyWithDelta",
+     [](bool reference, World& w, unsigned c, float a, float b) { AUD_PICK(MultiplyWithDelta)(w.s, w.d1, c, a, b); },
+     false, false},
+    {"Add", [](bool reference, World& w, unsigned c, float, float) { AUD_PICK(Add)(w.s, w.d1, c); }, false, false},
+    {"MultiplyConstantAndAdd",
+     [](bool reference, World& w, unsigned c, float a, float) { AUD_PICK(MultiplyConstantAndAdd)(w.s, w.d1, c, a); },
+     false, false},
+    {"MultiplyConstantAndAdd2",
+     [](bool reference, World& w, unsigned c, float a, float b) {
+         AUD_PICK(MultiplyConstantAndAdd2)(w.s, w.d1, w.d2, c, a, b);
+     },
+     true, false},
+    {"MultiplyConstantAndAdd2 equal gains",
+     [](bool reference, World& w, unsigned c, float a, float) {
+         AUD_PICK(MultiplyConstantAndAdd2)(w.s, w.d1, w.d2, c, a, a);
+     },
+     true, false},
+    {"MultiplyConstantAndAddWithPrePeakScan",
+     [](bool reference, World& w, unsigned c, float a, float) {
+         AUD_PICK(MultiplyConstantAndAddWithPrePeakScan)(w.s, w.d1, c, a, &w.peak);
+     },
+     false, true},
+    {"MultiplyWithDeltaAndAdd",
+     [](bool reference, World& w, unsigned c, float a, float b) {
+         AUD_PICK(MultiplyWithDeltaAndAdd)(w.s, w.d1, c, a, b);
+     },
+     false, false},
+};
+#undef AUD_PICK
+
+// Gains, levels, deltas and incoming peaks: ordinary values, the short-cut values, and
+// values that overflow, underflow or poison.
+const float kFirstArgs[] = {0.7f, -1.3f, 1.0f, 0.0f, -0.0f, 1e-30f, 3e38f, kNaN, -kInf};
+const float kSecondArgs[] = {0.0015f, -0.25f, 0.0f, -0.0f, 1e-42f, kNaN, 0.7f};
+const float kPeaks[] = {0.0f, -0.0f, 0.5f, -1.0f, kNaN, kInf};
+
+std::vector<unsigned> counts() {
+    std::vector<unsigned> c;
+    for (unsigned i = 0; i <= 67; ++i) c.push_back(i);
+    for (unsigned i : {100u, 127u, 256u, 1023u, 4096u}) c.push_back(i);
+    return c;
+}
+
+std::vector<eInstructionSet> machineSets() {
+    std::vector<eInstructionSet> sets;
+    for (eInstructionSet s : {eInstructionSet::kSSE2, eInstructionSet::kAVX2, eInstructionSet::kAVX512})
+        if (isInstructionSetSupported(s)) sets.push_back(s);
+    return sets;
+}
+
+class Variants : public ::testing::TestWithParam<eInstructionSet> {
+protected:
+    void SetUp() override { ASSERT_TRUE(setInstructionSet(GetParam())); }
+    void TearDown() override { selectBestInstructionSet(); }
+};
+
+// Runs one kernel on one set-up both ways and compares every word of every buffer.
+void compareOnce(const Kernel& k, const Layout& st, unsigned count, float a, float b, float peakIn,
+                 std::uint64_t seed, int& failures) {
+    Rng r1{seed}, r2{seed};
+    World fast(st, r1), ref(st, r2);
+    fast.peak = ref.peak = peakIn;
+    k.call(false, fast, count, a, b);
+    k.call(true, ref, count, a, b);
+    auto fail = [&](const std::string& what) {
+        if (++failures <= 10)
+            ADD_FAILURE() << k.name << " " << what << " count=" << count << " misSrc=" << st.misSrc
+                          << " misDst=" << st.misDst << " alias=" << static_cast<int>(st.alias) << " a=" << a
+                          << " b=" << b << " peakIn=" << peakIn;
+    };
+    for (std::size_t i = 0; i < st.n; ++i) {
+        if (!same(fast.src.data()[i], ref.src.data()[i])) return fail("src[" + std::to_string(i) + "]");
+        if (!same(fast.dst1.data()[i], ref.dst1.data()[i])) return fail("dst1[" + std::to_string(i) + "]");
+        if (!same(fast.dst2.data()[i], ref.dst2.data()[i])) return fail("dst2[" + std::to_string(i) + "]");
+    }
+    if (!same(fast.peak, ref.peak)) return fail("peak");
+    if (!fast.src.guardsIntact() || !fast.dst1.guardsIntact() || !fast.dst2.guardsIntact()) fail("stray write");
+}
+
+TEST_P(Variants, EveryKernelMatchesItsScalarReferenceBitForBit) {
+    int failures = 0;
+    std::uint64_t seed = 0x9E3779B97F4A7C15ull;
+    long calls = 0;
+    for (const Kernel& k : kKernels) {
+        std::vector<Alias> aliases = {Alias::kNone, Alias::kSrcIsDst1};
+        if (k.twoDestinations) {
+            aliases.push_back(Alias::kSrcIsDst2);
+            aliases.push_back(Alias::kDst1IsDst2);
+        }
+        for (unsigned count : counts()) {
+            const Layout base{count * 4u, 0, 0, Alias::kNone};
+            for (unsigned ms = 0; ms < 4; ++ms) {
+                for (unsigned md = 0; md < 4; ++md) {
+                    for (Alias al : aliases) {
+                        if (al != Alias::kNone && (al != Alias::kDst1IsDst2 ? ms != md : false)) continue;
+                        Layout st = base;
+                        st.misSrc = ms;
+                        st.misDst = md;
+                        st.alias = al;
+                        // All argument pairs on the small counts, a rotating few on the rest.
+                        const bool all = count <= 5;
+                        for (std::size_t ai = 0; ai < std::size(kFirstArgs); ++ai) {
+                            for (std::size_t bi = 0; bi < std::size(kSecondArgs); ++bi) {
+                                if (!all && (ai * 7 + bi + count + ms + md) % 9 != 0) continue;
+                                const float peakIn = kPeaks[(ai + bi + count) % std::size(kPeaks)];
+                                compareOnce(k, st, count, kFirstArgs[ai], kSecondArgs[bi], peakIn, ++seed, failures);
+                                ++calls;
+                            }
+                        }
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_EQ(failures, 0);
+    EXPECT_GT(calls, 50000);
+}
+
+TEST_P(Variants, RampsFromAnyStartLevelKeepTheSerialChain) {
+    // Long ramps with deltas that make level + k * delta differ from the serial sum.
+    int failures = 0;
+    std::uint64_t seed = 77;
+    for (float level : {0.0f, -0.0f, 1e-3f, 0.999f, -2.5f, kNaN, kInf}) {
+        for (float delta : {1e-7f, -3.3e-5f, 0.1f, 1e-45f, -0.0f, 0.0f}) {
+            for (unsigned count : {1u, 2u, 3u, 4u, 5u, 17u, 33u, 1000u}) {
+                for (unsigned m = 0; m < 4; ++m) {
+                    const Layout apart{count * 4u, m, (m + 1) % 4, Alias::kNone};
+                    compareOnce(kKernels[3], apart, count, level, delta, 0, ++seed, failures);
+                    compareOnce(kKernels[9], apart, count, level, delta, 0, ++seed, failures);
+                    const Layout inPlace{count * 4u, m, m, Alias::kSrcIsDst1};
+                    compareOnce(kKernels[3], inPlace, count, level, delta, 0, ++seed, failures);
+                    compareOnce(kKernels[9], inPlace, count, level, delta, 0, ++seed, failures);
+                }
+            }
+        }
+    }
+    EXPECT_EQ(failures, 0);
+}
+
+TEST_P(Variants, PeakOfLongBuffersWithTheLoudestSampleAnywhere) {
+    // The maximum placed at every position of a buffer of 3 vectors' worth, among NaNs.
+    for (unsigned mis = 0; mis < 4; ++mis) {
+        const std::size_t n = 4 * 37;
+        Buffer b(n, mis);
+        for (std::size_t pos = 0; pos < n; ++pos) {
+            for (std::size_t i = 0; i < n; ++i) b.data()[i] = (i % 5 == 0) ? kNaN : -0.25f;
+            b.data()[pos] = -0.875f;
+            float fastPeak = 0.5f, refPeak = 0.5f;
+            PeakScan(b.data(), n / 4, &fastPeak);
+            Reference::PeakScan(b.data(), n / 4, &refPeak);
+            ASSERT_EQ(fastPeak, 0.875f) << pos << " " << mis;
+            ASSERT_EQ(refPeak, 0.875f) << pos << " " << mis;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(MixRender, Variants, ::testing::ValuesIn(machineSets()),
+                         [](const ::testing::TestParamInfo<eInstructionSet>& info) {
+                             switch (info.param) {
+                             case eInstructionSet::kSSE2: return std::string("SSE2");
+                             case eInstructionSet::kAVX2: return std::string("AVX2");
+                             case eInstructionSet::kAVX512: return std::string("AVX512");
+                             }
+                             return std::string("Unknown");
+                         });
+
+TEST(MixRenderInstructionSets, SelectionAndForcing) {
+    EXPECT_TRUE(isInstructionSetSupported(eInstructionSet::kSSE2));
+    selectBestInstructionSet();
+    const eInstructionSet best = getInstructionSet();
+    for (eInstructionSet s : machineSets()) EXPECT_LE(static_cast<int>(s), static_cast<int>(best));
+    for (eInstructionSet s : {eInstructionSet::kSSE2, eInstructionSet::kAVX2, eInstructionSet::kAVX512}) {
+        if (isInstructionSetSupported(s)) {
+            EXPECT_TRUE(setInstructionSet(s));
+            EXPECT_EQ(getInstructionSet(), s);
+        } else {
+            const eInstructionSet before = getInstructionSet();
+            EXPECT_FALSE(setInstructionSet(s));
+            EXPECT_EQ(getInstructionSet(), before);
+        }
+    }
+    EXPECT_FALSE(setInstructionSet(static_cast<eInstructionSet>(7)));
+    EXPECT_STREQ(getInstructionSetName(eInstructionSet::kSSE2), "SSE2");
+    EXPECT_STREQ(getInstructionSetName(eInstructionSet::kAVX2), "AVX2");
+    EXPECT_STREQ(getInstructionSetName(eInstructionSet::kAVX512), "AVX-512");
+    selectBestInstructionSet();
+    EXPECT_EQ(getInstructionSet(), best);
+}
+
+#if defined(__x86_64__)
+TEST(MixRenderInstructionSets, ThisMachineRunsEveryVariantItAdvertises) {
+    EXPECT_EQ(isInstructionSetSupported(eInstructionSet::kAVX2), __builtin_cpu_supports("avx2") != 0);
+    const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+    EXPECT_EQ(isInstructionSetSupported(eInstructionSet::kAVX512), avx512);
+}
+#endif
+
+} // namespace
