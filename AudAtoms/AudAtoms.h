@@ -24,6 +24,7 @@
 #include "AudAtoms/Aud__Biquad.h"
 #include "AudAtoms/Aud__GainCurve.h"
 #include "AudAtoms/Aud__MixRender.h"
+#include "AudAtoms/Aud__SimpleMixState.h"
 #include "AudAtoms/Aud__Status.h"
 #include "AudAtoms/Aud__IO_Direction.h"
 #include "AudAtoms/Aud__MonitoringPoint.h"

@@ -100,3 +100,10 @@ private:
     LightweightString<char> errors_;
     bool failed_ = false;
 };
+
+// The object layers: variable-width integers, layer framing, Streamable and Taggable,
+// and the stream-class registry.
+#include "platform/DynamicIntegralStorage.h"
+#include "platform/StreamLayers.h"
+#include "platform/Streamable.h"
+#include "platform/StreamClassRegistrar.h"

@@ -1,0 +1,60 @@
+// Helpers shared by the mixer state tests: expected assertion lines, a little-endian
+// byte builder for expected stream bytes, whole-state comparison through the public
+// getters, and a generator of random valid states.
+#pragma once
+
+#include "AudAtoms/Aud__SimpleMixState.h"
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace mixtest {
+
+// "assertion failed <condition> at ole/AudAtoms/Aud__SimpleMixState line <line>\n"
+std::string assertionLine(int line, const std::string& condition = "false");
+
+// Builds expected bytes as the layout tables describe them (little-endian).
+class Bytes {
+public:
+    Bytes& u8(unsigned v);
+    Bytes& u16(unsigned v);
+    Bytes& u32(std::uint32_t v);
+    Bytes& i32(std::int32_t v) { return u32(std::uint32_t(v)); }
+    Bytes& f32(float v);
+    Bytes& str(const std::string& s); // with its NUL
+    Bytes& raw(const std::string& s);
+    Bytes& raw(const std::vector<std::uint8_t>& v);
+    // A binary block: uint32 length, then the bytes.
+    Bytes& block(const std::vector<std::uint8_t>& v);
+    // A stream format 2 layer header.
+    Bytes& header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total);
+    const std::string& str() const { return s_; }
+    std::size_t size() const { return s_.size(); }
+
+private:
+    std::string s_;
+};
+
+// The three outer layers of a whole record in stream format 2, around the mixer
+// state's own data: "$" 2.0, "T" 1.0, "AS" major.minor.
+std::string wholeRecord(const std::string& ownData, unsigned major = 1, unsigned minor = 1);
+
+// Every value reachable through the public getters, compared; the first difference is
+// described in *why. Levels and pans compare bit for bit (NaN equal to NaN).
+struct CompareOptions {
+    bool mixMutesAndSolos = true;
+};
+bool sameState(const Aud::SimpleMixState& a, const Aud::SimpleMixState& b, std::string* why,
+               CompareOptions options = {});
+
+// A valid state with random dimensions (inputs 0..maxInputs, mixes 1..maxMixes,
+// outputs 0..18) and random values set through the public setters.
+// textExact: levels and pans that keep their exact value through "%.10f" text.
+Qm::Ptr<Aud::SimpleMixState> randomState(std::mt19937& rng, bool textExact, int maxInputs = 40, int maxMixes = 8);
+
+float bitsToFloat(std::uint32_t bits);
+std::uint32_t floatBits(float f);
+
+} // namespace mixtest
