@@ -20,6 +20,7 @@
 #include "platform/Report.h"
 #include "platform/Resources.h"
 #include "platform/Streams.h"
+#include "platform/ValCompare.h"
 
 #include "AudAtoms/Aud__Biquad.h"
 #include "AudAtoms/Aud__GainCurve.h"
@@ -44,3 +45,5 @@
 #include "AudAtoms/AudioChannelCache.h"
 #include "AudAtoms/Aud__PeakScan.h"
 #include "AudAtoms/Aud__Monitor.h"
+#include "AudAtoms/Aud__DynamicLevelControl.h"
+#include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
