@@ -41,6 +41,7 @@
 #include "AudAtoms/audiometadata.h"
 #include "AudAtoms/Aud__StreamBuffer.h"
 #include "AudAtoms/Aud__SampleManip.h"
+#include "AudAtoms/Aud__SampleConvert.h"
 #include "AudAtoms/AudioInterleaver.h"
 #include "AudAtoms/AudioChannelCache.h"
 #include "AudAtoms/Aud__PeakScan.h"
