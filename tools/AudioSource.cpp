@@ -1,23 +1,17 @@
 #include "tools/AudioSource.h"
 
+#include "tools/FileCheck.h"
 #include "tools/ToolError.h"
 
 #include <sndfile.h>
 
-#include <cerrno>
 #include <algorithm>
 #include <cstring>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace audtool {
 
 SndfileSource::SndfileSource(const std::string& path) : path_(path) {
-    struct stat st{};
-    if (::stat(path.c_str(), &st) != 0)
-        throw InputError(path + ": cannot open: " + std::strerror(errno));
-    if (S_ISDIR(st.st_mode)) throw InputError(path + ": is a directory, not an audio file");
-    if (::access(path.c_str(), R_OK) != 0) throw InputError(path + ": cannot open: " + std::strerror(errno));
+    requireReadableFile(path, "an audio file");
 
     SF_INFO info{};
     file_ = sf_open(path.c_str(), SFM_READ, &info);

@@ -58,6 +58,8 @@ public:
     const FileFormat& format() const override { return format_; }
     unsigned readFrames(unsigned char* dst, unsigned frames) override;
     const std::string& name() const override { return name_; }
+    // The raw frames held (one pass, without the repeats).
+    const std::vector<unsigned char>& bytes() const { return bytes_; }
 
 private:
     std::string name_;

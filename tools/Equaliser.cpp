@@ -9,6 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <type_traits>
+#include <utility>
 
 namespace audtool {
 
@@ -152,17 +153,21 @@ const Biquad& Equaliser::band(unsigned i) const {
 namespace {
 
 // The bands are copied for the block and copied back after it: the copies cannot alias
-// the samples, so their state stays in registers through the loop.
-template <unsigned N>
-void cascade(Aud::Filter::MultiBandBiquad<N>& group, float* x, unsigned n) {
-    Biquad b[N];
-    for (unsigned k = 0; k < N; ++k) b[k] = group.getBand(k);
+// the samples, and with the band loop written out their state stays in registers.
+template <unsigned N, std::size_t... I>
+void cascade(Aud::Filter::MultiBandBiquad<N>& group, float* x, unsigned n, std::index_sequence<I...>) {
+    Biquad b[N] = {group.getBand(I)...};
     for (unsigned i = 0; i < n; ++i) {
         float v = x[i];
-        for (unsigned k = 0; k < N; ++k) v = b[k].processSample(v);
+        ((v = b[I].processSample(v)), ...);
         x[i] = v;
     }
-    for (unsigned k = 0; k < N; ++k) group.getBand(k) = b[k];
+    ((group.getBand(I) = b[I]), ...);
+}
+
+template <unsigned N>
+void cascade(Aud::Filter::MultiBandBiquad<N>& group, float* x, unsigned n) {
+    cascade(group, x, n, std::make_index_sequence<N>());
 }
 
 } // namespace

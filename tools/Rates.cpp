@@ -74,8 +74,11 @@ std::string rateDisplayText(const Aud::SampleRate& rate) {
 
 std::string frameRateText(Qm::FrameRate rate) {
     char buf[32];
-    std::snprintf(buf, sizeof buf, "%.6g", Qm::getFramesPerSecond(rate));
-    return buf;
+    std::snprintf(buf, sizeof buf, "%.3f", Qm::getFramesPerSecond(rate));
+    std::string s = buf;
+    while (!s.empty() && s.back() == '0') s.pop_back();
+    if (!s.empty() && s.back() == '.') s.pop_back();
+    return s;
 }
 
 } // namespace audtool

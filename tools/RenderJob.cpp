@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <stdexcept>
 
 namespace audtool {
 
@@ -16,10 +17,12 @@ std::unique_ptr<Aud::DynamicLevelControl::Store> makeStore(const std::vector<Aut
     return store;
 }
 
-RenderJob buildRenderJob(const Session& session) {
+RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<AudioSource>> sources) {
     RenderJob job;
-    std::vector<std::unique_ptr<AudioSource>> sources;
-    for (const SessionFile& f : session.files) {
+    if (!sources.empty() && sources.size() != session.files.size())
+        throw std::logic_error("one source per session file is needed");
+    for (std::size_t i = sources.size(); i < session.files.size(); ++i) {
+        const SessionFile& f = session.files[i];
         try {
             sources.push_back(std::make_unique<SndfileSource>(f.path));
         } catch (const InputError& e) {
@@ -73,9 +76,10 @@ RenderReport makeReport(const Renderer& renderer, const RenderStats& stats, std:
 std::string reportText(const RenderReport& r) {
     char line[512];
     std::snprintf(line, sizeof line,
-                  "rendered %.3f s of audio (%lld frames, %lld blocks) in %.3f s: %.1f x real time\n",
+                  "rendered %.3f s of audio (%lld frames, %lld blocks) in %.3f s of processor time (%.3f s wall): "
+                  "%.1f x real time on one core\n",
                   r.stats.audioSeconds(), static_cast<long long>(r.stats.frames), static_cast<long long>(r.stats.blocks),
-                  r.stats.seconds, r.stats.timesRealTime());
+                  r.stats.cpuSeconds, r.stats.seconds, r.stats.timesRealTime());
     std::string s = line;
     if (!r.outputPath.empty())
         s += "wrote " + r.outputPath + " (" + std::to_string(r.outputs.size()) + " channels, " +
@@ -93,7 +97,9 @@ std::string reportJson(const RenderReport& r) {
     j["blocks"] = r.stats.blocks;
     j["audio_seconds"] = r.stats.audioSeconds();
     j["render_seconds"] = r.stats.seconds;
+    j["render_cpu_seconds"] = r.stats.cpuSeconds;
     j["times_real_time"] = r.stats.timesRealTime();
+    j["times_real_time_wall"] = r.stats.timesRealTimeWall();
     j["inputs"] = meterJson(r.inputs);
     j["outputs"] = meterJson(r.outputs);
     return j.dump(2) + "\n";

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 
 namespace audtool {
 
@@ -26,11 +27,19 @@ struct Renderer::Source {
 
 double RenderStats::audioSeconds() const { return rate ? double(frames) / double(rate) : 0.0; }
 
-double RenderStats::timesRealTime() const { return seconds > 0 ? audioSeconds() / seconds : 0.0; }
+double RenderStats::timesRealTime() const { return cpuSeconds > 0 ? audioSeconds() / cpuSeconds : 0.0; }
+
+double RenderStats::timesRealTimeWall() const { return seconds > 0 ? audioSeconds() / seconds : 0.0; }
 
 namespace {
 
 unsigned groups(unsigned frames) { return (frames + 3) / 4; }
+
+double threadCpuSeconds() {
+    timespec ts{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
+}
 
 } // namespace
 
@@ -188,6 +197,7 @@ RenderStats Renderer::run() {
     stats.rate = config_.rate;
     platform::ScopedFlushDenormals flushDenormals;
     const auto start = std::chrono::steady_clock::now();
+    const double cpuStart = threadCpuSeconds();
     for (Channel& ch : channels_) {
         ch.walk.invalidate();
         if (ch.store) DynamicLevelApplyingIteratorBase(ch.walk).configureForwards(ch.store, double(config_.rate), 0.0);
@@ -205,6 +215,7 @@ RenderStats Renderer::run() {
     }
     stats.frames = frame;
     stats.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    stats.cpuSeconds = threadCpuSeconds() - cpuStart;
     return stats;
 }
 

@@ -65,9 +65,13 @@ struct RenderStats {
     std::int64_t frames = 0;
     std::int64_t blocks = 0;
     double seconds = 0;                     // wall time of run()
+    double cpuSeconds = 0;                  // processor time of the rendering thread
     unsigned rate = 0;                      // Hz
     double audioSeconds() const;
-    double timesRealTime() const;           // audio seconds per second of work
+    // Audio seconds per second of the rendering thread's processor time: the speed on
+    // one core, whatever else the machine runs meanwhile.
+    double timesRealTime() const;
+    double timesRealTimeWall() const;       // audio seconds per second of wall time
 };
 
 class Renderer {

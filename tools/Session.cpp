@@ -1,5 +1,6 @@
 #include "tools/Session.h"
 
+#include "tools/FileCheck.h"
 #include "tools/Rates.h"
 #include "tools/TextParse.h"
 #include "tools/ToolError.h"
@@ -235,6 +236,7 @@ Session parseSession(const std::string& text, const std::string& name, const std
 }
 
 Session loadSession(const std::string& path) {
+    requireReadableFile(path, "a session file");
     std::string text, error;
     if (!platform::readWholeFile(path, text, &error)) throw InputError(path + ": cannot read the session file: " + error);
     const auto slash = path.find_last_of('/');

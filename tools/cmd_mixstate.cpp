@@ -1,5 +1,6 @@
 // audatoms mixstate convert IN OUT [--outputs N]
 #include "tools/Commands.h"
+#include "tools/FileCheck.h"
 #include "tools/TextParse.h"
 #include "tools/ToolError.h"
 
@@ -39,6 +40,7 @@ Form formOf(const std::string& path) {
 int runConvert(const GlobalOptions& g, const MixstateOptions& o) {
     const Form from = formOf(o.in), to = formOf(o.out);
     if (o.outputs < 2 || o.outputs > 16) throw InputError("--outputs must be from 2 to 16");
+    requireReadableFile(o.in, "a mixer state file");
     Aud::SimpleMixState state;
     std::string error;
     if (from == Form::kStream) {

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <string>
 
 int main(int argc, char** argv) {
     using namespace audtool;
@@ -33,6 +34,23 @@ int main(int argc, char** argv) {
     addMixstateCommand(app, global, action);
     addBenchCommand(app, global, action);
 
+    // The first word that is not an option names the command.
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word.empty() || word[0] == '-') continue;
+        bool known = false;
+        std::string names;
+        for (const CLI::App* sub : app.get_subcommands({})) {
+            known = known || sub->get_name() == word;
+            names += (names.empty() ? "" : ", ") + sub->get_name();
+        }
+        if (!known) {
+            std::fprintf(stderr, "audatoms: unknown command '%s' (commands: %s; see audatoms --help)\n", word.c_str(),
+                         names.c_str());
+            return kExitBadInput;
+        }
+        break;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& e) {
