@@ -95,9 +95,16 @@ bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
     case 1:
         eachIn(src, count, 2, dst, [](const unsigned char* p) { return float(load<std::int16_t>(p)) * k2Pow15; });
         return true;
-    case 2:
-        eachIn(src, count, 3, dst, [](const unsigned char* p) { return float(load24(p)) * k2Pow23; });
+    case 2: {
+        // All but the last sample read a 4-byte word (its top byte belongs to the next
+        // sample and is shifted out); the last one reads exactly its 3 bytes.
+        const unsigned head = count ? count - 1 : 0;
+        eachIn(src, head, 3, dst, [](const unsigned char* p) {
+            return float(std::int32_t(load<std::uint32_t>(p) << 8) >> 8) * k2Pow23;
+        });
+        if (count) dst[head] = float(load24(static_cast<const unsigned char*>(src) + std::size_t(head) * 3)) * k2Pow23;
         return true;
+    }
     case 3:
         eachIn(src, count, 1, dst, [](const unsigned char* p) { return float(std::int8_t(*p)) * k2Pow7; });
         return true;
