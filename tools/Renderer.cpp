@@ -45,6 +45,8 @@ double threadCpuSeconds() {
 
 Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<AudioSource>> sources)
     : config_(config), mixer_(EditChanMaxAudio, kMixBuses, int(config.outputs) + 2) {
+    if (config.outputs < 2 || config.outputs > 16)
+        throw InputError("the mixer renders 2 to 16 outputs, not " + std::to_string(config.outputs));
     const auto rate = libraryRateForHertz(config.rate);
     if (!rate || rate->factor() != Aud::keFactorNone)
         throw InputError("render rate " + std::to_string(config.rate) + " Hz is not a library base rate");

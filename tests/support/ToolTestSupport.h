@@ -18,6 +18,7 @@
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <type_traits>
 #include <unistd.h>
 #include <vector>
 
@@ -103,8 +104,10 @@ inline RunResult runTool(const std::vector<std::string>& args, const std::string
     return r;
 }
 
-// Writes interleaved doubles (full scale 1.0) with libsndfile's own conversion.
-inline void writeDoubles(const std::string& path, int format, int channels, int rate, const std::vector<double>& frames) {
+// Writes interleaved frames with libsndfile's own conversion: doubles (full scale 1.0)
+// or 32-bit integers (full scale 2^31).
+template <class T>
+void writeFrames(const std::string& path, int format, int channels, int rate, const std::vector<T>& frames) {
     SF_INFO info{};
     info.samplerate = rate;
     info.channels = channels;
@@ -112,20 +115,18 @@ inline void writeDoubles(const std::string& path, int format, int channels, int 
     SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
     ASSERT_NE(f, nullptr) << sf_strerror(nullptr) << " for " << path;
     sf_command(f, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    EXPECT_EQ(sf_writef_double(f, frames.data(), sf_count_t(frames.size() / channels)), sf_count_t(frames.size() / channels));
+    const sf_count_t n = sf_count_t(frames.size() / channels);
+    if constexpr (std::is_same_v<T, double>) EXPECT_EQ(sf_writef_double(f, frames.data(), n), n);
+    else EXPECT_EQ(sf_writef_int(f, frames.data(), n), n);
     sf_close(f);
 }
 
-// Writes interleaved 32-bit integers (full scale 2^31) with libsndfile's own conversion.
+inline void writeDoubles(const std::string& path, int format, int channels, int rate, const std::vector<double>& frames) {
+    writeFrames(path, format, channels, rate, frames);
+}
+
 inline void writeInts(const std::string& path, int format, int channels, int rate, const std::vector<int>& frames) {
-    SF_INFO info{};
-    info.samplerate = rate;
-    info.channels = channels;
-    info.format = format;
-    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
-    ASSERT_NE(f, nullptr) << sf_strerror(nullptr) << " for " << path;
-    EXPECT_EQ(sf_writef_int(f, frames.data(), sf_count_t(frames.size() / channels)), sf_count_t(frames.size() / channels));
-    sf_close(f);
+    writeFrames(path, format, channels, rate, frames);
 }
 
 struct Audio {
