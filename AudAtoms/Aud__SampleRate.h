@@ -24,8 +24,10 @@
 // back from its display text. Writing and display allocate; reading logs a warning
 // through LogBoth for unreadable text and never throws.
 //
-// Threads: a SampleRate is a plain value; any thread. Nothing here is real-time safe
-// except the pure arithmetic members (no allocation, no lock).
+// Threads: a SampleRate is a plain value; any thread. The arithmetic members neither
+// allocate nor lock, except that a project-relative rate (base code 1) makes
+// calcBaseSampleRate, calcCombinedSampleRate and specialized look up the project rate
+// (a named-object lookup: a lock and an allocation). Text and display functions allocate.
 #pragma once
 
 #include "AudAtoms/Aud__Status.h"

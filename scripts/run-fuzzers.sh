@@ -9,7 +9,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 shopt -s nullglob
 status=0
 for f in "$dir"/*_fuzz; do
-  [[ -x $f ]] || continue
+  [[ -f $f && -x $f ]] || continue
   name=$(basename "$f")
   work="$dir/corpus-$name"
   mkdir -p "$work"
