@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <csignal>
+#include <pty.h>
 #include <thread>
 
 using tooltest::RunResult;
@@ -313,4 +314,48 @@ TEST(ToolCli, AStoppedRenderRemovesItsTemporaryFile) {
     ASSERT_TRUE(WIFEXITED(wstatus));
     EXPECT_EQ(WEXITSTATUS(wstatus), 128 + SIGTERM);
     EXPECT_EQ(dir.entries(), (std::vector<std::string>{"s.ini", "tone.wav"}));
+}
+
+namespace {
+
+// Runs the tool on a pseudo-terminal (standard output and error both on it) and
+// returns everything it wrote.
+std::string runOnTerminal(const std::vector<std::string>& args, const std::string& cwd) {
+    int master = -1;
+    const pid_t pid = ::forkpty(&master, nullptr, nullptr, nullptr);
+    if (pid == 0) {
+        if (::chdir(cwd.c_str()) != 0) ::_exit(127);
+        std::vector<std::string> copy = args;
+        std::string tool = AUDATOMS_TOOL_PATH;
+        std::vector<char*> argv{tool.data()};
+        for (std::string& a : copy) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        ::execv(tool.c_str(), argv.data());
+        ::_exit(127);
+    }
+    std::string out;
+    char buf[4096];
+    for (;;) {
+        const ssize_t n = ::read(master, buf, sizeof buf);
+        if (n <= 0) break;  // EIO once the child has gone
+        out.append(buf, std::size_t(n));
+    }
+    ::close(master);
+    ::waitpid(pid, nullptr, 0);
+    return out;
+}
+
+} // namespace
+
+TEST(ToolCli, TheProgressBarIsDrawnOnATerminalUnlessQuiet) {
+    ScratchDir dir;
+    writeStereoTone(dir.file("tone.wav"));
+    tooltest::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=120\n[Inputs]\nFile=tone.wav\n");
+    const std::string shown = runOnTerminal({"render", "s.ini", "-o", "a.wav"}, dir.path());
+    EXPECT_TRUE(contains(shown, "\rrendering [")) << shown;
+    EXPECT_TRUE(contains(shown, "100%")) << shown;
+    EXPECT_TRUE(contains(shown, "wrote a.wav"));
+    const std::string quiet = runOnTerminal({"--quiet", "render", "s.ini", "-o", "b.wav"}, dir.path());
+    EXPECT_FALSE(contains(quiet, "rendering [")) << quiet;
+    EXPECT_TRUE(contains(quiet, "wrote b.wav"));  // the results are still printed
 }
