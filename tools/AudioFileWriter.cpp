@@ -102,8 +102,11 @@ AudioFileWriter::AudioFileWriter(const std::string& path, int sampleType, unsign
                          exportSampleTypeText(sampleType) + "-bit samples at " + std::to_string(rate) + " Hz");
     file_ = sf_open(out_.tempPath().c_str(), SFM_WRITE, &info);
     if (!file_) throw OutputError(path + ": cannot write: " + sf_strerror(nullptr));
-    if (sf_command(file_, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE)
+    if (sf_command(file_, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE) {
+        sf_close(file_);
+        file_ = nullptr;
         throw OutputError(path + ": the container wants big-endian samples; the library writes little-endian");
+    }
 }
 
 AudioFileWriter::~AudioFileWriter() {

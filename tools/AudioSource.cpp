@@ -14,7 +14,7 @@ SndfileSource::SndfileSource(const std::string& path) : path_(path) {
     requireReadableFile(path, "an audio file");
 
     SF_INFO info{};
-    file_ = sf_open(path.c_str(), SFM_READ, &info);
+    file_.reset(sf_open(path.c_str(), SFM_READ, &info));
     if (!file_) {
         const std::string why = sf_strerror(nullptr);
         throw InputError(path + ": cannot read as an audio file: " + why);
@@ -31,18 +31,18 @@ SndfileSource::SndfileSource(const std::string& path) : path_(path) {
         throw InputError(path + ": unsupported channel count " + std::to_string(info.channels) + " (1 to 32)");
     if (format_.stride() > 1) {
         // The host is little-endian: raw data that needs swapping is big-endian.
-        format_.bigEndian = sf_command(file_, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE;
+        format_.bigEndian = sf_command(file_.get(), SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE;
     }
 }
 
-SndfileSource::~SndfileSource() {
-    if (file_) sf_close(file_);
-}
+SndfileSource::~SndfileSource() = default;
+
+void SndfileSource::Closer::operator()(SNDFILE* f) const { sf_close(f); }
 
 unsigned SndfileSource::readFrames(unsigned char* dst, unsigned frames) {
     const sf_count_t want = sf_count_t(frames) * format_.frameBytes();
-    const sf_count_t got = sf_read_raw(file_, dst, want);
-    if (got < 0) throw InputError(path_ + ": read error: " + sf_strerror(file_));
+    const sf_count_t got = sf_read_raw(file_.get(), dst, want);
+    if (got < 0) throw InputError(path_ + ": read error: " + sf_strerror(file_.get()));
     return static_cast<unsigned>(got / format_.frameBytes());
 }
 

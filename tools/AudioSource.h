@@ -43,8 +43,11 @@ public:
     const std::string& name() const override { return path_; }
 
 private:
+    struct Closer {
+        void operator()(SNDFILE* f) const;
+    };
     std::string path_;
-    SNDFILE* file_ = nullptr;
+    std::unique_ptr<SNDFILE, Closer> file_;
     FileFormat format_;
 };
 
