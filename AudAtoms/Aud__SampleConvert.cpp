@@ -49,12 +49,14 @@ std::int16_t toInt16(float x) {
     return std::int16_t(std::int32_t(x * 32768.0f));
 }
 
+// Clamping first gives the same result as the rule: 0.9999999f is 1 - 2^-23, so the
+// clamped top scales to 0x7FFFFF exactly, and -1 to -0x800000. Written without
+// branches so that the compiler can keep it in vector registers.
 std::int32_t toInt24(float x) {
-    if (x > 0.9999999f) return 0x7FFFFF;
-    if (x < -1.0f) return -0x800000;
-    if (x != x) return 0;
-    const std::int32_t v = std::int32_t(x * 8388608.0f);
-    return v < -8388608 ? -8388608 : v;
+    float c = x > 0.9999999f ? 0.9999999f : x;
+    c = c < -1.0f ? -1.0f : c;
+    c = c == c ? c : 0.0f;
+    return std::int32_t(c * 8388608.0f);
 }
 
 std::int8_t toInt8(float x) {
@@ -145,14 +147,21 @@ bool fromFloat(int sampleType, const float* src, unsigned count, void* dst) {
     case 1:
         eachOut(src, count, 2, dst, [](unsigned char* q, float x) { store<std::int16_t>(q, toInt16(x)); });
         return true;
-    case 2:
-        eachOut(src, count, 3, dst, [](unsigned char* q, float x) {
-            const std::int32_t v = toInt24(x);
-            q[0] = std::uint8_t(v);
-            q[1] = std::uint8_t(v >> 8);
-            q[2] = std::uint8_t(v >> 16);
-        });
+    case 2: {
+        // Whole words are stored (the fourth byte is overwritten by the next sample) for
+        // all but the last sample, which stores exactly its 3 bytes.
+        unsigned char* q = static_cast<unsigned char*>(dst);
+        const unsigned head = count ? count - 1 : 0;
+        for (unsigned i = 0; i < head; ++i) store<std::int32_t>(q + std::size_t(i) * 3, toInt24(src[i]));
+        if (count) {
+            const std::int32_t v = toInt24(src[head]);
+            unsigned char* last = q + std::size_t(head) * 3;
+            last[0] = std::uint8_t(v);
+            last[1] = std::uint8_t(v >> 8);
+            last[2] = std::uint8_t(v >> 16);
+        }
         return true;
+    }
     case 3:
         eachOut(src, count, 1, dst, [](unsigned char* q, float x) { *q = std::uint8_t(toInt8(x)); });
         return true;
