@@ -57,28 +57,71 @@ void resetRun(DynamicLevelApplyingIteratorState& s, const Store* store, double r
 }
 } // namespace
 
+// The common start of a configure: a clean run; false (level 1.0 at end) without a
+// store or a positive rate.
+bool DynamicLevelApplyingIteratorBase::beginConfigure(const Store* store, double sampleRate) {
+    resetRun(state_, store, sampleRate);
+    if (store && sampleRate > 0.0) return true;
+    state_.level_ = 1.0f;
+    state_.atEnd_ = true;
+    return false;
+}
+
+void DynamicLevelApplyingIteratorBase::holdAtEnd(float level) {
+    state_.level_ = level;
+    state_.atEnd_ = true;
+    state_.levelDelta_ = 0.0f;
+    state_.samplesToNextNode_ = 0;
+}
+
+// The run from a node (level `from`) to the next one in the direction of travel
+// (level `to`, at `target`), `span` time units apart. False when it is shorter than a
+// sample: its delta is 0 and the walk moves on at once.
+bool DynamicLevelApplyingIteratorBase::runBetween(float from, float to, double target, double span) {
+    DynamicLevelApplyingIteratorState& s = state_;
+    s.nextNodeTime_ = target;
+    s.level_ = from;  // the level snaps to each node's own value
+    s.samplesToNextNode_ = sampleCount(span * s.sampleRate_);
+    if (s.samplesToNextNode_ == 0) {
+        s.levelDelta_ = 0.0f;
+        return false;
+    }
+    s.levelDelta_ = (to - from) / s.samplesToNextNode_;
+    return true;
+}
+
+// What every advance does first, under the store's lock: an edit since the last look
+// takes the advance (the edit reaction), else the end of a glide hands over to the
+// waiting segment. True when one of them did.
+bool DynamicLevelApplyingIteratorBase::editOrGlideEnd(bool reverse) {
+    DynamicLevelApplyingIteratorState& s = state_;
+    if (s.store_->queryModification(clientKey(), nullptr)) {
+        reactToEdit(reverse, s.nextNodeTime_);
+        return true;
+    }
+    if (!s.pendingValid_) return false;
+    s.samplesToNextNode_ = s.pendingSamplesToNextNode_;
+    s.level_ = s.pendingLevel_;
+    s.levelDelta_ = s.pendingLevelDelta_;
+    s.atEnd_ = s.pendingAtEnd_;
+    s.nextNodeTime_ = s.pendingNextNodeTime_;
+    s.pendingValid_ = false;
+    return true;
+}
+
 void DynamicLevelApplyingIteratorBase::configureForwards(const Store* store, double sampleRate, double t) {
     DynamicLevelApplyingIteratorState& s = state_;
-    resetRun(s, store, sampleRate);
-    if (!store || !(sampleRate > 0.0)) {
-        s.level_ = 1.0f;
-        s.atEnd_ = true;
-        return;
-    }
+    if (!beginConfigure(store, sampleRate)) return;
     CriticalSectionGuard lock(store->cs_);
     store->acknowledgeModification(clientKey(), nullptr);
     const Store::NodeSet& nodes = store->nodeStore_;
     const Store::NodePos n = nodes.lowerBound(t);
+    s.nodeIter_ = n;
     if (n.isEnd()) {
-        s.nodeIter_ = n;
-        s.level_ = nodes.empty() ? 1.0f : nodes.at(nodes.last()).level;
-        s.levelDelta_ = 0.0f;
-        s.atEnd_ = true;
+        holdAtEnd(nodes.empty() ? 1.0f : nodes.at(nodes.last()).level);
         s.nextNodeTime_ = kNoNodeForwards;
     } else {
         const Store::Node& next = nodes.at(n);
-        s.atEnd_ = false;
-        s.nodeIter_ = n;
         s.nextNodeTime_ = next.getTime();
         s.samplesToNextNode_ = sampleCount((s.nextNodeTime_ - t) * sampleRate);
         if (nodes.isBegin(n)) {
@@ -96,43 +139,32 @@ void DynamicLevelApplyingIteratorBase::configureForwards(const Store* store, dou
 
 void DynamicLevelApplyingIteratorBase::configureReverse(const Store* store, double sampleRate, double t) {
     DynamicLevelApplyingIteratorState& s = state_;
-    resetRun(s, store, sampleRate);
-    if (!store || !(sampleRate > 0.0)) {
-        s.level_ = 1.0f;
-        s.atEnd_ = true;
-        return;
-    }
+    if (!beginConfigure(store, sampleRate)) return;
     CriticalSectionGuard lock(store->cs_);
     store->acknowledgeModification(clientKey(), nullptr);
     const Store::NodeSet& nodes = store->nodeStore_;
     const Store::NodePos n = nodes.lowerBound(t);
     if (nodes.empty() || nodes.isBegin(n)) {
         s.nodeIter_ = n;
-        s.level_ = nodes.empty() ? 1.0f : nodes.at(n).level;
-        s.levelDelta_ = 0.0f;
-        s.atEnd_ = true;
+        holdAtEnd(nodes.empty() ? 1.0f : nodes.at(n).level);
         s.nextNodeTime_ = kNoNodeReverse;
-    } else if (n.isEnd()) {
-        const Store::NodePos p = nodes.last();
-        const Store::Node& prev = nodes.at(p);
-        s.nodeIter_ = p;
-        s.samplesToNextNode_ = sampleCount((t - prev.time) * sampleRate);
-        s.level_ = prev.level;
-        s.levelDelta_ = 0.0f;
-        s.nextNodeTime_ = prev.time;
-        s.atEnd_ = false;
     } else {
-        const Store::NodePos p = nodes.prev(n);
+        const Store::NodePos p = n.isEnd() ? nodes.last() : nodes.prev(n);
         const Store::Node& prev = nodes.at(p);
-        const Store::Node& next = nodes.at(n);
         s.nodeIter_ = p;
-        s.samplesToNextNode_ = sampleCount(sampleRate * (t - prev.time));
-        // Raw times on both sides here (forwards uses the next node's effective time).
-        const float f = static_cast<float>((t - prev.time) / (next.time - prev.time));
-        s.level_ = prev.level + (next.level - prev.level) * f;
-        s.levelDelta_ = s.samplesToNextNode_ != 0 ? (prev.level - s.level_) / s.samplesToNextNode_ : 0.0f;
         s.nextNodeTime_ = prev.time;
-        s.atEnd_ = false;
+        if (n.isEnd()) {
+            s.samplesToNextNode_ = sampleCount((t - prev.time) * sampleRate);
+            s.level_ = prev.level;
+            s.levelDelta_ = 0.0f;
+        } else {
+            const Store::Node& next = nodes.at(n);
+            s.samplesToNextNode_ = sampleCount(sampleRate * (t - prev.time));
+            // Raw times on both sides here (forwards uses the next node's effective time).
+            const float f = static_cast<float>((t - prev.time) / (next.time - prev.time));
+            s.level_ = prev.level + (next.level - prev.level) * f;
+            s.levelDelta_ = s.samplesToNextNode_ != 0 ? (prev.level - s.level_) / s.samplesToNextNode_ : 0.0f;
+        }
     }
     if (s.samplesToNextNode_ == 0 && !s.atEnd_) moveToNextNodeReverse();
 }
@@ -141,19 +173,7 @@ void DynamicLevelApplyingIteratorBase::moveToNextNodeForwards() {
     DynamicLevelApplyingIteratorState& s = state_;
     if (!s.store_) return;
     CriticalSectionGuard lock(s.store_->cs_);
-    if (s.store_->queryModification(clientKey(), nullptr)) {
-        handleStoreModsForwards(s.nextNodeTime_);
-        return;
-    }
-    if (s.pendingValid_) {
-        s.samplesToNextNode_ = s.pendingSamplesToNextNode_;
-        s.level_ = s.pendingLevel_;
-        s.levelDelta_ = s.pendingLevelDelta_;
-        s.atEnd_ = s.pendingAtEnd_;
-        s.nextNodeTime_ = s.pendingNextNodeTime_;
-        s.pendingValid_ = false;
-        return;
-    }
+    if (editOrGlideEnd(false)) return;
     const Store::NodeSet& nodes = s.store_->nodeStore_;
     while (s.samplesToNextNode_ == 0 && !s.atEnd_) {
         const Store::NodePos cur = s.nodeIter_;
@@ -167,21 +187,11 @@ void DynamicLevelApplyingIteratorBase::moveToNextNodeForwards() {
         s.nodeIter_ = next;
         const Store::Node& c = nodes.at(cur);
         if (next.isEnd()) {
-            s.level_ = c.level;
-            s.atEnd_ = true;
-            s.levelDelta_ = 0.0f;
-            s.samplesToNextNode_ = 0;
+            holdAtEnd(c.level);
             return;
         }
         const Store::Node& n = nodes.at(next);
-        s.nextNodeTime_ = n.getTime();
-        s.level_ = c.level;  // the level snaps to each node's own value
-        s.samplesToNextNode_ = sampleCount((s.nextNodeTime_ - c.time) * s.sampleRate_);
-        if (s.samplesToNextNode_ != 0) {
-            s.levelDelta_ = (n.level - c.level) / s.samplesToNextNode_;
-            return;
-        }
-        s.levelDelta_ = 0.0f;  // nodes closer than one sample: on to the following one
+        if (runBetween(c.level, n.level, n.getTime(), n.getTime() - c.time)) return;
     }
 }
 
@@ -189,49 +199,39 @@ void DynamicLevelApplyingIteratorBase::moveToNextNodeReverse() {
     DynamicLevelApplyingIteratorState& s = state_;
     if (!s.store_) return;
     CriticalSectionGuard lock(s.store_->cs_);
-    if (s.store_->queryModification(clientKey(), nullptr)) {
-        handleStoreModsReverse(s.nextNodeTime_);
-        return;
-    }
-    if (s.pendingValid_) {
-        s.samplesToNextNode_ = s.pendingSamplesToNextNode_;
-        s.level_ = s.pendingLevel_;
-        s.levelDelta_ = s.pendingLevelDelta_;
-        s.atEnd_ = s.pendingAtEnd_;
-        s.nextNodeTime_ = s.pendingNextNodeTime_;
-        s.pendingValid_ = false;
-        return;
-    }
+    if (editOrGlideEnd(true)) return;
     const Store::NodeSet& nodes = s.store_->nodeStore_;
     while (s.samplesToNextNode_ == 0 && !s.atEnd_) {
         const Store::NodePos cur = s.nodeIter_;
         if (cur.isEnd() || nodes.isBegin(cur)) {
             // At the first node (or, defensively, with no node to step back from) the
             // walk is over: the level holds from here on.
-            if (!cur.isEnd()) s.level_ = nodes.at(cur).level;
-            s.atEnd_ = true;
-            s.levelDelta_ = 0.0f;
-            s.samplesToNextNode_ = 0;
+            holdAtEnd(cur.isEnd() ? s.level_ : nodes.at(cur).level);
             return;
         }
         const Store::NodePos prev = nodes.prev(cur);
         s.nodeIter_ = prev;
         const Store::Node& c = nodes.at(cur);
         const Store::Node& p = nodes.at(prev);
-        s.nextNodeTime_ = p.getTime();
-        s.level_ = c.level;
-        s.samplesToNextNode_ = sampleCount((c.time - s.nextNodeTime_) * s.sampleRate_);
-        if (s.samplesToNextNode_ != 0) {
-            s.levelDelta_ = (p.level - c.level) / s.samplesToNextNode_;
-            return;
-        }
-        s.levelDelta_ = 0.0f;
+        if (runBetween(c.level, p.level, p.getTime(), c.time - p.getTime())) return;
     }
 }
 
-void DynamicLevelApplyingIteratorBase::takeOverGlide(const DynamicLevelApplyingIteratorState& edited,
-                                                      double glideEnd) {
+// The edit reaction: under the lock, and only when the store changed since this state
+// last looked. The edited line is read by a walk of its own 0.01 ahead (behind, in
+// reverse); the current run becomes the glide there and that walk's run waits.
+void DynamicLevelApplyingIteratorBase::reactToEdit(bool reverse, double t) {
     DynamicLevelApplyingIteratorState& s = state_;
+    if (!s.store_) return;
+    CriticalSectionGuard lock(s.store_->cs_);
+    if (!s.store_->queryModification(clientKey(), nullptr)) return;
+    s.store_->acknowledgeModification(clientKey(), nullptr);
+    const double glideEnd = reverse ? t - kGlideTime : t + kGlideTime;
+    DynamicLevelApplyingIteratorState edited;  // a reader of its own
+    DynamicLevelApplyingIteratorBase editedWalk(edited);
+    if (reverse) editedWalk.configureReverse(s.store_, s.sampleRate_, glideEnd);
+    else editedWalk.configureForwards(s.store_, s.sampleRate_, glideEnd);
+
     s.pendingSamplesToNextNode_ = edited.samplesToNextNode_;
     s.pendingLevel_ = edited.level_;
     s.pendingLevelDelta_ = edited.levelDelta_;
@@ -249,25 +249,11 @@ void DynamicLevelApplyingIteratorBase::takeOverGlide(const DynamicLevelApplyingI
 }
 
 void DynamicLevelApplyingIteratorBase::handleStoreModsForwards(double t) {
-    DynamicLevelApplyingIteratorState& s = state_;
-    if (!s.store_) return;
-    CriticalSectionGuard lock(s.store_->cs_);
-    if (!s.store_->queryModification(clientKey(), nullptr)) return;
-    s.store_->acknowledgeModification(clientKey(), nullptr);
-    DynamicLevelApplyingIteratorState edited;  // a reader of its own
-    DynamicLevelApplyingIteratorBase(edited).configureForwards(s.store_, s.sampleRate_, t + kGlideTime);
-    takeOverGlide(edited, t + kGlideTime);
+    reactToEdit(false, t);
 }
 
 void DynamicLevelApplyingIteratorBase::handleStoreModsReverse(double t) {
-    DynamicLevelApplyingIteratorState& s = state_;
-    if (!s.store_) return;
-    CriticalSectionGuard lock(s.store_->cs_);
-    if (!s.store_->queryModification(clientKey(), nullptr)) return;
-    s.store_->acknowledgeModification(clientKey(), nullptr);
-    DynamicLevelApplyingIteratorState edited;
-    DynamicLevelApplyingIteratorBase(edited).configureReverse(s.store_, s.sampleRate_, t - kGlideTime);
-    takeOverGlide(edited, t - kGlideTime);
+    reactToEdit(true, t);
 }
 
 } // namespace DynamicLevelControl

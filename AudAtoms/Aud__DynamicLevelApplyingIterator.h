@@ -79,7 +79,11 @@ protected:
     DynamicLevelApplyingIteratorState& state_;
 
 private:
-    void takeOverGlide(const DynamicLevelApplyingIteratorState& edited, double glideEnd);
+    bool beginConfigure(const Store* store, double sampleRate);
+    void holdAtEnd(float level);
+    bool runBetween(float from, float to, double target, double span);
+    bool editOrGlideEnd(bool reverse);
+    void reactToEdit(bool reverse, double t);
     void* clientKey() const;
 };
 

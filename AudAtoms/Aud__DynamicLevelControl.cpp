@@ -13,7 +13,7 @@ namespace DynamicLevelControl {
 
 namespace {
 constexpr double kSamePoint = 1e-6;  // times closer than this are one point
-constexpr std::size_t kInitialReaders = 16;
+constexpr std::size_t kInitialReaders = 64;  // two entries per playing stream and edit
 
 Store::eRangeState classify(float level) {
     if (level == 0.0f) return Store::kRangeSilent;
@@ -60,6 +60,11 @@ bool Store::empty() const {
 Store::iterator Store::find(double t) const {
     CriticalSectionGuard lock(cs_);
     return makeIterator(nodeStore_.lowerBound(t));
+}
+
+Store::iterator Store::iteratorAt(NodePos pos) const {
+    CriticalSectionGuard lock(cs_);
+    return makeIterator(pos);
 }
 
 float Store::getLevelAtTime(double t) const {

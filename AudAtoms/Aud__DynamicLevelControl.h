@@ -102,6 +102,8 @@ public:
         bool operator!=(const iterator& o) const { return !(*this == o); }
 
         const Node& getNode() const;
+        const Node& operator*() const { return getNode(); }
+        const Node* operator->() const { return &getNode(); }
         float getLevel() const { return getNode().level; }
         double getTime() const { return getNode().getTime(); }
         double getRawTime() const { return getNode().time; }
@@ -125,6 +127,7 @@ public:
         friend class Store;
         iterator(const Store* store, NodePos pos);
         NodePos pos() const;  // the current position (re-found after structural edits)
+        Node* nodeForEdit(NodePos* where) const;
         void remember(NodePos pos) const;
 
         std::int32_t valid_ = 0;
@@ -150,6 +153,9 @@ public:
     float getLevelAtTime(double t) const;
     bool isInAudioBlackAtTime(double t) const;
     eRangeState getRangeState(double t1, double t2, float* level) const;
+    // The iterator for a walk's position (DynamicLevelApplyingIteratorState::nodeIter_),
+    // meaningful while the store has not changed since the walk last looked at it.
+    iterator iteratorAt(NodePos pos) const;
 
     // ---- change with guard adjustment (locked) ----
     iterator insert(const Node& node);

@@ -106,16 +106,24 @@ const Store::Node& Store::iterator::getNode() const {
     return p.isEnd() ? noNode() : store_->nodeStore_.at(p);
 }
 
+// The node to change (lock held), after the modification notice; null at the end.
+Store::Node* Store::iterator::nodeForEdit(NodePos* where) const {
+    const NodePos p = pos();
+    if (p.isEnd()) return nullptr;
+    store_->setModified();
+    if (where) *where = p;
+    return &store_->nodeStore_.at(p);
+}
+
 void Store::iterator::setLevel(float level) {
     if (!isValid()) return;
     CriticalSectionGuard lock(store_->cs_);
-    const NodePos p = pos();
-    if (p.isEnd()) return;
-    store_->setModified();
+    NodePos p;
+    Node* node = nodeForEdit(&p);
+    if (!node) return;
+    node->level = level;
+    if (node->type == kEndGuard) return;
     NodeSet& nodes = store_->nodeStore_;
-    Node& node = nodes.at(p);
-    node.level = level;
-    if (node.type == kEndGuard) return;
     const NodePos after = nodes.next(p);
     if (!after.isEnd() && nodes.at(after).type == kEndGuard) nodes.at(after).level = level;
     if (!nodes.isBegin(p) && nodes.at(nodes.prev(p)).type == kStartGuard) nodes.at(nodes.prev(p)).level = level;
@@ -124,19 +132,13 @@ void Store::iterator::setLevel(float level) {
 void Store::iterator::setNodeType(eNodeType type) {
     if (!isValid()) return;
     CriticalSectionGuard lock(store_->cs_);
-    const NodePos p = pos();
-    if (p.isEnd()) return;
-    store_->setModified();
-    store_->nodeStore_.at(p).type = type;
+    if (Node* node = nodeForEdit(nullptr)) node->type = type;
 }
 
 void Store::iterator::setInAudioBlackSection(bool black) {
     if (!isValid()) return;
     CriticalSectionGuard lock(store_->cs_);
-    const NodePos p = pos();
-    if (p.isEnd()) return;
-    store_->setModified();
-    store_->nodeStore_.at(p).inAudioBlack = black;
+    if (Node* node = nodeForEdit(nullptr)) node->inAudioBlack = black;
 }
 
 void Store::iterator::setTime(double t) {

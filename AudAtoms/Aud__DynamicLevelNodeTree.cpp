@@ -3,8 +3,10 @@
 #include "AudAtoms/Aud__DynamicLevelControl.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 namespace Aud {
 namespace DynamicLevelControl {
@@ -42,11 +44,23 @@ unsigned NodeTree<T>::indexOf(const Inner* parent, const Base* child) {
     return i;
 }
 
+namespace {
+// Starts loading [p, p + bytes) into the cache. A search touches several lines of a
+// node one after another; asking for all of them at once lets their misses overlap
+// instead of queueing, which is most of a lookup's cost in a store larger than the
+// cache.
+inline void prefetchBytes(const void* p, std::size_t bytes) {
+    const char* c = static_cast<const char*>(p);
+    for (std::size_t off = 0; off < bytes; off += 64) __builtin_prefetch(c + off);
+}
+} // namespace
+
 // Child to follow for time t: the last child whose separator is below t (lower
 // bound) or not above t (upper bound); child 0 when there is none.
 template <class T>
 typename NodeTree<T>::Leaf* NodeTree<T>::descend(double t, bool upper) const {
     Base* node = root_;
+    prefetchBytes(node, height_ > 0 ? sizeof(Inner) : sizeof(Leaf));
     for (unsigned level = height_; level > 0; --level) {
         const Inner* in = static_cast<const Inner*>(node);
         unsigned lo = 1, hi = in->count;  // first separator not below (not above) t
@@ -57,35 +71,30 @@ typename NodeTree<T>::Leaf* NodeTree<T>::descend(double t, bool upper) const {
             else hi = mid;
         }
         node = in->children[lo - 1];
+        prefetchBytes(node, level == 1 ? sizeof(Leaf) : sizeof(Inner));
     }
     return static_cast<Leaf*>(node);
 }
 
+// First slot of a leaf whose time is not below t (lower) / above t (upper).
 template <class T>
-typename NodeTree<T>::Pos NodeTree<T>::lowerBound(double t) const {
-    if (!root_) return Pos{};
-    Leaf* leaf = descend(t, false);
+unsigned NodeTree<T>::slotIn(const Leaf* leaf, double t, bool upper) {
     unsigned lo = 0, hi = leaf->count;
     while (lo < hi) {
-        unsigned mid = (lo + hi) / 2;
-        if (leaf->items[mid].time < t) lo = mid + 1;
+        const unsigned mid = (lo + hi) / 2;
+        const bool goRight = upper ? !(t < leaf->items[mid].time) : leaf->items[mid].time < t;
+        if (goRight) lo = mid + 1;
         else hi = mid;
     }
-    if (lo < leaf->count) return Pos{leaf, lo};
-    return leaf->next ? Pos{leaf->next, 0} : Pos{};
+    return lo;
 }
 
 template <class T>
-typename NodeTree<T>::Pos NodeTree<T>::upperBound(double t) const {
+typename NodeTree<T>::Pos NodeTree<T>::bound(double t, bool upper) const {
     if (!root_) return Pos{};
-    Leaf* leaf = descend(t, true);
-    unsigned lo = 0, hi = leaf->count;
-    while (lo < hi) {
-        unsigned mid = (lo + hi) / 2;
-        if (!(t < leaf->items[mid].time)) lo = mid + 1;
-        else hi = mid;
-    }
-    if (lo < leaf->count) return Pos{leaf, lo};
+    Leaf* leaf = descend(t, upper);
+    const unsigned slot = slotIn(leaf, t, upper);
+    if (slot < leaf->count) return Pos{leaf, slot};
     return leaf->next ? Pos{leaf->next, 0} : Pos{};
 }
 
@@ -97,13 +106,7 @@ typename NodeTree<T>::Pos NodeTree<T>::insert(const T& value) {
         return insertAt(leaf, 0, value);
     }
     Leaf* leaf = descend(value.time, true);
-    unsigned lo = 0, hi = leaf->count;
-    while (lo < hi) {
-        unsigned mid = (lo + hi) / 2;
-        if (!(value.time < leaf->items[mid].time)) lo = mid + 1;
-        else hi = mid;
-    }
-    return insertAt(leaf, lo, value);
+    return insertAt(leaf, slotIn(leaf, value.time, true), value);
 }
 
 template <class T>
@@ -121,16 +124,30 @@ typename NodeTree<T>::Pos NodeTree<T>::insertBefore(Pos before, const T& value) 
 
 template <class T>
 typename NodeTree<T>::Pos NodeTree<T>::insertAt(Leaf* leaf, unsigned slot, const T& value) {
-    ++version_;
-    ++size_;
     if (leaf->count < kLeafCapacity) {
+        ++version_;
+        ++size_;
         std::move_backward(leaf->items + slot, leaf->items + leaf->count, leaf->items + leaf->count + 1);
         leaf->items[slot] = value;
         ++leaf->count;
         return Pos{leaf, slot};
     }
-    // Split: the upper half moves to a new leaf after this one.
-    Leaf* right = new Leaf;
+    // Split: the upper half moves to a new leaf after this one. Every node the split
+    // can need (the leaf, one inner node per full ancestor, perhaps a new root) is
+    // allocated before anything changes.
+    Spares spares;
+    unsigned need = 0;
+    Inner* ancestor = leaf->parent;
+    while (ancestor && ancestor->count == kInnerCapacity) {
+        ++need;
+        ancestor = ancestor->parent;
+    }
+    if (!ancestor) ++need;
+    std::unique_ptr<Leaf> newLeaf(new Leaf);
+    while (spares.count < need) spares.inners[spares.count++] = new Inner;
+    Leaf* right = newLeaf.release();
+    ++version_;
+    ++size_;
     const unsigned keep = kLeafCapacity / 2;
     std::copy(leaf->items + keep, leaf->items + kLeafCapacity, right->items);
     right->count = kLeafCapacity - keep;
@@ -149,14 +166,14 @@ typename NodeTree<T>::Pos NodeTree<T>::insertAt(Leaf* leaf, unsigned slot, const
     std::move_backward(target->items + slot, target->items + target->count, target->items + target->count + 1);
     target->items[slot] = value;
     ++target->count;
-    insertChild(leaf->parent, leaf, right->items[0].time, right);
+    insertChild(leaf->parent, leaf, right->items[0].time, right, spares);
     return Pos{target, slot};
 }
 
 template <class T>
-void NodeTree<T>::insertChild(Inner* parent, Base* left, double key, Base* right) {
+void NodeTree<T>::insertChild(Inner* parent, Base* left, double key, Base* right, Spares& spares) {
     if (!parent) {
-        Inner* root = new Inner;
+        Inner* root = spares.take();
         root->count = 2;
         root->children[0] = left;
         root->children[1] = right;
@@ -195,7 +212,7 @@ void NodeTree<T>::insertChild(Inner* parent, Base* left, double key, Base* right
         }
     }
     const unsigned keep = (kInnerCapacity + 1) / 2;
-    Inner* sibling = new Inner;
+    Inner* sibling = spares.take();
     for (unsigned i = 0; i < keep; ++i) {
         parent->keys[i] = keys[i];
         parent->children[i] = children[i];
@@ -210,7 +227,7 @@ void NodeTree<T>::insertChild(Inner* parent, Base* left, double key, Base* right
     sibling->count = kInnerCapacity + 1 - keep;
     const double up = sibling->keys[0];
     sibling->keys[0] = -std::numeric_limits<double>::infinity();
-    insertChild(parent->parent, parent, up, sibling);
+    insertChild(parent->parent, parent, up, sibling, spares);
 }
 
 template <class T>
@@ -402,60 +419,6 @@ void NodeTree<T>::retime(Pos p, double t) {
         if (double* sep = separatorOf(p.leaf)) *sep = std::min(*sep, t);
     if (p.slot + 1 == p.leaf->count && p.leaf->next)
         if (double* sep = separatorOf(p.leaf->next)) *sep = std::max(*sep, t);
-}
-
-template <class T>
-std::string NodeTree<T>::verify() const {
-    if (!root_) {
-        if (size_ != 0 || first_ || last_ || height_ != 0) return "empty tree with state";
-        return std::string();
-    }
-    if (root_->parent) return "root has a parent";
-    const Leaf* expectNext = first_;
-    std::size_t values = 0;
-    const double inf = std::numeric_limits<double>::infinity();
-    std::string why = verifyNode(root_, height_, -inf, inf, expectNext, values);
-    if (!why.empty()) return why;
-    if (expectNext != nullptr) return "leaf chain longer than the tree";
-    if (values != size_) return "size mismatch";
-    if (last_->next != nullptr || first_->prev != nullptr) return "chain ends not null";
-    return std::string();
-}
-
-template <class T>
-std::string NodeTree<T>::verifyNode(const Base* node, unsigned level, double lo, double hi,
-                                    const Leaf*& expectNext, std::size_t& values) const {
-    const bool isRoot = node == root_;
-    if (level == 0) {
-        const Leaf* leaf = static_cast<const Leaf*>(node);
-        if (leaf != expectNext) return "leaf chain out of order";
-        if (leaf->count == 0 || leaf->count > kLeafCapacity) return "leaf count out of range";
-        if (!isRoot && leaf->count < kLeafMinimum) return "leaf underfull";
-        if (leaf->next && leaf->next->prev != leaf) return "leaf back link broken";
-        if (leaf == last_ && leaf->next) return "last leaf has a successor";
-        for (unsigned i = 0; i < leaf->count; ++i) {
-            double t = leaf->items[i].time;
-            if (t < lo || t > hi) return "value outside its separators";
-            if (i > 0 && t < leaf->items[i - 1].time) return "leaf values out of order";
-        }
-        if (leaf->prev && leaf->items[0].time < leaf->prev->items[leaf->prev->count - 1].time)
-            return "values out of order across leaves";
-        values += leaf->count;
-        expectNext = leaf->next;
-        return std::string();
-    }
-    const Inner* in = static_cast<const Inner*>(node);
-    if (in->count < (isRoot ? 2u : kInnerMinimum) || in->count > kInnerCapacity) return "inner count out of range";
-    for (unsigned i = 0; i < in->count; ++i) {
-        if (in->children[i]->parent != in) return "parent link broken";
-        if (i >= 2 && in->keys[i] < in->keys[i - 1]) return "separators out of order";
-        if (i >= 1 && (in->keys[i] < lo || in->keys[i] > hi)) return "separator outside its parent's range";
-        double clo = i == 0 ? lo : in->keys[i];
-        double chi = i + 1 < in->count ? in->keys[i + 1] : hi;
-        std::string why = verifyNode(in->children[i], level - 1, clo, chi, expectNext, values);
-        if (!why.empty()) return why;
-    }
-    return std::string();
 }
 
 template class NodeTree<Store::Node>;

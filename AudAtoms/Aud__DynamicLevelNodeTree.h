@@ -88,8 +88,8 @@ public:
     }
 
     // First value whose time is not less than t / greater than t (end when none).
-    Pos lowerBound(double t) const;
-    Pos upperBound(double t) const;
+    Pos lowerBound(double t) const { return bound(t, false); }
+    Pos upperBound(double t) const { return bound(t, true); }
 
     // Inserts after every value of equal time; returns the new value's position.
     Pos insert(const T& value);
@@ -112,8 +112,21 @@ public:
 
 private:
     Leaf* descend(double t, bool upper) const;
+    Pos bound(double t, bool upper) const;
+    static unsigned slotIn(const Leaf* leaf, double t, bool upper);
+    // Inner nodes allocated ahead of a split, so that a failed allocation leaves the
+    // tree untouched; whatever is not used is freed.
+    struct Spares {
+        Inner* inners[32];
+        unsigned count = 0;
+        Inner* take() { return inners[--count]; }
+        ~Spares() {
+            while (count) delete inners[--count];
+        }
+    };
+
     Pos insertAt(Leaf* leaf, unsigned slot, const T& value);
-    void insertChild(Inner* parent, Base* left, double key, Base* right);
+    void insertChild(Inner* parent, Base* left, double key, Base* right, Spares& spares);
     void removeChildAt(Inner* parent, unsigned index);
     void rebalanceLeaf(Leaf* leaf, Pos& track);
     void rebalanceInner(Inner* node);

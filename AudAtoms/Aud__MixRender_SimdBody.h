@@ -3,7 +3,9 @@
 // so each file keeps its own copy compiled with its own target flags. Internal to the
 // library.
 //
-// Ops provides: V, W (floats per vector), kAlign (bytes), kMasked; load, store, set1,
+// Ops provides: V, W (floats per vector), kAlign (bytes), kMasked; load, loadOnce (a
+// load the compiler may not repeat as a memory operand of each use: a misaligned load
+// costs two cache-line accesses, and the peak kernels use each sample twice), store, set1,
 // mul, add, abs, peakMax(x, acc) = x > acc ? x : acc per lane (the scalar peak rule),
 // spill (store to an aligned array); with kMasked also M, firstLanes(k), loadMasked,
 // storeMasked, peakMaxMasked.
@@ -82,12 +84,12 @@ struct PeakAcc {
         acc[0] = Ops::peakMaxMasked(m, Ops::abs(x), acc[0]);
     }
     float result() const {
+        V all = acc[0];
+        for (unsigned u = 1; u < U; ++u) all = Ops::peakMax(acc[u], all);
         alignas(64) float lanes[Ops::W];
+        Ops::spill(lanes, all);
         float r = p;
-        for (unsigned u = 0; u < U; ++u) {
-            Ops::spill(lanes, acc[u]);
-            for (std::size_t j = 0; j < Ops::W; ++j) r = lanes[j] > r ? lanes[j] : r;
-        }
+        for (std::size_t j = 0; j < Ops::W; ++j) r = lanes[j] > r ? lanes[j] : r;
         return r;
     }
 };
@@ -102,113 +104,61 @@ struct PeakK {
     void masked(std::size_t i, typename Ops::M m) { acc.masked(Ops::loadMasked(m, s + i), m); }
 };
 
+// The per-sample operations of the one-destination kernels, in scalar and vector form:
+// out = x * g, out = d + x, out = d + x * g (x the source sample, d the destination's).
 template <class Ops>
-struct MulK {
-    using V = typename Ops::V;
-    const float* s;
-    float* d;
+struct MulOp {
+    static constexpr bool kReadsDst = false;
     float g;
-    V gv;
-    void scalar(std::size_t i) { d[i] = s[i] * g; }
-    void vec(std::size_t i, unsigned) { Ops::store(d + i, Ops::mul(Ops::load(s + i), gv)); }
-    void masked(std::size_t i, typename Ops::M m) { Ops::storeMasked(d + i, m, Ops::mul(Ops::loadMasked(m, s + i), gv)); }
+    typename Ops::V gv;
+    float scalar(float x, float) const { return x * g; }
+    typename Ops::V vec(typename Ops::V x, typename Ops::V) const { return Ops::mul(x, gv); }
 };
 
 template <class Ops>
-struct MulPeakK {
+struct AddOp {
+    static constexpr bool kReadsDst = true;
+    float scalar(float x, float d) const { return d + x; }
+    typename Ops::V vec(typename Ops::V x, typename Ops::V d) const { return Ops::add(d, x); }
+};
+
+template <class Ops>
+struct MulAddOp {
+    static constexpr bool kReadsDst = true;
+    float g;
+    typename Ops::V gv;
+    float scalar(float x, float d) const { return d + x * g; }
+    typename Ops::V vec(typename Ops::V x, typename Ops::V d) const { return Ops::add(d, Ops::mul(x, gv)); }
+};
+
+// dst[i] = op(src[i], dst[i]), optionally keeping the running peak of src.
+template <class Ops, class Op, bool kPeak>
+struct OneDstK {
     using V = typename Ops::V;
     const float* s;
     float* d;
-    float g;
-    V gv;
+    Op op;
     PeakAcc<Ops, kUnroll> acc;
+
     void scalar(std::size_t i) {
-        acc.scalar(s[i]);
-        d[i] = s[i] * g;
+        const float x = s[i];
+        if constexpr (kPeak) acc.scalar(x);
+        d[i] = op.scalar(x, Op::kReadsDst ? d[i] : 0.0f);
     }
     void vec(std::size_t i, unsigned u) {
-        const V x = Ops::load(s + i);
-        acc.vec(x, u);
-        Ops::store(d + i, Ops::mul(x, gv));
+        V x;
+        if constexpr (kPeak) {
+            x = Ops::loadOnce(s + i);
+            acc.vec(x, u);
+        } else {
+            x = Ops::load(s + i);
+        }
+        Ops::store(d + i, op.vec(x, Op::kReadsDst ? Ops::load(d + i) : x));
     }
     void masked(std::size_t i, typename Ops::M m) {
         const V x = Ops::loadMasked(m, s + i);
-        acc.masked(x, m);
-        Ops::storeMasked(d + i, m, Ops::mul(x, gv));
-    }
-};
-
-template <class Ops>
-struct AddK {
-    using V = typename Ops::V;
-    const float* s;
-    float* d;
-    void scalar(std::size_t i) { d[i] = d[i] + s[i]; }
-    void vec(std::size_t i, unsigned) { Ops::store(d + i, Ops::add(Ops::load(d + i), Ops::load(s + i))); }
-    void masked(std::size_t i, typename Ops::M m) {
-        Ops::storeMasked(d + i, m, Ops::add(Ops::loadMasked(m, d + i), Ops::loadMasked(m, s + i)));
-    }
-};
-
-template <class Ops>
-struct MulAddK {
-    using V = typename Ops::V;
-    const float* s;
-    float* d;
-    float g;
-    V gv;
-    void scalar(std::size_t i) { d[i] = d[i] + s[i] * g; }
-    void vec(std::size_t i, unsigned) {
-        Ops::store(d + i, Ops::add(Ops::load(d + i), Ops::mul(Ops::load(s + i), gv)));
-    }
-    void masked(std::size_t i, typename Ops::M m) {
-        Ops::storeMasked(d + i, m, Ops::add(Ops::loadMasked(m, d + i), Ops::mul(Ops::loadMasked(m, s + i), gv)));
-    }
-};
-
-template <class Ops>
-struct AddPeakK {
-    using V = typename Ops::V;
-    const float* s;
-    float* d;
-    PeakAcc<Ops, kUnroll> acc;
-    void scalar(std::size_t i) {
-        acc.scalar(s[i]);
-        d[i] = d[i] + s[i];
-    }
-    void vec(std::size_t i, unsigned u) {
-        const V x = Ops::load(s + i);
-        acc.vec(x, u);
-        Ops::store(d + i, Ops::add(Ops::load(d + i), x));
-    }
-    void masked(std::size_t i, typename Ops::M m) {
-        const V x = Ops::loadMasked(m, s + i);
-        acc.masked(x, m);
-        Ops::storeMasked(d + i, m, Ops::add(Ops::loadMasked(m, d + i), x));
-    }
-};
-
-template <class Ops>
-struct MulAddPeakK {
-    using V = typename Ops::V;
-    const float* s;
-    float* d;
-    float g;
-    V gv;
-    PeakAcc<Ops, kUnroll> acc;
-    void scalar(std::size_t i) {
-        acc.scalar(s[i]);
-        d[i] = d[i] + s[i] * g;
-    }
-    void vec(std::size_t i, unsigned u) {
-        const V x = Ops::load(s + i);
-        acc.vec(x, u);
-        Ops::store(d + i, Ops::add(Ops::load(d + i), Ops::mul(x, gv)));
-    }
-    void masked(std::size_t i, typename Ops::M m) {
-        const V x = Ops::loadMasked(m, s + i);
-        acc.masked(x, m);
-        Ops::storeMasked(d + i, m, Ops::add(Ops::loadMasked(m, d + i), Ops::mul(x, gv)));
+        if constexpr (kPeak) acc.masked(x, m);
+        Ops::storeMasked(d + i, m, op.vec(x, Op::kReadsDst ? Ops::loadMasked(m, d + i) : x));
     }
 };
 
@@ -275,37 +225,28 @@ struct Kernels {
         return k.acc.result();
     }
 
+    template <class Op, bool kPeak>
+    static float oneDst(const float* src, float* dst, unsigned n, Op op, float peakIn) {
+        OneDstK<Ops, Op, kPeak> k{src, dst, op, PeakAcc<Ops, kUnroll>(peakIn)};
+        drive<Ops, kUnroll>(k, dst, n);
+        return kPeak ? k.acc.result() : peakIn;
+    }
+
     static void mul(const float* src, float* dst, unsigned n, float gain) {
-        MulK<Ops> k{src, dst, gain, Ops::set1(gain)};
-        drive<Ops, kUnroll>(k, dst, n);
+        oneDst<MulOp<Ops>, false>(src, dst, n, {gain, Ops::set1(gain)}, 0.0f);
     }
-
     static float mulPeak(const float* src, float* dst, unsigned n, float gain, float peakIn) {
-        MulPeakK<Ops> k{src, dst, gain, Ops::set1(gain), PeakAcc<Ops, kUnroll>(peakIn)};
-        drive<Ops, kUnroll>(k, dst, n);
-        return k.acc.result();
+        return oneDst<MulOp<Ops>, true>(src, dst, n, {gain, Ops::set1(gain)}, peakIn);
     }
-
-    static void add(const float* src, float* dst, unsigned n) {
-        AddK<Ops> k{src, dst};
-        drive<Ops, kUnroll>(k, dst, n);
-    }
-
-    static void mulAdd(const float* src, float* dst, unsigned n, float gain) {
-        MulAddK<Ops> k{src, dst, gain, Ops::set1(gain)};
-        drive<Ops, kUnroll>(k, dst, n);
-    }
-
+    static void add(const float* src, float* dst, unsigned n) { oneDst<AddOp<Ops>, false>(src, dst, n, {}, 0.0f); }
     static float addPeak(const float* src, float* dst, unsigned n, float peakIn) {
-        AddPeakK<Ops> k{src, dst, PeakAcc<Ops, kUnroll>(peakIn)};
-        drive<Ops, kUnroll>(k, dst, n);
-        return k.acc.result();
+        return oneDst<AddOp<Ops>, true>(src, dst, n, {}, peakIn);
     }
-
+    static void mulAdd(const float* src, float* dst, unsigned n, float gain) {
+        oneDst<MulAddOp<Ops>, false>(src, dst, n, {gain, Ops::set1(gain)}, 0.0f);
+    }
     static float mulAddPeak(const float* src, float* dst, unsigned n, float gain, float peakIn) {
-        MulAddPeakK<Ops> k{src, dst, gain, Ops::set1(gain), PeakAcc<Ops, kUnroll>(peakIn)};
-        drive<Ops, kUnroll>(k, dst, n);
-        return k.acc.result();
+        return oneDst<MulAddOp<Ops>, true>(src, dst, n, {gain, Ops::set1(gain)}, peakIn);
     }
 
     // dst1 is stored before dst2 is read, so dst1 may equal dst2.

@@ -16,6 +16,11 @@ struct Avx2Ops {
     using M = unsigned;  // no mask registers: heads and tails go one sample at a time
     static constexpr bool kMasked = false;
     static V load(const float* p) { return _mm256_loadu_ps(p); }
+    static V loadOnce(const float* p) {
+        V v = _mm256_loadu_ps(p);
+        __asm__("" : "+x"(v));  // keeps the loaded value in a register
+        return v;
+    }
     static void store(float* p, V v) { _mm256_storeu_ps(p, v); }
     static void spill(float* p, V v) { _mm256_store_ps(p, v); }
     static V set1(float x) { return _mm256_set1_ps(x); }

@@ -17,6 +17,11 @@ struct Avx512Ops {
     static constexpr std::size_t W = 16, kAlign = 64;
     static constexpr bool kMasked = true;
     static V load(const float* p) { return _mm512_loadu_ps(p); }
+    static V loadOnce(const float* p) {
+        V v = _mm512_loadu_ps(p);
+        __asm__("" : "+v"(v));  // keeps the loaded value in a register
+        return v;
+    }
     static void store(float* p, V v) { _mm512_storeu_ps(p, v); }
     static void spill(float* p, V v) { _mm512_store_ps(p, v); }
     static V set1(float x) { return _mm512_set1_ps(x); }

@@ -15,6 +15,11 @@ struct Sse2Ops {
     using M = unsigned;  // no mask registers: heads and tails go one sample at a time
     static constexpr bool kMasked = false;
     static V load(const float* p) { return _mm_loadu_ps(p); }
+    static V loadOnce(const float* p) {
+        V v = _mm_loadu_ps(p);
+        __asm__("" : "+x"(v));  // keeps the loaded value in a register
+        return v;
+    }
     static void store(float* p, V v) { _mm_storeu_ps(p, v); }
     static void spill(float* p, V v) { _mm_store_ps(p, v); }
     static V set1(float x) { return _mm_set1_ps(x); }

@@ -1,7 +1,8 @@
 #include "AudAtoms/Aud__PeakScan.h"
 
+#include "AudAtoms/detail/PeakScanScalar.h"
+
 #include <cstdint>
-#include <cstring>
 
 namespace Aud::PeakScan {
 
@@ -10,38 +11,18 @@ namespace {
 static_assert(3.0517578e-5f == 1.0f / 32768.0f, "the 16-bit scale is exactly 2^-15");
 static_assert(1.1920929e-7f == 1.0f / 8388608.0f, "the 24-bit scale is exactly 2^-23");
 
-template <class T>
-T loadLE(const unsigned char* p) {
-    T v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-
-std::int32_t int24(const unsigned char* p) {
-    const std::uint32_t u = std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(std::uint8_t(p[2])) << 16;
-    return std::int32_t(u << 8) >> 8;  // the top byte carries the sign
-}
-
-float clearSign(float v) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &v, 4);
-    bits &= 0x7FFFFFFFu;
-    std::memcpy(&v, &bits, 4);
-    return v;
-}
-
 // One sample's value before its sign is cleared, as documented in the header.
 template <int Type>
 float sampleValue(const unsigned char* p) {
     if constexpr (Type == 0) return loadLE<float>(p);
     if constexpr (Type == 1) return float(loadLE<std::int16_t>(p)) * 3.0517578e-5f;
-    if constexpr (Type == 2 || Type == 5) return float(int24(p)) * 1.1920929e-7f;
+    if constexpr (Type == 2 || Type == 5) return float(int24At(p)) * 1.1920929e-7f;
     if constexpr (Type == 3) return float(std::int8_t(p[0])) * 0.0078125f;
     if constexpr (Type == 4) return float(int(p[0]) - 128) * 0.0078125f;
     if constexpr (Type == 6) return float((double(loadLE<std::int32_t>(p)) + 0.5) / 2147483647.5);
     if constexpr (Type == 7) return float(loadLE<double>(p));
-    if constexpr (Type == 8) return float(std::int16_t(loadLE<std::uint32_t>(p) >> 12)) * 3.0517578e-5f;
-    if constexpr (Type == 9) return float(std::int32_t(loadLE<std::uint32_t>(p) << 4) >> 8) * 1.1920929e-7f;
+    if constexpr (Type == 8) return float(aes16Of(loadLE<std::uint32_t>(p))) * 3.0517578e-5f;
+    if constexpr (Type == 9) return float(aes24Of(loadLE<std::uint32_t>(p))) * 1.1920929e-7f;
 }
 
 template <int Type, unsigned Stride>

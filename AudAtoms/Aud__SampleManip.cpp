@@ -69,13 +69,15 @@ std::uint32_t exportAes24(std::uint32_t word) {
 
 #if defined(__x86_64__)
 const Kernels* sse2Kernels() { return &sse2KernelTable(); }
+// __builtin_cpu_init first: this may run before the runtime's own constructors.
 const Kernels* avx2Kernels() {
-    static const bool ok = __builtin_cpu_supports("avx2");
+    static const bool ok = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
     return ok ? &avx2KernelTable() : nullptr;
 }
 const Kernels* avx512Kernels() {
-    static const bool ok = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                           __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+    static const bool ok = (__builtin_cpu_init(),
+                            __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                                __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"));
     return ok ? &avx512KernelTable() : nullptr;
 }
 #else

@@ -18,116 +18,103 @@ template <class Record>
 bool inRange(long long index, int count, const std::vector<Record>& records) {
     return index >= 0 && index < count && std::size_t(index) < records.size();
 }
+
+// One field of one input or mix record: the range check with its own report line, then
+// the value read without the lock, or written under it.
+template <class Record, class T>
+T readField(const std::vector<Record>& records, long long index, int count, T Record::*field, int line, T fallback) {
+    if (!inRange(index, count, records)) {
+        reportAt(line);
+        return fallback;
+    }
+    return loadRelaxed(records[std::size_t(index)].*field);
+}
+
+template <class Record, class T>
+void writeField(const SimpleMixState& state, CriticalSection& lock, std::vector<Record>& records, long long index,
+                int count, T Record::*field, T value, int line) {
+    if (!inRange(index, count, records)) {
+        reportAt(line);
+        return;
+    }
+    CriticalSectionGuard g(lock);
+    storeRelaxed(records[std::size_t(index)].*field, value);
+    state.setDirty();
+}
 } // namespace
 
 // ---- inputs ----
 
 float SimpleMixState::getInputLevel(int input) const {
     checkValid();
-    if (!inRange(input, numInputChans_, inputStates_)) { reportAt(258); return 1.5f; }
-    return loadRelaxed(inputStates_[std::size_t(input)].level);
+    return readField(inputStates_, input, numInputChans_, &InputState::level, 258, 1.5f);
 }
 
 void SimpleMixState::setInputLevel(int input, float level) {
     checkValid();
-    level = clampLevel(level);
-    if (!inRange(input, numInputChans_, inputStates_)) { reportAt(278); return; }
-    CriticalSectionGuard g(lock_);
-    storeRelaxed(inputStates_[std::size_t(input)].level, level);
-    setDirty();
+    writeField(*this, lock_, inputStates_, input, numInputChans_, &InputState::level, clampLevel(level), 278);
 }
 
 float SimpleMixState::getInputPan(int input) const {
     checkValid();
-    if (!inRange(input, numInputChans_, inputStates_)) { reportAt(296); return 0.5f; }
-    return loadRelaxed(inputStates_[std::size_t(input)].pan);
+    return readField(inputStates_, input, numInputChans_, &InputState::pan, 296, 0.5f);
 }
 
 void SimpleMixState::setInputPan(int input, float pan) {
     checkValid();
-    if (!inRange(input, numInputChans_, inputStates_)) { reportAt(311); return; }
-    CriticalSectionGuard g(lock_);
-    storeRelaxed(inputStates_[std::size_t(input)].pan, pan);
-    setDirty();
+    writeField(*this, lock_, inputStates_, input, numInputChans_, &InputState::pan, pan, 311);
 }
 
 bool SimpleMixState::getInputMuteState(int input) const {
     checkValid();
-    if (!inRange(input, numInputChans_, inputStates_)) { reportAt(330); return false; }
-    return loadRelaxed(inputStates_[std::size_t(input)].mute);
+    return readField(inputStates_, input, numInputChans_, &InputState::mute, 330, false);
 }
 
 void SimpleMixState::setInputMuteState(int input, bool mute) {
     checkValid();
-    if (!inRange(input, numInputChans_, inputStates_)) { reportAt(345); return; }
-    CriticalSectionGuard g(lock_);
-    storeRelaxed(inputStates_[std::size_t(input)].mute, mute);
-    setDirty();
+    writeField(*this, lock_, inputStates_, input, numInputChans_, &InputState::mute, mute, 345);
 }
 
 bool SimpleMixState::getInputSoloState(int input) const {
     checkValid();
-    if (!inRange(input, numInputChans_, inputStates_)) { reportAt(363); return false; }
-    return loadRelaxed(inputStates_[std::size_t(input)].solo);
+    return readField(inputStates_, input, numInputChans_, &InputState::solo, 363, false);
 }
 
 void SimpleMixState::setInputSoloState(int input, bool solo) {
     checkValid();
-    if (!inRange(input, numInputChans_, inputStates_)) { reportAt(376); return; }
-    CriticalSectionGuard g(lock_);
-    storeRelaxed(inputStates_[std::size_t(input)].solo, solo);
-    setDirty();
+    writeField(*this, lock_, inputStates_, input, numInputChans_, &InputState::solo, solo, 376);
 }
 
 // ---- mix buses: mix -1 is slot 0 ----
 
 float SimpleMixState::getMixLevel(int mix) const {
     checkValid();
-    const long long slot = mix + 1LL;
-    if (!inRange(slot, numMixChans_, mixStates_)) { reportAt(398); return 1.5f; }
-    return loadRelaxed(mixStates_[std::size_t(slot)].level);
+    return readField(mixStates_, mix + 1LL, numMixChans_, &MixState::level, 398, 1.5f);
 }
 
 void SimpleMixState::setMixLevel(int mix, float level) {
     checkValid();
-    level = clampLevel(level);
-    const long long slot = mix + 1LL;
-    if (!inRange(slot, numMixChans_, mixStates_)) { reportAt(421); return; }
-    CriticalSectionGuard g(lock_);
-    storeRelaxed(mixStates_[std::size_t(slot)].level, level);
-    setDirty();
+    writeField(*this, lock_, mixStates_, mix + 1LL, numMixChans_, &MixState::level, clampLevel(level), 421);
 }
 
 bool SimpleMixState::getMixMuteState(int mix) const {
     checkValid();
-    const long long slot = mix + 1LL;
-    if (!inRange(slot, numMixChans_, mixStates_)) { reportAt(444); return false; }
-    return loadRelaxed(mixStates_[std::size_t(slot)].mute);
+    return readField(mixStates_, mix + 1LL, numMixChans_, &MixState::mute, 444, false);
 }
 
 void SimpleMixState::setMixMuteState(int mix, bool mute) {
     checkValid();
-    const long long slot = mix + 1LL;
-    if (!inRange(slot, numMixChans_, mixStates_)) { reportAt(462); return; }
-    CriticalSectionGuard g(lock_);
-    storeRelaxed(mixStates_[std::size_t(slot)].mute, mute);
-    setDirty();
+    writeField(*this, lock_, mixStates_, mix + 1LL, numMixChans_, &MixState::mute, mute, 462);
 }
 
 bool SimpleMixState::getMixSoloState(int mix) const {
     checkValid();
-    const long long slot = mix + 1LL;
-    if (!inRange(slot, numMixChans_, mixStates_)) { reportAt(484); return false; }
-    return loadRelaxed(mixStates_[std::size_t(slot)].solo);
+    return readField(mixStates_, mix + 1LL, numMixChans_, &MixState::solo, 484, false);
 }
 
 void SimpleMixState::setMixSoloState(int mix, bool solo) {
     checkValid();
-    const long long slot = mix + 1LL;
-    if (!inRange(slot, numMixChans_, mixStates_)) { reportAt(502); return; }
-    CriticalSectionGuard g(lock_);
-    storeRelaxed(mixStates_[std::size_t(slot)].solo, solo);
-    setDirty();
+    writeField(*this, lock_, mixStates_, mix + 1LL, numMixChans_, &MixState::solo, solo, 502);
 }
 
 // ---- routing ----

@@ -7,8 +7,9 @@
 //   every sample through float with clipping (see Aud__SampleManip.h for the exact
 //   formulas). The result stays readable through getScratch() until the next call.
 //   Planes: channelsPerStream * audioStreams of them, each n * stride bytes.
-//   The scratch grows to n * stride * (all channels written) bytes and never shrinks;
-//   getScratchCapacity() reports that size in bytes (the largest request so far).
+//   The scratch grows to n * width * (all channels of all streams) bytes, width being the
+//   stride (or the sample type's own width if the stride is smaller), and never shrinks;
+//   getScratchCapacity() reports its size in bytes (the largest request so far).
 //   Sample type 5 prints "assertion failed false at ole/AudAtoms/Aud__SampleManip
 //   line 514" once per sample written.
 // - deinterleaveAudio(n, fmt, source, list): splits n frames of `source` into one

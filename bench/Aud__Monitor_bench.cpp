@@ -1,7 +1,8 @@
 // The monitor's peak computation for sample types 0 (float32), 1 (int16) and 2 (packed
 // int24) over 8 channels of 1024 frames: the plain scalar loop (the reference table),
 // each vectorised table the CPU runs, and a whole Monitor::updateMonitoringPoints call
-// (active table plus the registry writes). Prints a ratio table at the end.
+// (active table plus the registry writes). Prints a table of CPU-time ratios at the
+// end (CPU time, because the machine the figures come from is shared).
 #include "AudAtoms/AudAtoms.h"
 
 #include <benchmark/benchmark.h>

@@ -15,7 +15,6 @@
 #ifndef AUDATOMS_PLATFORM_DYNAMICINTEGRALSTORAGE_H
 #define AUDATOMS_PLATFORM_DYNAMICINTEGRALSTORAGE_H
 
-
 #include <cstdint>
 #include <limits>
 #include <type_traits>

@@ -27,7 +27,6 @@
 #ifndef AUDATOMS_PLATFORM_STREAMLAYERS_H
 #define AUDATOMS_PLATFORM_STREAMLAYERS_H
 
-
 #include <cstdint>
 #include <functional>
 #include <string>

@@ -84,13 +84,10 @@ private:
 // Packs obj's layers Layer, Inner... (outermost first) into s.
 template <class Layer, class... Inner, class Obj>
 int STRM_packLayers(const Obj& obj, PStream& s) {
-    return STRM_packLayer(
-        s, Layer::STRM_shortLayerName(), obj.Layer::STRM_layerVersion(),
-        [&obj](PStream& ps) { obj.Layer::pack(ps); },
-        [&obj](PStream& ps) -> int {
-            if constexpr (sizeof...(Inner) == 0) return kStreamLayerOk;
-            else return STRM_packLayers<Inner...>(obj, ps);
-        });
+    StreamInnerPacker inner = [](PStream&) { return int(kStreamLayerOk); };
+    if constexpr (sizeof...(Inner) != 0) inner = [&obj](PStream& ps) { return STRM_packLayers<Inner...>(obj, ps); };
+    return STRM_packLayer(s, Layer::STRM_shortLayerName(), obj.Layer::STRM_layerVersion(),
+                          [&obj](PStream& ps) { obj.Layer::pack(ps); }, inner);
 }
 
 // Unpacks obj's layers Layer, Inner... (outermost first) from s.
@@ -98,13 +95,10 @@ template <class Layer, class... Inner, class Obj>
 int STRM_unpackLayers(Obj& obj, PStream& s) {
     const StreamLayerNames names{Layer::STRM_shortLayerName(), STRM_printableTypeName(typeid(Layer)),
                                  obj.STRM_typeName()};
-    return STRM_unpackLayer(
-        s, names, obj.Layer::STRM_layerVersion(),
-        [&obj](PStream& ps) { obj.Layer::unpack(ps); },
-        [&obj](PStream& ps) -> int {
-            if constexpr (sizeof...(Inner) == 0) return kStreamLayerOk;
-            else return STRM_unpackLayers<Inner...>(obj, ps);
-        });
+    StreamInnerUnpacker inner = [](PStream&) { return int(kStreamLayerOk); };
+    if constexpr (sizeof...(Inner) != 0) inner = [&obj](PStream& ps) { return STRM_unpackLayers<Inner...>(obj, ps); };
+    return STRM_unpackLayer(s, names, obj.Layer::STRM_layerVersion(), [&obj](PStream& ps) { obj.Layer::unpack(ps); },
+                            inner);
 }
 
 // The hierarchy name of the layers Layer, Inner... (outermost first, normally from Streamable).

@@ -1,6 +1,7 @@
 // Level store: insertions, erasures, guard adjustment, moves and audio-black sections.
 #include "AudAtoms/Aud__DynamicLevelControl.h"
 #include "platform/FrameRate.h"
+#include "tests/support/FrameDuration.h"
 
 #include <gtest/gtest.h>
 
@@ -31,11 +32,7 @@ struct Expect {
 
 class LevelEdit : public ::testing::Test {
 protected:
-    void SetUp() override {
-        saved_ = Qm::CurrentProject::getFrameDuration();
-        Qm::CurrentProject::setFrameDuration(0.04);
-    }
-    void TearDown() override { Qm::CurrentProject::setFrameDuration(saved_); }
+    testsupport::FrameDurationScope frame_{0.04};
 
     // Builds the store exactly as given (no adjustment).
     void build(const std::vector<Expect>& nodes) {
@@ -59,7 +56,6 @@ protected:
         }
     }
 
-    double saved_ = 0.0;
     Store store;
 };
 

@@ -1,6 +1,7 @@
 // Level store: nodes, lookups, range states and the modification protocol.
 #include "AudAtoms/Aud__DynamicLevelControl.h"
 #include "platform/FrameRate.h"
+#include "tests/support/FrameDuration.h"
 
 #include <gtest/gtest.h>
 
@@ -16,12 +17,7 @@ namespace {
 // Frame duration 0.04 (25 fps): an end guard's effective time is raw + 0.01.
 class LevelStore : public ::testing::Test {
 protected:
-    void SetUp() override {
-        saved_ = Qm::CurrentProject::getFrameDuration();
-        Qm::CurrentProject::setFrameDuration(0.04);
-    }
-    void TearDown() override { Qm::CurrentProject::setFrameDuration(saved_); }
-    double saved_ = 0.0;
+    testsupport::FrameDurationScope frame_{0.04};
     Store store;
 };
 
@@ -142,6 +138,8 @@ TEST_F(LevelStore, IteratorWalksInOrderBothWays) {
     for (double t : {3.0, 1.0, 2.0}) store.insert_noAdjust(Node(t, float(t)));
     Store::iterator it = store.begin();
     EXPECT_EQ(it.getRawTime(), 1.0);
+    EXPECT_EQ((*it).level, 1.0f);
+    EXPECT_EQ(it->time, 1.0);
     ++it;
     EXPECT_EQ(it.getRawTime(), 2.0);
     it++;

@@ -76,7 +76,8 @@ TEST(IO_SyncSource, CopiesAreIndependent) {
     EXPECT_TRUE(c == a);
     a.type(keIO_SyncSourceTypeVideo);
     EXPECT_EQ(c.type(), keIO_SyncSourceTypeLTC);
-    c = c;
+    const IO_SyncSource& self = c;
+    c = self;
     EXPECT_EQ(c.type(), keIO_SyncSourceTypeLTC);
 }
 

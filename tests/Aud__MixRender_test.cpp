@@ -403,3 +403,35 @@ TEST(FastSineCosine, BitsAbove15AreIgnored) {
     EXPECT_EQ(s1, s2);
     EXPECT_EQ(c1, c2);
 }
+
+TEST(FastSineCosine, EveryPhaseFollowsTheQuadrantTable) {
+    // The table of the rule, evaluated here in single precision in the stated order.
+    const float k = fromBits(0x3F5413CCu), r = fromBits(0x3F3504F3u);
+    for (unsigned phase = 0; phase < 65536; ++phase) {
+        const float x = static_cast<float>(phase % 16384) / 16384.0f;
+        float want[2];
+        const unsigned quadrant = phase / 16384;
+        if (quadrant == 1) {
+            const float u = 0.5f - x;
+            const float kuu = (k * u) * u, h = r - kuu;
+            want[0] = u + h;
+            want[1] = u - h;
+        } else {
+            const float t = x - 0.5f;
+            const float ktt = (k * t) * t;
+            if (quadrant == 2) {
+                const float g = ktt - r;
+                want[0] = g - t;
+                want[1] = t + g;
+            } else {
+                const float h = r - ktt;
+                want[0] = quadrant == 0 ? h + t : t - h;
+                want[1] = quadrant == 0 ? h - t : t + h;
+            }
+        }
+        float s, c;
+        fastSineCosine(s, c, phase);
+        ASSERT_EQ(bitsOf(s), bitsOf(want[0])) << phase;
+        ASSERT_EQ(bitsOf(c), bitsOf(want[1])) << phase;
+    }
+}

@@ -15,10 +15,15 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <ostream>
 #include <string>
 #include <vector>
 
 using namespace Aud::MixRender;
+
+namespace Aud::MixRender {
+void PrintTo(eInstructionSet set, std::ostream* os) { *os << getInstructionSetName(set); }
+} // namespace Aud::MixRender
 
 namespace {
 

@@ -69,8 +69,9 @@ struct Meters {
 
 TEST(Monitor, IsPolymorphic) {
     EXPECT_TRUE(std::is_polymorphic_v<Monitor>);
-    std::unique_ptr<Monitor> m(new Monitor);
-    EXPECT_EQ(typeid(*m), typeid(Monitor));
+    const std::unique_ptr<Monitor> owner(new Monitor);
+    const Monitor& m = *owner;
+    EXPECT_EQ(typeid(m), typeid(Monitor));
 }
 
 TEST(Monitor, RegistersOnePointPerInputWithItsName) {

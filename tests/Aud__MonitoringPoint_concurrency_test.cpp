@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/MonitoringPoints.h"
+
 #include <atomic>
 #include <chrono>
 #include <mutex>
@@ -22,20 +24,8 @@ constexpr int kFixedPoints = 4;
 constexpr int kReaderThreads = 8;
 constexpr auto kRunTime = 3s;
 
-struct RegisteredPoint {
-    IdStamp readerId = IdStamp::invalidId();
-    IdStamp writerId = IdStamp::invalidId();
-};
-
-RegisteredPoint registerPoint(const wchar_t* name) {
-    MonitoringPointInfo info;
-    info.name = name;
-    info.channelCount = 1;
-    info.displayRangeDb = 60.0f;
-    RegisteredPoint p;
-    EXPECT_EQ(MonitoringPointManager::registerMP(info, p.readerId, p.writerId), sSuccess);
-    return p;
-}
+using testsupport::RegisteredPoint;
+using testsupport::registerPoint;
 
 // Reader ids that display threads may pick, including ones whose point is gone.
 class IdPool {

@@ -2,30 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include "support/MonitoringPoints.h"
+
 #include <string>
 #include <vector>
 
 using namespace Aud;
 
-namespace {
-
-struct Point {
-    IdStamp readerId = IdStamp::invalidId();
-    IdStamp writerId = IdStamp::invalidId();
-    MonitoringPointWriter writer() const { return MonitoringPointWriter(writerId); }
-};
-
-Point registerPoint(const wchar_t* name) {
-    MonitoringPointInfo info;
-    info.name = name;
-    info.channelCount = 1;
-    info.displayRangeDb = 60.0f;
-    Point p;
-    EXPECT_EQ(MonitoringPointManager::registerMP(info, p.readerId, p.writerId), sSuccess);
-    return p;
-}
-
-} // namespace
+using testsupport::registerPoint;
+using Point = testsupport::RegisteredPoint;
 
 TEST(MonitoringPointManager, InstanceIsOneObject) {
     EXPECT_EQ(&MonitoringPointManager::instance(), &MonitoringPointManager::instance());
@@ -440,7 +425,8 @@ TEST(MonitoringPointReader, AssigningAReaderOfTheSamePointKeepsTheState) {
     a = b;
     EXPECT_EQ(a.getEntry(), before);
     EXPECT_EQ(a.peakValue(false), 0.5f);
-    a = a;  // self-assignment: same key, same point
+    const MonitoringPointReader& self = a;
+    a = self;  // self-assignment: same key, same point
     EXPECT_EQ(a.getEntry(), before);
 }
 

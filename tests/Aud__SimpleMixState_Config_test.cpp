@@ -8,14 +8,10 @@
 
 using Aud::SimpleMixState;
 using mixtest::assertionLine;
+using mixtest::faderFromMagnitude;
+using mixtest::stdoutOf;
 
 namespace {
-
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
-    fn();
-    return testing::internal::GetCapturedStdout();
-}
 
 using Lines = std::vector<std::string>;
 
@@ -33,15 +29,6 @@ QmIniFile fileFrom(const std::string& text) {
     QmIniFile file;
     EXPECT_EQ(file.fromText(text), 0);
     return file;
-}
-
-float faderFromMagnitude(float v) {
-    if (v == 1.0f) return 1.0f;
-    const float q = v / 0.005f;
-    unsigned i = 902;
-    if (q > -1.0f && q < 903.0f) i = unsigned(long(q));
-    const auto& node = Aud::GainCurve::MixerStyleLog1_Private::Mag2UVal_CurveNodes[i];
-    return node.slope * (v - node.mag) + node.uval;
 }
 
 TEST(SimpleMixStateConfig, WorkedExampleEntryByEntry) {

@@ -9,14 +9,9 @@
 
 using Aud::SimpleMixState;
 using mixtest::assertionLine;
+using mixtest::stdoutOf;
 
 namespace {
-
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
-    fn();
-    return testing::internal::GetCapturedStdout();
-}
 
 const std::string kInputsNot32 = assertionLine(201, "numInputChans_ == EditChanMaxAudio");
 const std::string kMixesNot4 = assertionLine(200, "numMixChans_ == 4");

@@ -11,53 +11,20 @@
 using Aud::SimpleMixState;
 using mixtest::assertionLine;
 using mixtest::Bytes;
+using mixtest::faderFromMagnitude;
+using mixtest::ownData;
+using mixtest::record;
+using mixtest::stdoutOf;
+using mixtest::Unpacked;
+using mixtest::unpackRecord;
 using mixtest::wholeRecord;
 
 namespace {
-
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
-    fn();
-    return testing::internal::GetCapturedStdout();
-}
-
-std::string ownData(const SimpleMixState& s) {
-    StreamFile f;
-    PStream p(f);
-    s.pack(p);
-    return f.bytes();
-}
-
-std::string record(const SimpleMixState& s) {
-    StreamFile f;
-    PStream p(f);
-    EXPECT_EQ(s.STRM_hierarchyPack(p), kStreamLayerOk);
-    return f.bytes();
-}
 
 void expectSameBytes(const std::string& actual, const std::string& expected) {
     ASSERT_EQ(actual.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i)
         EXPECT_EQ(unsigned(std::uint8_t(actual[i])), unsigned(std::uint8_t(expected[i]))) << "byte " << i;
-}
-
-struct Unpacked {
-    int status;
-    std::string errors;
-    std::string printed;
-    std::string log;
-};
-
-Unpacked unpackRecord(SimpleMixState& s, const std::string& bytes) {
-    StreamFile f;
-    f.setBytes(bytes);
-    PStream p(f);
-    platform::LogCapture log;
-    Unpacked u{};
-    u.printed = stdoutOf([&] { u.status = s.STRM_hierarchyUnpack(p); });
-    u.errors = p.errorText().toStd();
-    u.log = log.logText();
-    return u;
 }
 
 // Cell positions as the layout describes them, for 4 mixes and 4 outputs.
@@ -127,18 +94,6 @@ std::string ownDataWith(const std::vector<float>& inputLevels, const std::vector
     b.block(std::vector<std::uint8_t>(8, 0)).block(std::vector<std::uint8_t>(32, 0));
     b.u32(2).u8(0).u8(0).u32(2).u8(0).u8(0).u32(4).u32(0).u32(4).u32(0);
     return b.str();
-}
-
-// The fader value of an old linear magnitude, from the curve's nodes: 1.0 stays; else node
-// i = trunc(v / 0.005) read as unsigned, at most 902; slope * (v - mag) + uval.
-float faderFromMagnitude(float v) {
-    if (v == 1.0f) return 1.0f;
-    const float q = v / 0.005f;
-    unsigned i = 902;
-    if (q > -1.0f && q < 903.0f) i = unsigned(long(q));
-    if (i > 902) i = 902;
-    const auto& node = Aud::GainCurve::MixerStyleLog1_Private::Mag2UVal_CurveNodes[i];
-    return node.slope * (v - node.mag) + node.uval;
 }
 
 TEST(SimpleMixStatePersist, KnownStateOwnDataByteByByte) {

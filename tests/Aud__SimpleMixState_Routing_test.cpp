@@ -9,14 +9,9 @@
 
 using Aud::SimpleMixState;
 using mixtest::assertionLine;
+using mixtest::stdoutOf;
 
 namespace {
-
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
-    fn();
-    return testing::internal::GetCapturedStdout();
-}
 
 // Every (mix, output, side) that is routed, read through the getter over the addressable range.
 std::vector<std::tuple<int, int, bool>> routes(const SimpleMixState& s) {

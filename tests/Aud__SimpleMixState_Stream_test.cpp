@@ -16,50 +16,13 @@
 using Aud::SimpleMixState;
 using mixtest::assertionLine;
 using mixtest::Bytes;
+using mixtest::ownData;
+using mixtest::record;
+using mixtest::Unpacked;
+using mixtest::unpackRecord;
 using mixtest::wholeRecord;
 
 namespace {
-
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
-    fn();
-    return testing::internal::GetCapturedStdout();
-}
-
-struct Unpacked {
-    int status;
-    std::string errors;
-    std::string log;
-    std::uint32_t position;
-};
-
-Unpacked unpackRecord(SimpleMixState& s, const std::string& bytes) {
-    StreamFile f;
-    f.setBytes(bytes);
-    PStream p(f);
-    platform::LogCapture log;
-    Unpacked u{};
-    stdoutOf([&] { u.status = s.STRM_hierarchyUnpack(p); });
-    u.errors = p.errorText().toStd();
-    u.log = log.logText();
-    u.position = f.tell();
-    return u;
-}
-
-std::string ownData(const SimpleMixState& s) {
-    StreamFile f;
-    PStream p(f);
-    s.pack(p);
-    return f.bytes();
-}
-
-std::string record(const SimpleMixState& s, int format = 2) {
-    StreamFile f;
-    PStream p(f);
-    p.setFormatNumber(format);
-    EXPECT_EQ(s.STRM_hierarchyPack(p), kStreamLayerOk);
-    return f.bytes();
-}
 
 Qm::Ptr<SimpleMixState> sampleState() {
     Qm::Ptr<SimpleMixState> s(new SimpleMixState(3, 4, 6));

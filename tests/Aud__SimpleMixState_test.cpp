@@ -11,15 +11,9 @@
 
 using Aud::SimpleMixState;
 using mixtest::assertionLine;
+using mixtest::stdoutOf;
 
 namespace {
-
-// Runs fn and returns what it printed on standard output.
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
-    fn();
-    return testing::internal::GetCapturedStdout();
-}
 
 TEST(SimpleMixState, FreshEditorStateHasTheDefaultConfigurationAndIsDirty) {
     std::string out;

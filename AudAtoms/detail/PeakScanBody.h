@@ -7,59 +7,39 @@
 // sign, so the result equals the per-sample definition bit for bit). Float types keep
 // max(|v|, acc), which ignores NaN exactly like the scalar `v > p` comparison.
 // The samples after the last full vector go through the same scalar steps.
+// Internal linkage only, and no standard library templates: see PeakScanScalar.h.
 #pragma once
 
 #include "AudAtoms/Aud__PeakScan.h"
+#include "AudAtoms/detail/PeakScanScalar.h"
 
-#include <algorithm>
-#include <cmath>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace {
 
-template <class T>
-T loadScalar(const unsigned char* p) {
-    T v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-
-// Horizontal maximum and minimum of integer lanes held in a store buffer.
-template <class T, unsigned N>
-T laneMax(const T (&a)[N]) { return *std::max_element(a, a + N); }
-template <class T, unsigned N>
-T laneMin(const T (&a)[N]) { return *std::min_element(a, a + N); }
-
-template <class S>
-float peakFloat32(const unsigned char* p, unsigned n) {
-    constexpr unsigned k = S::kBytes / 4;
-    typename S::F acc = S::zeroF();
+// float32 (type 0) or float64 (type 7).
+template <class S, class T>
+float peakFloat(const unsigned char* p, unsigned n) {
+    constexpr unsigned k = S::kBytes / sizeof(T);
+    auto load = [p](unsigned j) { return S::absFP(S::template loadFP<T>(p + sizeof(T) * j)); };
+    auto acc = S::template zeroFP<T>(), acc1 = acc;
     unsigned i = 0;
-    for (; i + k <= n; i += k) acc = S::maxF(S::absF(S::loadF(p + 4 * std::size_t(i))), acc);
-    float a[k];
-    S::storeF(a, acc);
-    float m = 0.0f;
-    for (float v : a) if (v > m) m = v;
-    for (; i < n; ++i) {
-        const float v = std::fabs(loadScalar<float>(p + 4 * std::size_t(i)));
-        if (v > m) m = v;
+    for (; i + 2 * k <= n; i += 2 * k) {  // two accumulators: independent chains
+        acc = S::maxFP(load(i), acc);
+        acc1 = S::maxFP(load(i + k), acc1);
     }
-    return m;
-}
-
-template <class S>
-float peakFloat64(const unsigned char* p, unsigned n) {
-    constexpr unsigned k = S::kBytes / 8;
-    typename S::D acc = S::zeroD();
-    unsigned i = 0;
-    for (; i + k <= n; i += k) acc = S::maxD(S::absD(S::loadD(p + 8 * std::size_t(i))), acc);
-    double a[k];
-    S::storeD(a, acc);
-    double m = 0.0;
-    for (double v : a) if (v > m) m = v;
+    if (i + k <= n) {
+        acc = S::maxFP(load(i), acc);
+        i += k;
+    }
+    acc = S::maxFP(acc1, acc);  // no lane is NaN
+    T a[k];
+    S::storeFP(a, acc);
+    T m = 0;
+    for (T v : a) if (v > m) m = v;
     for (; i < n; ++i) {
-        const double v = std::fabs(loadScalar<double>(p + 8 * std::size_t(i)));
+        const T v = clearSign(loadLE<T>(p + sizeof(T) * i));
         if (v > m) m = v;
     }
     return float(m);  // float() is monotonic: the largest double gives the largest float
@@ -70,31 +50,40 @@ template <class S, bool Aes>
 float peakInt16(const unsigned char* p, unsigned n) {
     constexpr unsigned k = S::kBytes / 2;  // int16 lanes per vector
     constexpr unsigned stride = Aes ? 4 : 2;
-    typename S::I mx = S::zeroI(), mn = S::zeroI();
-    unsigned i = 0;
-    for (; i + k <= n; i += k) {
-        typename S::I v;
+    auto load = [p](unsigned j) {
         if constexpr (Aes) {
-            const unsigned char* q = p + 4 * std::size_t(i);
-            v = S::packs32(S::template srai32<16>(S::template slli32<4>(S::loadI(q))),
-                           S::template srai32<16>(S::template slli32<4>(S::loadI(q + S::kBytes))));
+            const unsigned char* q = p + 4 * std::size_t(j);
+            return S::packs32(S::template srai32<16>(S::template slli32<4>(S::loadI(q))),
+                              S::template srai32<16>(S::template slli32<4>(S::loadI(q + S::kBytes))));
         } else {
-            v = S::loadI(p + 2 * std::size_t(i));
+            return S::loadI(p + 2 * std::size_t(j));
         }
+    };
+    typename S::I mx = S::zeroI(), mn = mx, mx1 = mx, mn1 = mx;
+    unsigned i = 0;
+    for (; i + 2 * k <= n; i += 2 * k) {  // two accumulator pairs: independent chains
+        const typename S::I v = load(i), w = load(i + k);
         mx = S::max16(mx, v);
         mn = S::min16(mn, v);
+        mx1 = S::max16(mx1, w);
+        mn1 = S::min16(mn1, w);
     }
-    std::int16_t a[k], b[k];
-    S::storeI(a, mx);
-    S::storeI(b, mn);
-    int hi = laneMax(a), lo = laneMin(b);
+    if (i + k <= n) {
+        const typename S::I v = load(i);
+        mx = S::max16(mx, v);
+        mn = S::min16(mn, v);
+        i += k;
+    }
+    mx = S::max16(mx, mx1);
+    mn = S::min16(mn, mn1);
+    int hi = S::hmax16(mx), lo = S::hmin16(mn);
     for (; i < n; ++i) {
         const unsigned char* q = p + stride * std::size_t(i);
-        const int v = Aes ? std::int16_t(loadScalar<std::uint32_t>(q) >> 12) : loadScalar<std::int16_t>(q);
-        hi = std::max(hi, v);
-        lo = std::min(lo, v);
+        const int v = Aes ? aes16Of(loadLE<std::uint32_t>(q)) : loadLE<std::int16_t>(q);
+        hi = largerOf(hi, v);
+        lo = smallerOf(lo, v);
     }
-    return float(std::max(hi, -lo)) * 3.0517578e-5f;
+    return float(largerOf(hi, -lo)) * 3.0517578e-5f;
 }
 
 // 8-bit samples: signed (type 3) or offset by 128 (type 4), compared as unsigned bytes
@@ -103,68 +92,86 @@ template <class S, bool Signed>
 float peakInt8(const unsigned char* p, unsigned n) {
     constexpr unsigned k = S::kBytes;
     const typename S::I flip = S::set1_8(Signed ? char(0x80) : char(0));
-    typename S::I mx = S::set1_8(char(0x80)), mn = S::set1_8(char(0x80));
+    typename S::I mx = S::set1_8(char(0x80)), mn = mx, mx1 = mx, mn1 = mx;
     unsigned i = 0;
-    for (; i + k <= n; i += k) {
+    for (; i + 2 * k <= n; i += 2 * k) {
+        const typename S::I v = S::xorI(S::loadI(p + i), flip), w = S::xorI(S::loadI(p + i + k), flip);
+        mx = S::max8u(mx, v);
+        mn = S::min8u(mn, v);
+        mx1 = S::max8u(mx1, w);
+        mn1 = S::min8u(mn1, w);
+    }
+    if (i + k <= n) {
         const typename S::I v = S::xorI(S::loadI(p + i), flip);
         mx = S::max8u(mx, v);
         mn = S::min8u(mn, v);
+        i += k;
     }
-    std::uint8_t a[k], b[k];
-    S::storeI(a, mx);
-    S::storeI(b, mn);
-    int hi = laneMax(a), lo = laneMin(b);
+    mx = S::max8u(mx, mx1);
+    mn = S::min8u(mn, mn1);
+    int hi = S::hmax8u(mx), lo = S::hmin8u(mn);
     for (; i < n; ++i) {
         const int v = Signed ? (p[i] ^ 0x80) : p[i];
-        hi = std::max(hi, v);
-        lo = std::min(lo, v);
+        hi = largerOf(hi, v);
+        lo = smallerOf(lo, v);
     }
-    return float(std::max(hi - 128, 128 - lo)) * 0.0078125f;
+    return float(largerOf(hi - 128, 128 - lo)) * 0.0078125f;
 }
 
-// 32-bit lanes of signed integers: packed 24-bit (type 2), 24 bits in the low three
-// bytes (type 5), bits 4..27 (type 9), or plain int32 (type 6).
+// Signed 32-bit lanes: packed 24-bit (type 2), 24 bits in the low three bytes (type 5),
+// bits 4..27 of a word (type 9), or plain int32 (type 6). Returns the largest and
+// smallest sample; with no sample at all, 0 and 0.
 template <class S, int Type>
-void minMax32(const unsigned char* p, unsigned n, std::int64_t& hi, std::int64_t& lo, unsigned& done) {
+void minMax32(const unsigned char* p, unsigned n, std::int64_t& hi, std::int64_t& lo) {
     constexpr unsigned k = S::kBytes / 4;
     constexpr unsigned stride = Type == 2 ? 3 : 4;
-    typename S::I mx = S::set1_32(Type == 6 ? INT32_MIN : 0), mn = S::set1_32(Type == 6 ? INT32_MAX : 0);
+    // Start from a sample itself, so that starting values never count (int32 has no
+    // neutral value that is not a sample).
+    const std::int32_t first = n == 0                   ? 0
+                               : Type == 2 || Type == 5 ? int24At(p)
+                               : Type == 9              ? aes24Of(loadLE<std::uint32_t>(p))
+                                                        : loadLE<std::int32_t>(p);
+    auto load = [p](unsigned j) {
+        const unsigned char* q = p + stride * std::size_t(j);
+        if constexpr (Type == 2) return S::load24(q);
+        if constexpr (Type == 5) return S::template srai32<8>(S::template slli32<8>(S::loadI(q)));
+        if constexpr (Type == 9) return S::template srai32<8>(S::template slli32<4>(S::loadI(q)));
+        if constexpr (Type == 6) return S::loadI(q);
+    };
+    typename S::I mx = S::set1_32(first), mn = mx, mx1 = mx, mn1 = mx;
     unsigned i = 0;
-    for (; i + k <= n; i += k) {
-        const unsigned char* q = p + stride * std::size_t(i);
-        typename S::I v;
-        if constexpr (Type == 2) v = S::load24(q);
-        if constexpr (Type == 5) v = S::template srai32<8>(S::template slli32<8>(S::loadI(q)));
-        if constexpr (Type == 9) v = S::template srai32<8>(S::template slli32<4>(S::loadI(q)));
-        if constexpr (Type == 6) v = S::loadI(q);
+    for (; i + 2 * k <= n; i += 2 * k) {
+        const typename S::I v = load(i), w = load(i + k);
         mx = S::max32(mx, v);
         mn = S::min32(mn, v);
+        mx1 = S::max32(mx1, w);
+        mn1 = S::min32(mn1, w);
     }
-    std::int32_t a[k], b[k];
-    S::storeI(a, mx);
-    S::storeI(b, mn);
-    hi = laneMax(a);
-    lo = laneMin(b);
-    done = i;
-}
-
-std::int32_t scalar24(const unsigned char* q) {
-    return std::int32_t((std::uint32_t(q[0]) | std::uint32_t(q[1]) << 8 | std::uint32_t(q[2]) << 16) << 8) >> 8;
+    if (i + k <= n) {
+        const typename S::I v = load(i);
+        mx = S::max32(mx, v);
+        mn = S::min32(mn, v);
+        i += k;
+    }
+    mx = S::max32(mx, mx1);
+    mn = S::min32(mn, mn1);
+    hi = S::hmax32(mx);
+    lo = S::hmin32(mn);
+    for (; i < n; ++i) {
+        const unsigned char* q = p + stride * std::size_t(i);
+        const std::int64_t v = Type == 2 || Type == 5 ? int24At(q)
+                             : Type == 9           ? aes24Of(loadLE<std::uint32_t>(q))
+                                                   : loadLE<std::int32_t>(q);
+        hi = largerOf(hi, v);
+        lo = smallerOf(lo, v);
+    }
 }
 
 template <class S, int Type>
 float peakInt24(const unsigned char* p, unsigned n) {
     std::int64_t hi, lo;
-    unsigned i;
-    minMax32<S, Type>(p, n, hi, lo, i);
-    constexpr unsigned stride = Type == 2 ? 3 : 4;
-    for (; i < n; ++i) {
-        const unsigned char* q = p + stride * std::size_t(i);
-        const std::int64_t v = Type == 9 ? std::int32_t(loadScalar<std::uint32_t>(q) << 4) >> 8 : scalar24(q);
-        hi = std::max(hi, v);
-        lo = std::min(lo, v);
-    }
-    return float(std::max(hi, -lo)) * 1.1920929e-7f;
+    minMax32<S, Type>(p, n, hi, lo);
+    return float(largerOf(largerOf(hi, -lo), std::int64_t(0))) * 1.1920929e-7f;
 }
 
 // int32: |x + 0.5| is largest where |2x + 1| is; the division and the narrowing to
@@ -173,22 +180,16 @@ template <class S>
 float peakInt32(const unsigned char* p, unsigned n) {
     if (n == 0) return 0.0f;
     std::int64_t hi, lo;
-    unsigned i;
-    minMax32<S, 6>(p, n, hi, lo, i);
-    for (; i < n; ++i) {
-        const std::int64_t v = loadScalar<std::int32_t>(p + 4 * std::size_t(i));
-        hi = std::max(hi, v);
-        lo = std::min(lo, v);
-    }
-    const std::int64_t twice = std::max(2 * hi + 1, -(2 * lo + 1));
+    minMax32<S, 6>(p, n, hi, lo);
+    const std::int64_t twice = largerOf(2 * hi + 1, -(2 * lo + 1));
     return float((double(twice) * 0.5) / 2147483647.5);
 }
 
 template <class S>
 Aud::PeakScan::Kernels makeKernels(const char* name) {
     return {name,
-            {peakFloat32<S>, peakInt16<S, false>, peakInt24<S, 2>, peakInt8<S, true>, peakInt8<S, false>,
-             peakInt24<S, 5>, peakInt32<S>, peakFloat64<S>, peakInt16<S, true>, peakInt24<S, 9>}};
+            {peakFloat<S, float>, peakInt16<S, false>, peakInt24<S, 2>, peakInt8<S, true>, peakInt8<S, false>,
+             peakInt24<S, 5>, peakInt32<S>, peakFloat<S, double>, peakInt16<S, true>, peakInt24<S, 9>}};
 }
 
 } // namespace

@@ -65,10 +65,12 @@ void exportVec(const unsigned char* const* planes, unsigned frames, unsigned cha
     using Op = typename TypeTraits<Type>::Op;
     constexpr unsigned kFrames = V::kBytes / S;
     const unsigned blocks = frames / kFrames;
+    const unsigned char* src[C];   // local copies: the stores cannot alias them
+    for (int c = 0; c < C; ++c) src[c] = planes[c];
     for (unsigned b = 0; b < blocks; ++b) {
         const std::size_t in = std::size_t(b) * V::kBytes;
         V::I r[C];
-        for (int c = 0; c < C; ++c) r[c] = Op::apply(V::load(planes[c] + in));
+        for (int c = 0; c < C; ++c) r[c] = Op::apply(V::load(src[c] + in));
         if constexpr (C > 1) zipRounds<C, S>(r);
         unsigned char* o = out + in * C;
         for (int c = 0; c < C; ++c) V::store(o + std::size_t(c) * V::kBytes, r[c]);
@@ -100,6 +102,8 @@ template <int C, int S, bool BigEndian>
 void splitVec(const unsigned char* src, unsigned frames, unsigned char* const* outs) {
     constexpr unsigned kFrames = V::kBytes / S;
     const unsigned blocks = frames / kFrames;
+    unsigned char* dst[C];   // local copies: the stores cannot alias them
+    for (int c = 0; c < C; ++c) dst[c] = outs[c];
     for (unsigned b = 0; b < blocks; ++b) {
         const unsigned char* in = src + std::size_t(b) * V::kBytes * C;
         V::I r[C];
@@ -108,7 +112,7 @@ void splitVec(const unsigned char* src, unsigned frames, unsigned char* const* o
             if constexpr (BigEndian) r[c] = V::bswap<S>(r[c]);
         }
         unzipRounds<C, S>(r);
-        for (int c = 0; c < C; ++c) V::store(outs[c] + std::size_t(b) * V::kBytes, r[c]);
+        for (int c = 0; c < C; ++c) V::store(dst[c] + std::size_t(b) * V::kBytes, r[c]);
     }
     const unsigned done = blocks * kFrames;
     if (done < frames) {

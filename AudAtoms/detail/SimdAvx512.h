@@ -1,8 +1,9 @@
 // Internal: 512-bit vector operations (AVX-512 F/BW/DQ/VL) for SampleKernelBody.h.
 // Include only from the AVX-512 kernel file. Internal linkage throughout.
 //
-// Unpack and pack work within 128-bit lanes; zip and unzip restore the order of the
-// 64-bit pieces with one permute each.
+// Elements of 2, 4 and 8 bytes are zipped and unzipped with one two-source permute per
+// result; bytes (no byte permute in this instruction set) with unpack or pack within
+// 128-bit lanes and one permute of the 64-bit pieces.
 #pragma once
 
 // g++ 12 warns about the deliberately undefined pass-through operand inside several
@@ -16,6 +17,8 @@
 #include <immintrin.h>
 #endif
 
+#include <cstdint>
+
 namespace {
 
 struct V {
@@ -25,41 +28,65 @@ struct V {
     static I load(const unsigned char* p) { return _mm512_loadu_si512(p); }
     static void store(unsigned char* p, I v) { _mm512_storeu_si512(p, v); }
 
+    // Index vectors of the two-source permutes, for elements of S bytes (S = 2, 4, 8):
+    // zipLo picks a0 b0 a1 b1 ..., zipHi the second halves, even/odd the unzipped halves.
+    template <int S>
+    struct Index {
+        static constexpr int kN = 64 / S;
+        static I zipLo() { return make([](int i) { return (i % 2) * kN + i / 2; }); }
+        static I zipHi() { return make([](int i) { return (i % 2) * kN + kN / 2 + i / 2; }); }
+        static I even() { return make([](int i) { return 2 * i; }); }
+        static I odd() { return make([](int i) { return 2 * i + 1; }); }
+        template <class F>
+        static I make(F f) {
+            alignas(64) std::int16_t w[32];
+            alignas(64) std::int32_t d[16];
+            alignas(64) std::int64_t q[8];
+            for (int i = 0; i < kN; ++i) {
+                if constexpr (S == 2) w[i] = std::int16_t(f(i));
+                if constexpr (S == 4) d[i] = f(i);
+                if constexpr (S == 8) q[i] = f(i);
+            }
+            if constexpr (S == 2) return _mm512_load_si512(w);
+            if constexpr (S == 4) return _mm512_load_si512(d);
+            if constexpr (S == 8) return _mm512_load_si512(q);
+        }
+    };
+
+    template <int S>
+    static I permute2(I a, I idx, I b) {
+        if constexpr (S == 2) return _mm512_permutex2var_epi16(a, idx, b);
+        if constexpr (S == 4) return _mm512_permutex2var_epi32(a, idx, b);
+        if constexpr (S == 8) return _mm512_permutex2var_epi64(a, idx, b);
+    }
+
     template <int S>
     static void zip(I a, I b, I& lo, I& hi) {
-        I l, h;
-        if constexpr (S == 1) { l = _mm512_unpacklo_epi8(a, b); h = _mm512_unpackhi_epi8(a, b); }
-        if constexpr (S == 2) { l = _mm512_unpacklo_epi16(a, b); h = _mm512_unpackhi_epi16(a, b); }
-        if constexpr (S == 4) { l = _mm512_unpacklo_epi32(a, b); h = _mm512_unpackhi_epi32(a, b); }
-        if constexpr (S == 8) { l = _mm512_unpacklo_epi64(a, b); h = _mm512_unpackhi_epi64(a, b); }
-        // Lane k of l holds the first half of lane k zipped, of h the second half.
-        lo = _mm512_permutex2var_epi64(l, _mm512_set_epi64(11, 10, 3, 2, 9, 8, 1, 0), h);
-        hi = _mm512_permutex2var_epi64(l, _mm512_set_epi64(15, 14, 7, 6, 13, 12, 5, 4), h);
+        if constexpr (S == 1) {
+            // Lane k of l holds the first half of lane k zipped, of h the second half.
+            const I l = _mm512_unpacklo_epi8(a, b), h = _mm512_unpackhi_epi8(a, b);
+            lo = _mm512_permutex2var_epi64(l, _mm512_set_epi64(11, 10, 3, 2, 9, 8, 1, 0), h);
+            hi = _mm512_permutex2var_epi64(l, _mm512_set_epi64(15, 14, 7, 6, 13, 12, 5, 4), h);
+        } else {
+            lo = permute2<S>(a, Index<S>::zipLo(), b);
+            hi = permute2<S>(a, Index<S>::zipHi(), b);
+        }
     }
 
     template <int S>
     static void unzip(I x, I y, I& ev, I& od) {
-        I e, o;
         if constexpr (S == 1) {
+            // Per 128-bit lane: x's bytes then y's; gather all of x's pieces first.
             const I m = _mm512_set1_epi16(0x00FF);
-            e = _mm512_packus_epi16(_mm512_and_si512(x, m), _mm512_and_si512(y, m));
-            o = _mm512_packus_epi16(_mm512_srli_epi16(x, 8), _mm512_srli_epi16(y, 8));
+            const I e = _mm512_packus_epi16(_mm512_and_si512(x, m), _mm512_and_si512(y, m));
+            const I o = _mm512_packus_epi16(_mm512_srli_epi16(x, 8), _mm512_srli_epi16(y, 8));
+            const I order = _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0);
+            ev = _mm512_permutexvar_epi64(order, e);
+            od = _mm512_permutexvar_epi64(order, o);
+        } else {
+            ev = permute2<S>(x, Index<S>::even(), y);
+            od = permute2<S>(x, Index<S>::odd(), y);
         }
-        if constexpr (S == 2) {
-            e = _mm512_packs_epi32(_mm512_srai_epi32(_mm512_slli_epi32(x, 16), 16),
-                                   _mm512_srai_epi32(_mm512_slli_epi32(y, 16), 16));
-            o = _mm512_packs_epi32(_mm512_srai_epi32(x, 16), _mm512_srai_epi32(y, 16));
-        }
-        if constexpr (S == 4) {
-            const __m512 xf = _mm512_castsi512_ps(x), yf = _mm512_castsi512_ps(y);
-            e = _mm512_castps_si512(_mm512_shuffle_ps(xf, yf, _MM_SHUFFLE(2, 0, 2, 0)));
-            o = _mm512_castps_si512(_mm512_shuffle_ps(xf, yf, _MM_SHUFFLE(3, 1, 3, 1)));
-        }
-        if constexpr (S == 8) { e = _mm512_unpacklo_epi64(x, y); o = _mm512_unpackhi_epi64(x, y); }
-        // Per lane: x's piece then y's piece; gather all x pieces first.
-        const I order = _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0);
-        ev = _mm512_permutexvar_epi64(order, e);
-        od = _mm512_permutexvar_epi64(order, o);
     }
 
     template <int S>

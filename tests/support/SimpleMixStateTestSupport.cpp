@@ -1,5 +1,10 @@
 #include "SimpleMixStateTestSupport.h"
 
+#include "AudAtoms/Aud__GainCurve.h"
+#include "platform/Report.h"
+
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <sstream>
 
@@ -45,6 +50,49 @@ std::string wholeRecord(const std::string& ownData, unsigned major, unsigned min
     b.header2("AS", major, minor, own, own);
     b.raw(ownData);
     return b.str();
+}
+
+std::string stdoutOf(const std::function<void()>& fn) {
+    testing::internal::CaptureStdout();
+    fn();
+    return testing::internal::GetCapturedStdout();
+}
+
+std::string ownData(const Aud::SimpleMixState& s) {
+    StreamFile f;
+    PStream p(f);
+    s.pack(p);
+    return f.bytes();
+}
+
+std::string record(const Aud::SimpleMixState& s, int format) {
+    StreamFile f;
+    PStream p(f);
+    p.setFormatNumber(format);
+    EXPECT_EQ(s.STRM_hierarchyPack(p), kStreamLayerOk);
+    return f.bytes();
+}
+
+Unpacked unpackRecord(Aud::SimpleMixState& s, const std::string& bytes) {
+    StreamFile f;
+    f.setBytes(bytes);
+    PStream p(f);
+    platform::LogCapture log;
+    Unpacked u;
+    u.printed = stdoutOf([&] { u.status = s.STRM_hierarchyUnpack(p); });
+    u.errors = p.errorText().toStd();
+    u.log = log.logText();
+    u.position = f.tell();
+    return u;
+}
+
+float faderFromMagnitude(float v) {
+    if (v == 1.0f) return 1.0f;
+    const float q = v / 0.005f;
+    unsigned i = 902;
+    if (q > -1.0f && q < 903.0f) i = unsigned(long(q));
+    const auto& node = Aud::GainCurve::MixerStyleLog1_Private::Mag2UVal_CurveNodes[i];
+    return node.slope * (v - node.mag) + node.uval;
 }
 
 float bitsToFloat(std::uint32_t bits) {

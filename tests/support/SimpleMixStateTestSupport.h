@@ -6,6 +6,7 @@
 #include "AudAtoms/Aud__SimpleMixState.h"
 
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -53,6 +54,29 @@ bool sameState(const Aud::SimpleMixState& a, const Aud::SimpleMixState& b, std::
 // outputs 0..18) and random values set through the public setters.
 // textExact: levels and pans that keep their exact value through "%.10f" text.
 Qm::Ptr<Aud::SimpleMixState> randomState(std::mt19937& rng, bool textExact, int maxInputs = 40, int maxMixes = 8);
+
+// Runs fn and returns what it printed on standard output.
+std::string stdoutOf(const std::function<void()>& fn);
+
+// The mixer layer's own data, and the whole record (all layers) in the given stream format.
+std::string ownData(const Aud::SimpleMixState& s);
+std::string record(const Aud::SimpleMixState& s, int format = 2);
+
+// Unpacks a whole record into s: the status, the stream's error text, what was printed on
+// standard output, the log text, and where reading stopped.
+struct Unpacked {
+    int status = 0;
+    std::string errors;
+    std::string printed;
+    std::string log;
+    std::uint32_t position = 0;
+};
+Unpacked unpackRecord(Aud::SimpleMixState& s, const std::string& bytes);
+
+// The fader value of an old linear magnitude, worked out from the nodes of the curve:
+// 1.0 stays; otherwise node i = trunc(v / 0.005) read as unsigned and at most 902, and
+// slope * (v - mag) + uval of that node.
+float faderFromMagnitude(float v);
 
 float bitsToFloat(std::uint32_t bits);
 std::uint32_t floatBits(float f);

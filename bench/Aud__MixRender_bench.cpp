@@ -1,0 +1,271 @@
+// Speed of the mix render kernels and the biquad filters.
+//
+// Every kernel at 64 .. 65536 samples, with source and destination aligned to 64 bytes
+// and misaligned by one float (each alone and both), beside memcpy of the same number of
+// floats, a loop of the same number of dependent float additions (the ramps' chain) and
+// the kernel's scalar reference. The machine may be shared, so every benchmark runs in
+// short measurements (kMinTime each) over kPasses passes spread through the run, and each
+// figure is the best of them; the table after Google Benchmark's report (of the first
+// pass) gives the ratios:
+//   /memcpy  aligned kernel time over aligned memcpy time
+//   src+1, dst+1, both+1  misaligned time over aligned time
+//   /chain   aligned ramp time over the dependent-addition loop
+//   /ref     aligned kernel time over its scalar reference
+// with the aims checked at 1024 and 4096 samples.
+#include "AudAtoms/AudAtoms.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+using namespace Aud::MixRender;
+
+namespace {
+
+const unsigned kSizes[] = {64, 256, 1024, 4096, 65536};
+constexpr double kMinTime = 0.02;  // seconds per measurement
+constexpr int kPasses = 7;
+
+struct Misalign {
+    const char* name;
+    unsigned src, dst;
+};
+const Misalign kMisaligns[] = {{"aligned", 0, 0}, {"src+1", 1, 0}, {"dst+1", 0, 1}, {"both+1", 1, 1}};
+
+// Three 64-byte aligned arenas large enough for the largest size plus offsets.
+struct Arena {
+    float* p;
+    explicit Arena(std::size_t n) {
+        p = static_cast<float*>(std::aligned_alloc(64, ((n + 64) * sizeof(float) + 63) / 64 * 64));
+        for (std::size_t i = 0; i < n + 64; ++i) p[i] = static_cast<float>((i * 7919) % 2001) / 1000.0f - 1.0f;
+    }
+    ~Arena() { std::free(p); }
+};
+
+Arena& arena(int which) {
+    static Arena a0(65536), a1(65536), a2(65536);
+    return which == 0 ? a0 : which == 1 ? a1 : a2;
+}
+
+using KernelFn = void (*)(float* s, float* d1, float* d2, unsigned count);
+
+struct Kernel {
+    std::string name;
+    KernelFn fast, reference;
+    bool ramp;
+    double memcpyAim;  // 0: measured against the chain instead
+};
+
+float gPeak = 0;
+
+std::vector<Kernel> kernels() {
+    return {
+        {"PeakScan", [](float* s, float*, float*, unsigned c) { PeakScan(s, c, &gPeak); },
+         [](float* s, float*, float*, unsigned c) { Reference::PeakScan(s, c, &gPeak); }, false, 1.25},
+        {"MultiplyConstant", [](float* s, float* d, float*, unsigned c) { MultiplyConstant(s, d, c, 0.7f); },
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyConstant(s, d, c, 0.7f); }, false, 1.25},
+        {"MultiplyConstantWithPrePeakScan",
+         [](float* s, float* d, float*, unsigned c) { MultiplyConstantWithPrePeakScan(s, d, c, 0.7f, &gPeak); },
+         [](float* s, float* d, float*, unsigned c) {
+             Reference::MultiplyConstantWithPrePeakScan(s, d, c, 0.7f, &gPeak);
+         },
+         false, 1.25},
+        {"Add", [](float* s, float* d, float*, unsigned c) { Add(s, d, c); },
+         [](float* s, float* d, float*, unsigned c) { Reference::Add(s, d, c); }, false, 1.25},
+        {"MultiplyConstantAndAdd",
+         [](float* s, float* d, float*, unsigned c) { MultiplyConstantAndAdd(s, d, c, 0.3f); },
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyConstantAndAdd(s, d, c, 0.3f); }, false,
+         1.25},
+        {"MultiplyConstantAndAddWithPrePeakScan",
+         [](float* s, float* d, float*, unsigned c) { MultiplyConstantAndAddWithPrePeakScan(s, d, c, 0.3f, &gPeak); },
+         [](float* s, float* d, float*, unsigned c) {
+             Reference::MultiplyConstantAndAddWithPrePeakScan(s, d, c, 0.3f, &gPeak);
+         },
+         false, 1.25},
+        {"MultiplyConstantAndAdd2",
+         [](float* s, float* d1, float* d2, unsigned c) { MultiplyConstantAndAdd2(s, d1, d2, c, 0.3f, -0.2f); },
+         [](float* s, float* d1, float* d2, unsigned c) {
+             Reference::MultiplyConstantAndAdd2(s, d1, d2, c, 0.3f, -0.2f);
+         },
+         false, 2.5},
+        {"MultiplyWithDelta",
+         [](float* s, float* d, float*, unsigned c) { MultiplyWithDelta(s, d, c, 0.5f, 1e-6f); },
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithDelta(s, d, c, 0.5f, 1e-6f); }, true,
+         0},
+        {"MultiplyWithDeltaAndAdd",
+         [](float* s, float* d, float*, unsigned c) { MultiplyWithDeltaAndAdd(s, d, c, 0.5f, -1e-6f); },
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithDeltaAndAdd(s, d, c, 0.5f, -1e-6f); },
+         true, 0},
+    };
+}
+
+std::string key(const std::string& what, unsigned size, const std::string& variant) {
+    return what + "/" + std::to_string(size) + "/" + variant;
+}
+
+void registerAll() {
+    for (const Kernel& k : kernels()) {
+        for (unsigned size : kSizes) {
+            for (const Misalign& m : kMisaligns) {
+                benchmark::RegisterBenchmark(key(k.name, size, m.name).c_str(), [k, size, m](benchmark::State& st) {
+                    float* s = arena(0).p + m.src;
+                    float* d1 = arena(1).p + m.dst;
+                    float* d2 = arena(2).p + m.dst;
+                    for (auto _ : st) {
+                        k.fast(s, d1, d2, size / 4);
+                        benchmark::ClobberMemory();
+                    }
+                })->MinTime(kMinTime);
+            }
+            benchmark::RegisterBenchmark(key(k.name, size, "reference").c_str(), [k, size](benchmark::State& st) {
+                for (auto _ : st) {
+                    k.reference(arena(0).p, arena(1).p, arena(2).p, size / 4);
+                    benchmark::ClobberMemory();
+                }
+            })->MinTime(kMinTime);
+        }
+    }
+    for (unsigned size : kSizes) {
+        benchmark::RegisterBenchmark(key("memcpy", size, "aligned").c_str(), [size](benchmark::State& st) {
+            for (auto _ : st) {
+                std::memcpy(arena(1).p, arena(0).p, size * sizeof(float));
+                benchmark::ClobberMemory();
+            }
+        })->MinTime(kMinTime);
+        benchmark::RegisterBenchmark(key("chain", size, "aligned").c_str(), [size](benchmark::State& st) {
+            float level = 0.5f, delta = 1e-6f;
+            for (auto _ : st) {
+                benchmark::DoNotOptimize(level);
+                benchmark::DoNotOptimize(delta);
+                float l = level;
+                for (unsigned i = 0; i < size; ++i) l += delta;
+                benchmark::DoNotOptimize(l);
+            }
+        })->MinTime(kMinTime);
+    }
+    // Biquad: one section over a buffer, and a three-band group per sample.
+    benchmark::RegisterBenchmark("Biquad::processSample/4096", [](benchmark::State& st) {
+        using Aud::Filter::Biquad;
+        Biquad b(Biquad::kPeaking, 1000.0f, 48000.0f, Biquad::ShapeDescriptor{Biquad::ShapeDescriptor::kQ, 1.0f}, 6.0,
+                 true);
+        float* x = arena(0).p;
+        float* y = arena(1).p;
+        for (auto _ : st) {
+            for (unsigned i = 0; i < 4096; ++i) y[i] = b.processSample(x[i]);
+            benchmark::ClobberMemory();
+        }
+        st.SetItemsProcessed(st.iterations() * 4096);
+    })->MinTime(kMinTime);
+    benchmark::RegisterBenchmark("MultiBandBiquad<3>/4096", [](benchmark::State& st) {
+        using Aud::Filter::Biquad;
+        using Shape = Biquad::ShapeDescriptor;
+        Aud::Filter::MultiBandBiquad<3> eq;
+        eq.getBand(0).configure(Biquad::kLowShelf, 100.0f, 48000.0f, Shape{Shape::kShelfSlope, 1.0f}, 3.0);
+        eq.getBand(1).configure(Biquad::kPeaking, 1000.0f, 48000.0f, Shape{Shape::kQ, 1.0f}, -4.0);
+        eq.getBand(2).configure(Biquad::kHighShelf, 8000.0f, 48000.0f, Shape{Shape::kQ, 0.7071f}, 2.0);
+        for (unsigned i = 0; i < 3; ++i) eq.getBand(i).setActive(true);
+        float* x = arena(0).p;
+        float* y = arena(1).p;
+        for (auto _ : st) {
+            for (unsigned i = 0; i < 4096; ++i) {
+                float v = x[i];
+                for (unsigned b = 0; b < 3; ++b) v = eq.getBand(b).processSample(v);
+                y[i] = v;
+            }
+            benchmark::ClobberMemory();
+        }
+        st.SetItemsProcessed(st.iterations() * 4096);
+    })->MinTime(kMinTime);
+}
+
+// Keeps the best nanoseconds per iteration of each benchmark over the passes.
+class BestOf : public benchmark::ConsoleReporter {
+public:
+    bool print = true;
+    std::map<std::string, double> best;
+
+    bool ReportContext(const Context& context) override { return print ? ConsoleReporter::ReportContext(context) : true; }
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& r : runs) {
+            if (r.run_type != Run::RT_Iteration || r.error_occurred) continue;
+            // Thread CPU time: on a shared machine wall time also counts the time others ran.
+            const double ns = r.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(r.time_unit) * 1e9;
+            std::string name = r.benchmark_name();
+            name = name.substr(0, name.find("/min_time:"));
+            auto it = best.find(name);
+            if (it == best.end() || ns < it->second) best[name] = ns;
+        }
+        if (print) ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+const char* verdict(double ratio, double aim) { return ratio <= aim ? "ok" : "MISSED"; }
+
+void printTables(const std::map<std::string, double>& t) {
+    auto at = [&](const std::string& k) {
+        auto it = t.find(k);
+        return it == t.end() ? 0.0 : it->second;
+    };
+    std::printf("\nMix render kernels, %s loops; best of %d passes, CPU ns per call\n",
+                getInstructionSetName(getInstructionSet()), kPasses);
+    std::printf("%-38s %6s %10s %8s %7s %7s %7s %8s %8s\n", "kernel", "size", "aligned", "/memcpy", "src+1",
+                "dst+1", "both+1", "/chain", "/ref");
+    std::vector<std::string> misses;
+    for (const Kernel& k : kernels()) {
+        for (unsigned size : kSizes) {
+            const double aligned = at(key(k.name, size, "aligned"));
+            const double mc = at(key("memcpy", size, "aligned")), chain = at(key("chain", size, "aligned"));
+            const double r[3] = {at(key(k.name, size, "src+1")) / aligned, at(key(k.name, size, "dst+1")) / aligned,
+                                 at(key(k.name, size, "both+1")) / aligned};
+            const double vsMemcpy = aligned / mc, vsChain = aligned / chain;
+            std::printf("%-38s %6u %10.1f %8.2f %7.2f %7.2f %7.2f %8.2f %8.2f\n", k.name.c_str(), size, aligned,
+                        vsMemcpy, r[0], r[1], r[2], vsChain, aligned / at(key(k.name, size, "reference")));
+            if (size != 1024 && size != 4096) continue;
+            char line[200];
+            if (k.ramp) {
+                std::snprintf(line, sizeof line, "%s %u: %.2f x chain (aim 1.2) %s", k.name.c_str(), size, vsChain,
+                              verdict(vsChain, 1.2));
+            } else {
+                std::snprintf(line, sizeof line, "%s %u: %.2f x memcpy (aim %.2f) %s", k.name.c_str(), size, vsMemcpy,
+                              k.memcpyAim, verdict(vsMemcpy, k.memcpyAim));
+            }
+            misses.push_back(line);
+            const double worst = std::max({r[0], r[1], r[2]});
+            std::snprintf(line, sizeof line, "%s %u: worst misaligned %.2f x aligned (aim 1.3) %s", k.name.c_str(),
+                          size, worst, verdict(worst, 1.3));
+            misses.push_back(line);
+        }
+    }
+    std::printf("\n%-38s %6s %10s\n", "baseline", "size", "ns");
+    for (unsigned size : kSizes) {
+        std::printf("%-38s %6u %10.1f\n", "memcpy", size, at(key("memcpy", size, "aligned")));
+        std::printf("%-38s %6u %10.1f\n", "dependent float additions", size, at(key("chain", size, "aligned")));
+    }
+    std::printf("\nBiquad::processSample        %.3f ns/sample\n", at("Biquad::processSample/4096") / 4096);
+    std::printf("MultiBandBiquad<3> per sample  %.3f ns/sample\n", at("MultiBandBiquad<3>/4096") / 4096);
+    std::printf("\nAims at 1024 and 4096 samples:\n");
+    for (const std::string& m : misses) std::printf("  %s\n", m.c_str());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    registerAll();
+    BestOf reporter;
+    for (int pass = 0; pass < kPasses; ++pass) {
+        benchmark::RunSpecifiedBenchmarks(&reporter);
+        reporter.print = false;
+    }
+    printTables(reporter.best);
+    benchmark::Shutdown();
+    return 0;
+}
