@@ -26,7 +26,7 @@ test: build
 
 test-sanitize: deps
 	cmake -S . -B build-asan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DAUDATOMS_SANITIZE=address,undefined -DAUDATOMS_BUILD_TOOLS=OFF
+	  -DAUDATOMS_SANITIZE=address,undefined -DAUDATOMS_BUILD_TOOLS=ON
 	cmake --build build-asan -j$(JOBS)
 	cd build-asan && ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 $(CTEST)

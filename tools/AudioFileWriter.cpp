@@ -1,0 +1,130 @@
+#include "tools/AudioFileWriter.h"
+
+#include "tools/FileFormat.h"
+#include "tools/StdoutSilencer.h"
+#include "tools/ToolError.h"
+
+#include "AudAtoms/Aud__SampleConvert.h"
+#include "AudAtoms/Aud__Util_AudAtoms.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace audtool {
+
+namespace {
+
+std::string lowerExtension(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    const auto dot = path.find_last_of('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+    std::string ext = path.substr(dot + 1);
+    for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
+    return ext;
+}
+
+int containerFor(const std::string& path, int sampleType) {
+    const std::string ext = lowerExtension(path);
+    int container = 0;
+    if (ext == "wav") container = SF_FORMAT_WAV;
+    else if (ext == "w64") container = SF_FORMAT_W64;
+    else if (ext == "aif" || ext == "aiff" || ext == "aifc") container = SF_FORMAT_AIFF | SF_ENDIAN_LITTLE;
+    else if (ext == "raw") container = SF_FORMAT_RAW;
+    else
+        throw InputError(path + ": unknown output file type '." + ext + "' (use .wav, .w64, .aif, .aiff or .raw)");
+    if (sampleType == 5 && ext != "raw")
+        throw InputError(path + ": 24-bit samples in 4-byte words (24-unpacked) are written to .raw files only");
+    return container;
+}
+
+} // namespace
+
+int exportSampleType(const std::string& text) {
+    int wanted = -1;
+    if (text == "16") wanted = 1;
+    else if (text == "24") wanted = 2;
+    else if (text == "24-unpacked") wanted = 5;
+    for (int choice : Aud::getExportChoicesAsInt())
+        if (choice == wanted) return choice;
+    throw InputError("unknown sample type '" + text + "' (choose 16, 24 or 24-unpacked)");
+}
+
+std::string exportSampleTypeText(int sampleType) {
+    switch (sampleType) {
+    case 1: return "16";
+    case 2: return "24";
+    case 5: return "24-unpacked";
+    default: return std::to_string(sampleType);
+    }
+}
+
+ExportConverter::ExportConverter(int sampleType, unsigned channels, unsigned maxFrames)
+    : sampleType_(sampleType),
+      channels_(channels),
+      maxFrames_(maxFrames),
+      interleaver_(sampleType, channels,
+                   sampleType == 0 || sampleType == 7 ? Aud::keAudioDataTypeFloat : Aud::keAudioDataTypePCM) {
+    const unsigned stride = Aud::sampleTypeStride(sampleType);
+    planes_.assign(channels, std::vector<unsigned char>(std::size_t(maxFrames) * stride));
+    for (auto& p : planes_) planePtrs_.push_back(p.data());
+}
+
+const unsigned char* ExportConverter::convert(const float* const* channels, unsigned frames, std::size_t& bytes) {
+    frames = std::min(frames, maxFrames_);
+    bytes = 0;
+    if (frames == 0) return nullptr;
+    for (unsigned c = 0; c < channels_; ++c)
+        Aud::SampleConvert::fromFloat(sampleType_, channels[c], frames, planes_[c].data());
+    AudioInterleaver::eStatus status;
+    if (sampleType_ == 5) {
+        StdoutSilencer quiet;
+        status = interleaver_.writeSamplesPlanar(planePtrs_, frames);
+    } else {
+        status = interleaver_.writeSamplesPlanar(planePtrs_, frames);
+    }
+    if (status != AudioInterleaver::kSuccess)
+        throw OutputError("the interleaver could not write a block (status " + std::to_string(int(status)) + ")");
+    bytes = std::size_t(frames) * interleaver_.getAudioFormat().bytesPerGroup();
+    return interleaver_.getScratch();
+}
+
+AudioFileWriter::AudioFileWriter(const std::string& path, int sampleType, unsigned channels, unsigned rate,
+                                 unsigned maxFrames)
+    : out_((containerFor(path, sampleType), path)), converter_(sampleType, channels, maxFrames) {
+    SF_INFO info{};
+    info.samplerate = static_cast<int>(rate);
+    info.channels = static_cast<int>(channels);
+    info.format = containerFor(path, sampleType) | encodingForSampleType(sampleType);
+    if (!sf_format_check(&info))
+        throw InputError(path + ": the container cannot hold " + std::to_string(channels) + " channels of " +
+                         exportSampleTypeText(sampleType) + "-bit samples at " + std::to_string(rate) + " Hz");
+    file_ = sf_open(out_.tempPath().c_str(), SFM_WRITE, &info);
+    if (!file_) throw OutputError(path + ": cannot write: " + sf_strerror(nullptr));
+    if (sf_command(file_, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE) {
+        sf_close(file_);
+        file_ = nullptr;
+        throw OutputError(path + ": the container wants big-endian samples; the library writes little-endian");
+    }
+}
+
+AudioFileWriter::~AudioFileWriter() {
+    if (file_) sf_close(file_);
+}
+
+void AudioFileWriter::write(const float* const* channels, unsigned frames) {
+    std::size_t bytes = 0;
+    const unsigned char* data = converter_.convert(channels, frames, bytes);
+    if (bytes && sf_write_raw(file_, data, sf_count_t(bytes)) != sf_count_t(bytes))
+        throw OutputError(out_.target() + ": write failed: " + sf_strerror(file_));
+}
+
+void AudioFileWriter::commit() {
+    const int err = sf_close(file_);
+    file_ = nullptr;
+    if (err != 0) throw OutputError(out_.target() + ": closing failed: " + sf_error_number(err));
+    out_.commit();
+}
+
+} // namespace audtool

@@ -1,0 +1,224 @@
+#include "tools/Renderer.h"
+
+#include "tools/Rates.h"
+#include "tools/ToolError.h"
+
+#include "AudAtoms/Aud__GainCurve.h"
+#include "AudAtoms/Aud__MixRender.h"
+#include "AudAtoms/Aud__Util_Timing.h"
+#include "platform/FloatingPointMode.h"
+#include "platform/HostTypes.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+
+namespace audtool {
+
+namespace MR = Aud::MixRender;
+using Aud::DynamicLevelControl::DynamicLevelApplyingIteratorBase;
+
+struct Renderer::Source {
+    std::unique_ptr<AudioSource> source;
+    BlockDecoder decoder;
+    Aud::Monitor monitor;
+    Source(std::unique_ptr<AudioSource> s, unsigned maxFrames) : source(std::move(s)), decoder(*source, maxFrames) {}
+};
+
+double RenderStats::audioSeconds() const { return rate ? double(frames) / double(rate) : 0.0; }
+
+double RenderStats::timesRealTime() const { return cpuSeconds > 0 ? audioSeconds() / cpuSeconds : 0.0; }
+
+double RenderStats::timesRealTimeWall() const { return seconds > 0 ? audioSeconds() / seconds : 0.0; }
+
+namespace {
+
+unsigned groups(unsigned frames) { return (frames + 3) / 4; }
+
+double threadCpuSeconds() {
+    timespec ts{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
+}
+
+} // namespace
+
+Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<AudioSource>> sources)
+    : config_(config), mixer_(EditChanMaxAudio, kMixBuses, int(config.outputs) + 2) {
+    if (config.outputs < 2 || config.outputs > 16)
+        throw InputError("the mixer renders 2 to 16 outputs, not " + std::to_string(config.outputs));
+    const auto rate = libraryRateForHertz(config.rate);
+    if (!rate || rate->factor() != Aud::keFactorNone)
+        throw InputError("render rate " + std::to_string(config.rate) + " Hz is not a library base rate");
+    cadence_ = Aud::Util::getSMPTE_FrameSequence(*rate, config.frameRate);
+    if (cadence_.empty())
+        throw InputError("the library has no samples-per-frame cadence for " + rateDisplayText(*rate) + " at " +
+                         frameRateText(config.frameRate) + " fps");
+    maxBlock_ = *std::max_element(cadence_.begin(), cadence_.end());
+    if (maxBlock_ == 0 || maxBlock_ > (1u << 20))
+        throw InputError("the samples-per-frame cadence gives unusable blocks of " + std::to_string(maxBlock_) + " samples");
+
+    const std::size_t room = std::size_t(maxBlock_) + BlockDecoder::kPadding;
+    unsigned inputs = 0;
+    for (auto& s : sources) {
+        const FileFormat& f = s->format();
+        if (f.rate != config.rate)
+            throw InputError(s->name() + ": sample rate " + std::to_string(f.rate) + " Hz differs from the session's " +
+                             std::to_string(config.rate) + " Hz (the tool does not resample)");
+        if (inputs + f.channels > unsigned(EditChanMaxAudio))
+            throw InputError(s->name() + ": its " + std::to_string(f.channels) + " channels would take the inputs past the mixer's " +
+                             std::to_string(EditChanMaxAudio));
+        auto src = std::make_unique<Source>(std::move(s), maxBlock_);
+        src->monitor.registerMonitoringPoints(f.channels);
+        for (unsigned c = 0; c < f.channels; ++c) {
+            Channel ch;
+            ch.source = src.get();
+            ch.sourceChannel = c;
+            ch.work.assign(room, 0.0f);
+            channels_.push_back(std::move(ch));
+            std::string label = src->source->name();
+            if (f.channels > 1) label += " ch " + std::to_string(c + 1) + "/" + std::to_string(f.channels);
+            inputMeters_.add(label, src->monitor.getInputMonitoringPointId(c));
+        }
+        inputs += f.channels;
+        sources_.push_back(std::move(src));
+    }
+
+    buses_.assign(std::size_t(kMixBuses) * 2, std::vector<float>(room, 0.0f));
+    outputs_.sampleType = 0;
+    outputs_.numSamples = 0;
+    for (unsigned k = 0; k < config.outputs; ++k) {
+        Aud::StreamBuffer b(0, unsigned(room), 0);
+        b.memory = new ByteBufferImpl(unsigned(room * sizeof(float)));
+        b.hasMemory = true;
+        outputs_.streamBuffers.push_back(b);
+    }
+    outputMonitor_.registerMonitoringPoints(config.outputs);
+    for (unsigned k = 0; k < config.outputs; ++k)
+        outputMeters_.add("output " + std::to_string(k + 1), outputMonitor_.getInputMonitoringPointId(k));
+}
+
+Renderer::~Renderer() = default;
+
+void Renderer::setAutomation(unsigned input, const Aud::DynamicLevelControl::Store* store) {
+    channels_.at(input).store = store;
+}
+
+void Renderer::setEqualiser(unsigned input, Equaliser eq) { channels_.at(input).eq = std::move(eq); }
+
+float* Renderer::output(unsigned k) { return static_cast<float*>(outputs_.streamBuffers[k].memory->getBuffer()); }
+
+float* Renderer::applyAutomation(Channel& ch, float* src, unsigned frames, double blockTime) {
+    auto& st = ch.walk;
+    DynamicLevelApplyingIteratorBase walk(st);
+    walk.handleStoreModsForwards(blockTime);
+    // A whole block at unity needs no pass at all.
+    if (st.atEnd_ && st.level_ == 1.0f && st.levelDelta_ == 0.0f) return src;
+    float* dst = ch.work.data();
+    unsigned done = 0;
+    int stalls = 0;
+    while (done < frames) {
+        unsigned run = frames - done;
+        bool hold = false;
+        if (!st.atEnd_) {
+            if (st.samplesToNextNode_ == 0) {
+                // A walk that cannot advance (a glide of 0 samples, possible only at a
+                // rate below 100) holds its level for the rest of the block.
+                if (stalls++ < 4) {
+                    walk.moveToNextNodeForwards();
+                    continue;
+                }
+                hold = true;
+            } else {
+                run = std::min(run, unsigned(st.samplesToNextNode_));
+            }
+        }
+        if (st.levelDelta_ == 0.0f || hold) MR::MultiplyConstant(src + done, dst + done, groups(run), st.level_);
+        else MR::MultiplyWithDelta(src + done, dst + done, groups(run), st.level_, st.levelDelta_);
+        if (hold) break;
+        st.level_ += float(run) * st.levelDelta_;
+        done += run;
+        if (!st.atEnd_) {
+            st.samplesToNextNode_ -= run;
+            if (st.samplesToNextNode_ == 0) walk.moveToNextNodeForwards();
+        }
+    }
+    return dst;
+}
+
+void Renderer::renderBlock(std::int64_t firstFrame, unsigned frames) {
+    const unsigned g = groups(frames);
+    const double blockTime = double(firstFrame) / double(config_.rate);
+
+    for (auto& s : sources_) {
+        s->decoder.decode(*s->source, frames);
+        if (s->decoder.framesRead()) s->monitor.updateMonitoringPoints(s->decoder.buffers());
+    }
+
+    for (auto& bus : buses_) std::fill(bus.begin(), bus.begin() + std::size_t(g) * 4, 0.0f);
+    const bool inputSolo = mixer_.anyInputSolo();
+    for (unsigned i = 0; i < channels_.size(); ++i) {
+        Channel& ch = channels_[i];
+        float* src = ch.source->decoder.channel(ch.sourceChannel);
+        float* x = ch.store ? applyAutomation(ch, src, frames, blockTime) : src;
+        ch.eq.process(x, frames);
+        const int in = int(i);
+        if (mixer_.getInputMuteState(in) || (inputSolo && !mixer_.getInputSoloState(in))) continue;
+        const float gain = Aud::GainCurve::MixerStyleLog1::UVal2Mag(mixer_.getInputLevel(in));
+        const float pan = std::clamp(mixer_.getInputPan(in), 0.0f, 1.0f);
+        const float left = gain * Aud::GainCurve::ConstantPower1::UVal2Mag(std::min(1.0f, 2.0f * (1.0f - pan)));
+        const float right = gain * Aud::GainCurve::ConstantPower1::UVal2Mag(std::min(1.0f, 2.0f * pan));
+        for (int m = -1; m < kMixBuses - 1; ++m)
+            if (mixer_.getInputRoutedToMix(in, m))
+                MR::MultiplyConstantAndAdd2(x, buses_[std::size_t(m + 1) * 2].data(), buses_[std::size_t(m + 1) * 2 + 1].data(),
+                                            g, left, right);
+    }
+
+    for (unsigned k = 0; k < config_.outputs; ++k) std::fill(output(k), output(k) + std::size_t(g) * 4, 0.0f);
+    const bool mixSolo = mixer_.anyMixSolo();
+    for (int m = -1; m < kMixBuses - 1; ++m) {
+        if (mixer_.getMixMuteState(m) || (mixSolo && !mixer_.getMixSoloState(m))) continue;
+        const float gain = Aud::GainCurve::MixerStyleLog1::UVal2Mag(mixer_.getMixLevel(m));
+        for (unsigned k = 0; k < config_.outputs; ++k)
+            for (int side = 0; side < 2; ++side)
+                if (mixer_.getMixRoutedToOutput(m, int(k), side == 0))
+                    MR::MultiplyConstantAndAdd(buses_[std::size_t(m + 1) * 2 + side].data(), output(k), g, gain);
+    }
+
+    outputs_.numSamples = frames;
+    outputMonitor_.updateMonitoringPoints(outputs_);
+    if (sink_) {
+        const float* outs[16];
+        for (unsigned k = 0; k < config_.outputs; ++k) outs[k] = output(k);
+        sink_(outs, frames);
+    }
+}
+
+RenderStats Renderer::run() {
+    RenderStats stats;
+    stats.rate = config_.rate;
+    platform::ScopedFlushDenormals flushDenormals;
+    const auto start = std::chrono::steady_clock::now();
+    const double cpuStart = threadCpuSeconds();
+    for (Channel& ch : channels_) {
+        ch.walk.invalidate();
+        if (ch.store) DynamicLevelApplyingIteratorBase(ch.walk).configureForwards(ch.store, double(config_.rate), 0.0);
+    }
+    std::int64_t frame = 0;
+    std::size_t k = 0;
+    while (frame < config_.totalFrames) {
+        const unsigned n = unsigned(std::min<std::int64_t>(cadence_[k], config_.totalFrames - frame));
+        k = (k + 1) % cadence_.size();
+        if (hook_) hook_(frame);
+        renderBlock(frame, n);
+        frame += n;
+        ++stats.blocks;
+        if (progress_) progress_(double(frame) / double(config_.totalFrames));
+    }
+    stats.frames = frame;
+    stats.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    stats.cpuSeconds = threadCpuSeconds() - cpuStart;
+    return stats;
+}
+
+} // namespace audtool

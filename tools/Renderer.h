@@ -1,0 +1,144 @@
+// The offline renderer: the library's typical block of playback, run block by block
+// over whole inputs.
+//
+// One block is one video frame of samples: the block lengths cycle through the
+// library's samples-per-frame cadence (Aud::Util::getSMPTE_FrameSequence) of the
+// session rate at the session frame rate. For each block:
+//  1. every source is read raw and decoded by the library (BlockDecoder: interleaver
+//     split, then float), and its Aud::Monitor posts each channel's peak (input meters);
+//  2. every mixer input with level automation walks its
+//     Aud::DynamicLevelControl::DynamicLevelApplyingIteratorState (reacting at the block
+//     start to edits made since the last block) and applies the runs with the ramp
+//     kernels (MixRender::MultiplyWithDelta, or MultiplyConstant for a flat run);
+//  3. its equaliser filters the result sample by sample (the library's biquads);
+//  4. the mixer state routes it: each input feeds the left and right sides of each mix
+//     bus it is routed to (MultiplyConstantAndAdd2) with gain = fader x pan side, and
+//     each mix bus side feeds the real outputs it is routed to (MultiplyConstantAndAdd)
+//     with the mix fader's gain; muted inputs and mixes, and the others while any
+//     input (mix) is soloed, are left out;
+//  5. an Aud::Monitor posts each output's peak (output meters) and the sink gets the
+//     output channels.
+// Faders are fader positions turned into gains by the mixer-style gain curve
+// (GainCurve::MixerStyleLog1::UVal2Mag, 1.0 = unity). Pan p (0 left, 0.5 centre,
+// 1 right, clamped to 0..1) gives the left side ConstantPower1::UVal2Mag(min(1, 2(1-p)))
+// and the right side ConstantPower1::UVal2Mag(min(1, 2p)): both sides are unity at the
+// centre and the side the pan moves away from falls along the constant-power curve.
+// Mixer outputs 0 .. outputs-1 are the output channels; the two special slots are not
+// rendered.
+//
+// The kernels work in whole groups of four samples: a run of n samples is processed as
+// ceil(n/4) groups, so up to three samples past the run are written too; the next run
+// rewrites them, and every buffer has BlockDecoder::kPadding zero samples of room.
+//
+// run() holds platform::ScopedFlushDenormals (flush-to-zero, denormals-are-zero) for
+// its whole duration and restores the previous mode after it.
+// Threads: one renderer belongs to one thread; a block hook may edit the automation
+// stores between blocks (the walk notices the edit through the store's modification
+// protocol).
+#pragma once
+
+#include "tools/AudioSource.h"
+#include "tools/BlockDecoder.h"
+#include "tools/Equaliser.h"
+#include "tools/Meters.h"
+
+#include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
+#include "AudAtoms/Aud__Monitor.h"
+#include "AudAtoms/Aud__SimpleMixState.h"
+#include "platform/FrameRate.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace audtool {
+
+struct RenderConfig {
+    unsigned rate = 48000;                  // Hz, a library base rate
+    std::int64_t totalFrames = 0;
+    Qm::FrameRate frameRate = Qm::FrameRate25;
+    unsigned outputs = 2;                   // real mixer outputs, 2..16
+};
+
+struct RenderStats {
+    std::int64_t frames = 0;
+    std::int64_t blocks = 0;
+    double seconds = 0;                     // wall time of run()
+    double cpuSeconds = 0;                  // processor time of the rendering thread
+    unsigned rate = 0;                      // Hz
+    double audioSeconds() const;
+    // Audio seconds per second of the rendering thread's processor time: the speed on
+    // one core, whatever else the machine runs meanwhile.
+    double timesRealTime() const;
+    double timesRealTimeWall() const;       // audio seconds per second of wall time
+};
+
+class Renderer {
+public:
+    static constexpr int kMixBuses = 4;     // the main mix and mixes 0, 1, 2
+
+    using Sink = std::function<void(const float* const* outputs, unsigned frames)>;
+    using BlockHook = std::function<void(std::int64_t firstFrame)>;
+    using Progress = std::function<void(double fraction)>;
+
+    // InputError when a source's rate differs from the render rate, the sources have
+    // more channels than the mixer has inputs, or the rate has no video-frame cadence
+    // at the frame rate.
+    Renderer(const RenderConfig& config, std::vector<std::unique_ptr<AudioSource>> sources);
+    ~Renderer();
+
+    const RenderConfig& config() const { return config_; }
+    unsigned numInputs() const { return static_cast<unsigned>(channels_.size()); }
+    unsigned maxBlock() const { return maxBlock_; }
+    const std::vector<std::uint32_t>& cadence() const { return cadence_; }
+
+    // The mixer state, 32 inputs, 4 mixes and outputs + 2 output slots, in its default
+    // configuration until changed.
+    Aud::SimpleMixState& mixer() { return mixer_; }
+    // Level automation of a mixer input (the store must outlive the renderer; null: none).
+    void setAutomation(unsigned input, const Aud::DynamicLevelControl::Store* store);
+    void setEqualiser(unsigned input, Equaliser eq);
+    const Equaliser& equaliser(unsigned input) const { return channels_[input].eq; }
+
+    void setSink(Sink sink) { sink_ = std::move(sink); }
+    void setBlockHook(BlockHook hook) { hook_ = std::move(hook); }
+    void setProgress(Progress progress) { progress_ = std::move(progress); }
+
+    RenderStats run();
+
+    const MeterSet& inputMeters() const { return inputMeters_; }
+    const MeterSet& outputMeters() const { return outputMeters_; }
+
+private:
+    struct Source;
+    struct Channel {
+        Source* source = nullptr;
+        unsigned sourceChannel = 0;
+        const Aud::DynamicLevelControl::Store* store = nullptr;
+        Aud::DynamicLevelControl::DynamicLevelApplyingIteratorState walk;
+        Equaliser eq;
+        std::vector<float> work;
+    };
+
+    void renderBlock(std::int64_t firstFrame, unsigned frames);
+    float* applyAutomation(Channel& ch, float* src, unsigned frames, double blockTime);
+    float* output(unsigned k);
+
+    RenderConfig config_;
+    std::vector<std::uint32_t> cadence_;
+    unsigned maxBlock_ = 0;
+    std::vector<std::unique_ptr<Source>> sources_;
+    std::vector<Channel> channels_;
+    Aud::SimpleMixState mixer_;
+    std::vector<std::vector<float>> buses_;   // [mix slot * 2 + side]
+    Aud::StreamBufferList outputs_;
+    Aud::Monitor outputMonitor_;
+    MeterSet inputMeters_;
+    MeterSet outputMeters_;
+    Sink sink_;
+    BlockHook hook_;
+    Progress progress_;
+};
+
+} // namespace audtool

@@ -1,0 +1,81 @@
+// The session file of `audatoms render`: INI text naming the output rate and length,
+// the input files, per-input level automation and equaliser bands, and the mixer state
+// in the library's own configuration-text sections. Example and reference:
+// examples/session.ini and the README.
+//
+//   [Session]
+//   SampleRate=48000        output rate in Hz; every input file must have it
+//   Length=10               seconds to render
+//   FrameRate=25            video frames per second: one render block per frame
+//   Outputs=2               real mixer outputs = channels of the mix file (2..16)
+//   [Inputs]
+//   File=voice.wav          each file channel becomes the next mixer input (0, 1, ...)
+//   [Automation.0]          level automation of mixer input 0: TIME=LEVEL lines,
+//   0=0                     time in seconds, level linear or in dB ("-6dB")
+//   0.5=1
+//   [EQ.0]                  equaliser of mixer input 0, 1 to 5 bands
+//   Band=peaking:2500:q=1.2:+4
+//   [SimpleMixState.InputChannels.Fader]   the mixer state's configuration text
+//   000=0.8                                (read by the library)
+//
+// Names of the tool's own sections and keys are matched ignoring case; blanks around
+// keys and values are dropped; ';' or '#' starts a comment at the start of a line or
+// after a blank. Every malformed line, unknown section or key, repeated key or bad
+// value is an InputError "<file>:<line>: <what>".
+// The mixer sections are handed to the library as they stand; the library skips
+// entries it cannot use.
+#pragma once
+
+#include "tools/Equaliser.h"
+
+#include "platform/FrameRate.h"
+#include "platform/IniFile.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace audtool {
+
+struct AutomationPoint {
+    double time = 0;    // seconds
+    float level = 1;    // linear gain
+    int line = 0;
+};
+
+struct SessionFile {
+    std::string path;   // resolved against the session file's folder
+    int line = 0;
+};
+
+struct InputSetup {
+    std::vector<AutomationPoint> automation;
+    int automationLine = 0;   // line of the section header, 0 when absent
+    std::vector<EqBandSpec> eq;
+    int eqLine = 0;
+};
+
+struct Session {
+    std::string name;                      // the session file, for messages
+    unsigned rate = 0;                     // Hz
+    double lengthSeconds = 0;
+    Qm::FrameRate frameRate = Qm::FrameRate25;
+    unsigned outputs = 2;
+    std::vector<SessionFile> files;
+    std::map<unsigned, InputSetup> inputs;  // by mixer input number
+    QmIniFile mixer;                       // the SimpleMixState sections
+    bool hasMixer = false;
+    int sessionLine = 0;                   // line of [Session]
+};
+
+// Reads and parses a session file; InputError for a missing or unreadable file and for
+// every malformed entry.
+Session loadSession(const std::string& path);
+// Parses session text; `name` is used in messages, relative file paths are resolved
+// against baseDir.
+Session parseSession(const std::string& text, const std::string& name, const std::string& baseDir);
+
+// Section names of the mixer state's configuration text.
+const std::vector<std::string>& mixerSectionNames();
+
+} // namespace audtool

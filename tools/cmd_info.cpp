@@ -1,0 +1,162 @@
+// audatoms info FILE... [--fps FPS]
+#include "tools/AudioSource.h"
+#include "tools/BlockDecoder.h"
+#include "tools/Commands.h"
+#include "tools/Meters.h"
+#include "tools/ProgressBar.h"
+#include "tools/Rates.h"
+#include "tools/StdoutSilencer.h"
+
+#include "AudAtoms/Aud__Monitor.h"
+#include "AudAtoms/Aud__Util_AudAtoms.h"
+#include "AudAtoms/Aud__Util_Timing.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+namespace audtool {
+
+namespace {
+
+struct InfoOptions {
+    std::vector<std::string> files;
+    std::string fps = "25";
+};
+
+struct FileInfo {
+    std::string path;
+    FileFormat format;
+    int libraryType = -1;
+    std::string typeName;
+    std::optional<Aud::SampleRate> rate;
+    std::vector<std::uint32_t> cadence;
+    std::vector<MeterReading> peaks;
+};
+
+std::string sampleTypeName(int type) {
+    // The library names sample types 0 to 6; asking for others prints an assertion.
+    if (type >= 0 && type <= 6) return toUTF8(Aud::getAsString(type)).toStd();
+    return "";
+}
+
+FileInfo inspect(const std::string& path, Qm::FrameRate fps, const GlobalOptions& g) {
+    FileInfo info;
+    info.path = path;
+    SndfileSource source(path);
+    info.format = source.format();
+    info.libraryType = info.format.metadata().getSampleTypeNumber();
+    info.typeName = sampleTypeName(info.libraryType);
+    info.rate = libraryRateForHertz(info.format.rate);
+    if (info.rate) {
+        if (g.json) {
+            StdoutSilencer quiet;  // keep the JSON clean of the library's assertion lines
+            info.cadence = Aud::Util::getSMPTE_FrameSequence(*info.rate, fps);
+        } else {
+            info.cadence = Aud::Util::getSMPTE_FrameSequence(*info.rate, fps);
+        }
+    }
+
+    constexpr unsigned kBlock = 4096;
+    BlockDecoder decoder(source, kBlock);
+    Aud::Monitor monitor;
+    monitor.registerMonitoringPoints(info.format.channels);
+    MeterSet meters;
+    for (unsigned c = 0; c < info.format.channels; ++c)
+        meters.add("ch " + std::to_string(c + 1), monitor.getInputMonitoringPointId(c));
+    ProgressBar bar("reading " + path, g.quiet);
+    std::int64_t done = 0;
+    while (decoder.decode(source, kBlock) > 0) {
+        monitor.updateMonitoringPoints(decoder.buffers());
+        done += decoder.framesRead();
+        if (info.format.frames > 0) bar.update(double(done) / double(info.format.frames));
+    }
+    bar.finish();
+    info.peaks = meters.read();
+    return info;
+}
+
+std::string cadenceText(const std::vector<std::uint32_t>& c) {
+    if (c.empty()) return "none defined";
+    std::string s;
+    const std::size_t shown = std::min<std::size_t>(c.size(), 12);
+    for (std::size_t i = 0; i < shown; ++i) s += (i ? " " : "") + std::to_string(c[i]);
+    if (shown < c.size()) s += " ... (" + std::to_string(c.size()) + " frames per cycle)";
+    return s;
+}
+
+void printText(const FileInfo& f, Qm::FrameRate fps) {
+    const FileFormat& fm = f.format;
+    std::printf("%s\n", f.path.c_str());
+    std::printf("  format       %s, %s, %s-endian samples\n", fm.containerName().c_str(), fm.encodingName().c_str(),
+                fm.bigEndian ? "big" : "little");
+    if (f.typeName.empty()) std::printf("  sample type  %d\n", f.libraryType);
+    else std::printf("  sample type  %d \"%s\"\n", f.libraryType, f.typeName.c_str());
+    std::printf("  channels     %u\n", fm.channels);
+    if (f.rate) std::printf("  rate         %s (%u Hz)\n", rateDisplayText(*f.rate).c_str(), fm.rate);
+    else std::printf("  rate         %u Hz (not a library rate)\n", fm.rate);
+    std::printf("  duration     %.3f s (%lld frames)\n", double(fm.frames) / fm.rate, static_cast<long long>(fm.frames));
+    std::printf("  per frame    %s samples at %s fps\n", f.rate ? cadenceText(f.cadence).c_str() : "n/a",
+                frameRateText(fps).c_str());
+    for (const MeterReading& p : f.peaks) {
+        const double db = toDbfs(p.peak);
+        if (std::isinf(db)) std::printf("  peak %-7s     -inf dBFS%s\n", p.label.c_str(), p.clipped ? "  CLIP" : "");
+        else std::printf("  peak %-7s %8.2f dBFS%s\n", p.label.c_str(), db, p.clipped ? "  CLIP" : "");
+    }
+}
+
+nlohmann::json toJson(const FileInfo& f, Qm::FrameRate fps) {
+    const FileFormat& fm = f.format;
+    nlohmann::json j;
+    j["file"] = f.path;
+    j["container"] = fm.containerName();
+    j["encoding"] = fm.encodingName();
+    j["big_endian"] = fm.bigEndian;
+    j["sample_type"] = f.libraryType;
+    j["sample_type_name"] = f.typeName.empty() ? nlohmann::json(nullptr) : nlohmann::json(f.typeName);
+    j["channels"] = fm.channels;
+    j["rate_hz"] = fm.rate;
+    j["rate"] = f.rate ? nlohmann::json(rateDisplayText(*f.rate)) : nlohmann::json(nullptr);
+    j["frames"] = fm.frames;
+    j["duration_seconds"] = double(fm.frames) / fm.rate;
+    j["fps"] = Qm::getFramesPerSecond(fps);
+    j["samples_per_frame"] = f.cadence;
+    j["peaks"] = meterJson(f.peaks);
+    return j;
+}
+
+int runInfo(const GlobalOptions& g, const InfoOptions& o) {
+    const Qm::FrameRate fps = parseFrameRate(o.fps);
+    std::vector<FileInfo> infos;
+    for (const std::string& f : o.files) infos.push_back(inspect(f, fps, g));
+    if (g.json) {
+        nlohmann::json a = nlohmann::json::array();
+        for (const FileInfo& f : infos) a.push_back(toJson(f, fps));
+        std::cout << a.dump(2) << "\n";
+    } else {
+        for (const FileInfo& f : infos) printText(f, fps);
+    }
+    std::fflush(stdout);
+    return 0;
+}
+
+} // namespace
+
+void addInfoCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
+    auto o = std::make_shared<InfoOptions>();
+    CLI::App* sub = app.add_subcommand("info", "Show audio files as the library sees them, with channel peaks");
+    sub->footer(
+        "For each file: the sample type number and name, channels, the rate as the library shows it,\n"
+        "the duration, the samples of each video frame at --fps, and each channel's peak measured\n"
+        "by the library's monitor (CLIP: a block peak above 0.99).");
+    sub->add_option("FILE", o->files, "Audio files")->required();
+    sub->add_option("--fps", o->fps, "Video frame rate for the samples-per-frame cadence")->capture_default_str();
+    sub->callback([&action, &g, o] { action = [&g, o] { return runInfo(g, *o); }; });
+}
+
+} // namespace audtool

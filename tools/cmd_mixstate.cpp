@@ -1,0 +1,88 @@
+// audatoms mixstate convert IN OUT [--outputs N]
+#include "tools/Commands.h"
+#include "tools/FileCheck.h"
+#include "tools/TextParse.h"
+#include "tools/ToolError.h"
+
+#include "AudAtoms/Aud__SimpleMixState.h"
+#include "platform/HostTypes.h"
+#include "platform/IniFile.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <memory>
+
+namespace audtool {
+
+namespace {
+
+struct MixstateOptions {
+    std::string in;
+    std::string out;
+    unsigned outputs = 2;
+};
+
+enum class Form { kText, kStream };
+
+Form formOf(const std::string& path) {
+    const auto dot = path.find_last_of('.');
+    const auto slash = path.find_last_of('/');
+    const std::string ext = dot == std::string::npos || (slash != std::string::npos && dot < slash)
+                                ? ""
+                                : lower(path.substr(dot + 1));
+    if (ext == "ini" || ext == "txt" || ext == "cfg") return Form::kText;
+    if (ext == "mixstate" || ext == "strm" || ext == "bin") return Form::kStream;
+    throw InputError(path + ": unknown mixer state file type '." + ext +
+                     "' (configuration text: .ini, .txt, .cfg; object stream: .mixstate, .strm, .bin)");
+}
+
+int runConvert(const GlobalOptions& g, const MixstateOptions& o) {
+    const Form from = formOf(o.in), to = formOf(o.out);
+    if (o.outputs < 2 || o.outputs > 16) throw InputError("--outputs must be from 2 to 16");
+    requireReadableFile(o.in, "a mixer state file");
+    Aud::SimpleMixState state;
+    std::string error;
+    if (from == Form::kStream) {
+        if (!state.loadFromStreamFile(o.in, &error)) throw InputError(o.in + ": " + error);
+        if (!state.valid()) throw InputError(o.in + ": the record holds a mixer state without dimensions");
+    } else {
+        QmIniFile ini;
+        if (!ini.load(o.in, &error)) throw InputError(o.in + ": " + error);
+        bool any = false;
+        for (const auto& name : ini.sectionNames()) any = any || name.toStd().rfind("SimpleMixState", 0) == 0;
+        if (!any) throw InputError(o.in + ": no SimpleMixState sections in this file");
+        state.init(EditChanMaxAudio, 4, int(o.outputs) + 2);
+        state.retrieveCompatibleConfigurationInformation(ini);
+    }
+    if (to == Form::kStream) {
+        if (!state.saveToStreamFile(o.out, &error)) throw InputError(o.out + ": cannot write: " + error);
+    } else {
+        QmIniFile ini;
+        state.storeCompatibleConfigurationInformation(ini);
+        if (!ini.save(o.out, &error)) throw InputError(o.out + ": cannot write: " + error);
+    }
+    if (!g.quiet)
+        std::fprintf(stderr, "wrote %s (%d inputs, %d mixes, %d output slots)\n", o.out.c_str(), state.numInputChans(),
+                     state.numMixChans(), state.numOutputChans());
+    return 0;
+}
+
+} // namespace
+
+void addMixstateCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
+    CLI::App* sub = app.add_subcommand("mixstate", "Mixer state files");
+    sub->require_subcommand(1);
+    auto o = std::make_shared<MixstateOptions>();
+    CLI::App* conv = sub->add_subcommand("convert", "Convert between the configuration text and the object stream");
+    conv->footer(
+        "The form follows each file's extension: .ini/.txt/.cfg are the configuration text\n"
+        "(the SimpleMixState sections), .mixstate/.strm/.bin the binary object stream record.\n"
+        "Text carries no dimensions: it is read into 32 inputs, 4 mixes and --outputs outputs.");
+    conv->add_option("IN", o->in, "File to read")->required();
+    conv->add_option("OUT", o->out, "File to write")->required();
+    conv->add_option("--outputs", o->outputs, "Real outputs when reading text (2 to 16)")->capture_default_str();
+    conv->callback([&action, &g, o] { action = [&g, o] { return runConvert(g, *o); }; });
+}
+
+} // namespace audtool

@@ -1,0 +1,64 @@
+// audatoms render SESSION.ini [-o OUT.wav] [--sample-type 16|24|24-unpacked]
+#include "tools/AudioFileWriter.h"
+#include "tools/Commands.h"
+#include "tools/ProgressBar.h"
+#include "tools/RenderJob.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+
+namespace audtool {
+
+namespace {
+
+struct RenderOptions {
+    std::string session;
+    std::string output;
+    std::string sampleType = "24";
+};
+
+std::string defaultOutput(const std::string& session) {
+    std::string name = session.substr(session.find_last_of('/') + 1);
+    const auto dot = name.find_last_of('.');
+    if (dot != std::string::npos && dot > 0) name.resize(dot);
+    return name + ".wav";
+}
+
+int runRender(const GlobalOptions& g, const RenderOptions& o) {
+    const int type = exportSampleType(o.sampleType);
+    const Session session = loadSession(o.session);
+    RenderJob job = buildRenderJob(session);
+    Renderer& r = *job.renderer;
+    const std::string out = o.output.empty() ? defaultOutput(o.session) : o.output;
+    AudioFileWriter writer(out, type, session.outputs, session.rate, r.maxBlock());
+    ProgressBar bar("rendering", g.quiet);
+    r.setSink([&](const float* const* outs, unsigned n) { writer.write(outs, n); });
+    r.setProgress([&](double f) { bar.update(f); });
+    const RenderStats stats = r.run();
+    bar.finish();
+    writer.commit();
+    const RenderReport report = makeReport(r, stats, out, type);
+    std::cout << (g.json ? reportJson(report) : reportText(report)) << std::flush;
+    return 0;
+}
+
+} // namespace
+
+void addRenderCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
+    auto o = std::make_shared<RenderOptions>();
+    CLI::App* sub = app.add_subcommand("render", "Render a session file (INI) to a mix file");
+    sub->footer(
+        "The session names the output rate and length, the input files, per-input level automation\n"
+        "and equaliser bands, and the mixer state (see the README and examples/session.ini).\n"
+        "Output types by extension: .wav, .w64, .aif/.aiff, .raw (24-unpacked: .raw only).\n"
+        "The output is written under a temporary name and renamed when complete.");
+    sub->add_option("SESSION", o->session, "Session file")->required();
+    sub->add_option("-o,--output", o->output, "Mix file to write (default: the session's name with .wav)");
+    sub->add_option("--sample-type", o->sampleType, "Output samples: 16, 24 or 24-unpacked")->capture_default_str();
+    sub->callback([&action, &g, o] { action = [&g, o] { return runRender(g, *o); }; });
+}
+
+} // namespace audtool
