@@ -65,7 +65,7 @@ EqResponse eqResponse(const Equaliser& eq, double rate, const std::vector<double
     r.label = std::move(label);
     const double nyquist = rate / 2;
     for (unsigned b = 0; b < eq.numBands(); ++b) {
-        r.bandLabels.push_back(bandLabel(eq.spec(b)));
+        r.bandLabels.push_back(bandLabel(eq.settings(b)));
         std::vector<double> db;
         for (double f : freqs) db.push_back(toDb(eq.band(b).getResponseMagnitudeAtFrequency(float(f / nyquist))));
         r.bandDb.push_back(std::move(db));

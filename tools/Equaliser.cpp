@@ -62,20 +62,20 @@ std::string eqTypeName(Biquad::eFilterType type) {
 }
 
 EqBandSpec parseEqBand(const std::string& text) {
-    EqBandSpec spec;
-    spec.text = text;
+    EqBandSpec settings;
+    settings.text = text;
     const auto bad = [&](const std::string& why) { return InputError("band '" + text + "': " + why); };
     const std::vector<std::string> parts = split(text, ':');
     if (parts.size() < 2) throw bad("expected TYPE:FREQ[:q=Q|bw=OCTAVES|s=SLOPE][:GAIN_DB]");
     const std::string typeText = lower(trim(parts[0]));
     for (const TypeName& t : kTypes)
         if (typeText == t.name || (t.alias1 && typeText == t.alias1) || (t.alias2 && typeText == t.alias2))
-            spec.type = t.type;
-    if (spec.type == Biquad::kNone) throw bad("unknown band type '" + parts[0] + "' (known: " + knownTypes() + ")");
+            settings.type = t.type;
+    if (settings.type == Biquad::kNone) throw bad("unknown band type '" + parts[0] + "' (known: " + knownTypes() + ")");
 
     const auto freq = parseFrequency(parts[1]);
     if (!freq || *freq <= 0) throw bad("bad frequency '" + parts[1] + "' (hertz above 0)");
-    spec.frequency = static_cast<float>(*freq);
+    settings.frequency = static_cast<float>(*freq);
 
     bool haveShape = false, haveGain = false;
     for (std::size_t i = 2; i < parts.size(); ++i) {
@@ -86,25 +86,25 @@ EqBandSpec parseEqBand(const std::string& text) {
             const std::string key = trim(p.substr(0, eq));
             const auto value = parseNumber(p.substr(eq + 1));
             if (!value || *value <= 0) throw bad("bad shape value '" + parts[i] + "' (a number above 0)");
-            if (key == "q") spec.shape.kind = Biquad::ShapeDescriptor::kQ;
-            else if (key == "bw") spec.shape.kind = Biquad::ShapeDescriptor::kBandwidthOctaves;
-            else if (key == "s") spec.shape.kind = Biquad::ShapeDescriptor::kShelfSlope;
+            if (key == "q") settings.shape.kind = Biquad::ShapeDescriptor::kQ;
+            else if (key == "bw") settings.shape.kind = Biquad::ShapeDescriptor::kBandwidthOctaves;
+            else if (key == "s") settings.shape.kind = Biquad::ShapeDescriptor::kShelfSlope;
             else throw bad("unknown shape '" + key + "' (q=, bw= or s=)");
-            spec.shape.value = static_cast<float>(*value);
+            settings.shape.value = static_cast<float>(*value);
             haveShape = true;
         } else {
             if (haveGain) throw bad("more than one gain");
             const auto gain = parseDecibels(p);
             if (!gain || !std::isfinite(*gain)) throw bad("bad gain '" + parts[i] + "' (decibels)");
-            spec.gainDb = *gain;
+            settings.gainDb = *gain;
             haveGain = true;
         }
     }
     if (!haveShape) {
-        spec.shape.kind = isShelf(spec.type) ? Biquad::ShapeDescriptor::kShelfSlope : Biquad::ShapeDescriptor::kQ;
-        spec.shape.value = isShelf(spec.type) ? 1.0f : 0.7071f;
+        settings.shape.kind = isShelf(settings.type) ? Biquad::ShapeDescriptor::kShelfSlope : Biquad::ShapeDescriptor::kQ;
+        settings.shape.value = isShelf(settings.type) ? 1.0f : 0.7071f;
     }
-    return spec;
+    return settings;
 }
 
 Equaliser::Equaliser(const std::vector<EqBandSpec>& bands, float samplingRate) : specs_(bands) {

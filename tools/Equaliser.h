@@ -53,7 +53,7 @@ public:
     unsigned numBands() const { return static_cast<unsigned>(specs_.size()); }
     bool empty() const { return specs_.empty(); }
     const Aud::Filter::Biquad& band(unsigned i) const;
-    const EqBandSpec& spec(unsigned i) const { return specs_[i]; }
+    const EqBandSpec& settings(unsigned i) const { return specs_[i]; }
 
     // Filters x[0 .. n-1] in place through every band in order.
     void process(float* x, unsigned n);

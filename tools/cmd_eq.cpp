@@ -97,7 +97,7 @@ int runEq(const GlobalOptions& g, const EqOptions& o) {
         nlohmann::json j;
         j["rate"] = rate;
         j["bands"] = nlohmann::json::array();
-        for (unsigned b = 0; b < eq.numBands(); ++b) j["bands"].push_back(bandLabel(eq.spec(b)));
+        for (unsigned b = 0; b < eq.numBands(); ++b) j["bands"].push_back(bandLabel(eq.settings(b)));
         j["response"] = nlohmann::json::array();
         for (double f : centres)
             if (f < rate / 2) {
@@ -106,7 +106,7 @@ int runEq(const GlobalOptions& g, const EqOptions& o) {
             }
         std::cout << j.dump(2) << "\n";
     } else {
-        for (unsigned b = 0; b < eq.numBands(); ++b) std::printf("band %u  %s\n", b + 1, bandLabel(eq.spec(b)).c_str());
+        for (unsigned b = 0; b < eq.numBands(); ++b) std::printf("band %u  %s\n", b + 1, bandLabel(eq.settings(b)).c_str());
         std::printf("frequency   response\n");
         for (double f : centres)
             if (f < rate / 2)
