@@ -123,6 +123,22 @@ TEST(ToolCli, InfoShowsTheFormatAsTheLibrarySeesItWithPeaks) {
     EXPECT_TRUE(contains(text.out, "1920 samples at 25 fps"));
 }
 
+TEST(ToolCli, InfoReadsOneChannelOfBigEndianDoubles) {
+    ScratchDir dir;
+    std::vector<double> x(4801, 0.0);
+    for (std::size_t i = 0; i < x.size(); ++i) x[i] = 0.5 * std::sin(0.01 * double(i));
+    x[4799] = -0.75;  // the peak, in the last odd-numbered frame
+    tooltest::writeDoubles(dir.file("mono.aiff"), SF_FORMAT_AIFF | SF_FORMAT_DOUBLE, 1, 48000, x);
+    const RunResult r = runTool({"--json", "info", dir.file("mono.aiff")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const nlohmann::json j = nlohmann::json::parse(r.out);
+    ASSERT_EQ(j.size(), 1u);
+    EXPECT_EQ(j[0]["sample_type"], 7);
+    EXPECT_EQ(j[0]["channels"], 1);
+    EXPECT_EQ(j[0]["frames"], 4801);
+    EXPECT_EQ(j[0]["peaks"][0]["peak"].get<double>(), 0.75);
+}
+
 TEST(ToolCli, CadenceGivesFrameAndFieldSequences) {
     RunResult r = runTool({"--json", "cadence", "--rate", "48000", "--fps", "30000/1001"});
     ASSERT_EQ(r.status, 0) << r.err;

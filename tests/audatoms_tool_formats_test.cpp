@@ -1,8 +1,12 @@
 // Every PCM and float encoding libsndfile writes (8, 16, 24 and 32-bit integer, 32 and
 // 64-bit float) in WAV, AIFF and W64, in each byte order the container allows, one and
-// two channels: a file made here with libsndfile decodes through the tool's path (raw
-// frames, the library's interleaver split and float conversion) to libsndfile's own
-// decode within one least significant bit of the encoding.
+// two channels: a file made here with libsndfile decodes through the tool's path to
+// libsndfile's own decode. Both stages of the path are checked:
+// - the interleaver split (raw frames into per-channel buffers of the file's own sample
+//   type) equals libsndfile's integer or floating-point decode exactly;
+// - the float conversion is within one least significant bit of the encoding. A float
+//   holds 24 significant bits, so for 32-bit integers the bound is one 32-bit step plus
+//   the float's own rounding at that level.
 #include "tools/AudioSource.h"
 #include "tools/BlockDecoder.h"
 #include "tools/ToolError.h"
@@ -10,6 +14,7 @@
 #include "support/ToolTestSupport.h"
 
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <set>
 #include <tuple>
@@ -54,15 +59,58 @@ std::vector<double> signal(int channels, int frames) {
     return x;
 }
 
-// Decodes a whole file through the tool's path, in blocks of an awkward size.
-std::vector<float> decodeWithTool(const std::string& path, FileFormat* format = nullptr) {
+// One sample of a split buffer of the given sample type, on libsndfile's scales: integer
+// types as a 32-bit integer (the way sf_read_int gives them), float types as their value.
+double splitValue(int sampleType, const unsigned char* p) {
+    switch (sampleType) {
+    case 3: return double(std::int32_t(std::uint32_t(std::int8_t(p[0])) << 24));
+    case 4: return double((int(p[0]) - 128) * (1 << 24));
+    case 1: return double(std::int16_t(p[0] | p[1] << 8)) * 65536.0;
+    case 2: return double(std::int32_t(std::uint32_t(p[0] | p[1] << 8 | p[2] << 16) << 8));
+    case 6: {
+        std::int32_t v;
+        std::memcpy(&v, p, 4);
+        return double(v);
+    }
+    case 0: {
+        float v;
+        std::memcpy(&v, p, 4);
+        return double(v);
+    }
+    case 7: {
+        double v;
+        std::memcpy(&v, p, 8);
+        return v;
+    }
+    default: ADD_FAILURE() << "sample type " << sampleType; return 0;
+    }
+}
+
+struct ToolDecode {
+    std::vector<float> floats;  // interleaved, after the float conversion
+    std::vector<double> split;  // interleaved, the split buffers (see splitValue)
+};
+
+// Decodes a whole file through the tool's path, in blocks of `block` frames.
+ToolDecode decodeWithTool(const std::string& path, FileFormat* format = nullptr, unsigned block = 1001) {
     SndfileSource source(path);
     if (format) *format = source.format();
-    BlockDecoder decoder(source, 1001);
-    std::vector<float> out;
-    while (const unsigned n = decoder.decode(source, 1001))
+    BlockDecoder decoder(source, block);
+    const int type = source.format().sampleType;
+    const unsigned bytes = Aud::sampleTypeStride(type);
+    ToolDecode out;
+    while (const unsigned n = decoder.decode(source, block)) {
+        const Aud::StreamBufferList& list = decoder.buffers();
+        EXPECT_EQ(list.numSamples, n);
+        EXPECT_EQ(list.sampleType, type);
+        EXPECT_EQ(list.streamBuffers.size(), decoder.channels());
         for (unsigned i = 0; i < n; ++i)
-            for (unsigned c = 0; c < decoder.channels(); ++c) out.push_back(decoder.channel(c)[i]);
+            for (unsigned c = 0; c < decoder.channels(); ++c) {
+                out.floats.push_back(decoder.channel(c)[i]);
+                const auto* p = static_cast<const unsigned char*>(list.streamBuffers[c].memory->getBuffer());
+                out.split.push_back(splitValue(type, p + std::size_t(i) * bytes));
+            }
+    }
     return out;
 }
 
@@ -111,18 +159,24 @@ TEST(ToolFormats, EveryEncodingContainerOrderAndChannelCountDecodesWithinOneLsb)
                     bool big = false;
                     if (!tryWrite(path, ct.sf | enc.sf | order, channels, &big)) continue;
                     if (!seen.insert({ct.sf, enc.sf, big, channels}).second) continue;
-                    // One channel of big-endian 64-bit floats is refused (tested below).
-                    if (channels == 1 && big && enc.sampleType == 7) continue;
                     const tooltest::Audio ref = tooltest::readAudio(path);
                     const std::vector<float> refFloat = readFloats(path);
                     FileFormat fmt;
-                    const std::vector<float> ours = decodeWithTool(path, &fmt);
+                    const ToolDecode decoded = decodeWithTool(path, &fmt);
+                    const std::vector<float>& ours = decoded.floats;
                     SCOPED_TRACE(path + (big ? " (big-endian)" : " (little-endian)"));
                     EXPECT_EQ(fmt.sampleType, enc.sampleType);
                     EXPECT_EQ(fmt.bigEndian, big && enc.sampleType != 3 && enc.sampleType != 4);
                     ASSERT_EQ(ours.size(), ref.samples.size());
                     ASSERT_EQ(ours.size(), refFloat.size());
+                    ASSERT_EQ(decoded.split.size(), ref.ints.size());
+                    const bool isFloat = enc.sampleType == 0 || enc.sampleType == 7;
                     for (std::size_t i = 0; i < ours.size(); ++i) {
+                        // The split: exactly libsndfile's own decode.
+                        if (isFloat)
+                            ASSERT_EQ(decoded.split[i], ref.samples[i]) << "sample " << i;
+                        else
+                            ASSERT_EQ(decoded.split[i], double(ref.ints[i])) << "sample " << i;
                         const double theirs = ref.samples[i];
                         // One step of the encoding; the library's buffers are floats, so a
                         // 32-bit integer also gets the float's own step at that level.
@@ -141,24 +195,52 @@ TEST(ToolFormats, EveryEncodingContainerOrderAndChannelCountDecodesWithinOneLsb)
                     bigEndianChecked += big;
                 }
     // WAV: 6 encodings in RIFF and RIFX; AIFF: 7 big-endian and 3 little-endian (the
-    // AIFC forms libsndfile writes); W64: 6 little-endian. Each in one and two
-    // channels, less the one-channel big-endian doubles of WAV and AIFF.
-    EXPECT_EQ(checked, 2 * (12 + 10 + 6) - 2);
-    EXPECT_EQ(bigEndianChecked, 2 * (6 + 7) - 2);
+    // AIFC forms libsndfile writes); W64: 6 little-endian. Each in one and two channels.
+    EXPECT_EQ(checked, 2 * (12 + 10 + 6));
+    EXPECT_EQ(bigEndianChecked, 2 * (6 + 7));
 }
 
-TEST(ToolFormats, OneChannelBigEndianDoublesAreRefusedWithAReason) {
+// One channel of big-endian doubles is split as pairs of frames: odd and even block
+// sizes, a block of one frame, a file with an odd frame count and a block larger than
+// the file all give every frame, in order, exactly.
+TEST(ToolFormats, OneChannelBigEndianDoublesDecodeExactlyInBlocksOfAnySize) {
     ScratchDir dir;
-    const std::string path = dir.file("mono-double.aiff");
-    tooltest::writeDoubles(path, SF_FORMAT_AIFF | SF_FORMAT_DOUBLE, 1, 48000, signal(1, 100));
+    for (const int container : {int(SF_FORMAT_AIFF), SF_FORMAT_WAV | SF_ENDIAN_BIG})
+        for (const int frames : {1, 2, 7, 100}) {
+            const std::string path = dir.file("mono-double-" + std::to_string(container) + "-" +
+                                              std::to_string(frames) + ".bin");
+            std::vector<double> x = signal(1, frames);
+            for (int i = 0; i < frames; ++i) x[i] += 1e-9 * (i + 1);  // not a float value
+            tooltest::writeDoubles(path, container | SF_FORMAT_DOUBLE, 1, 48000, x);
+            for (const unsigned block : {1u, 2u, 3u, 8u, 64u, 1000u}) {
+                SCOPED_TRACE(path + ", blocks of " + std::to_string(block));
+                FileFormat fmt;
+                const ToolDecode d = decodeWithTool(path, &fmt, block);
+                EXPECT_TRUE(fmt.bigEndian);
+                EXPECT_EQ(fmt.channels, 1u);
+                ASSERT_EQ(d.split.size(), x.size());
+                for (int i = 0; i < frames; ++i) {
+                    ASSERT_EQ(d.split[i], x[i]) << "frame " << i;
+                    ASSERT_EQ(d.floats[i], float(x[i])) << "frame " << i;
+                }
+            }
+        }
+}
+
+// Past the end of a one-channel big-endian double file the float channel is silent.
+TEST(ToolFormats, OneChannelBigEndianDoublesAreSilentPastTheEnd) {
+    ScratchDir dir;
+    const std::string path = dir.file("mono-double-short.aiff");
+    tooltest::writeDoubles(path, SF_FORMAT_AIFF | SF_FORMAT_DOUBLE, 1, 48000, std::vector<double>(5, 0.25));
     SndfileSource source(path);
-    try {
-        BlockDecoder decoder(source, 256);
-        FAIL() << "a one-channel big-endian double file was accepted";
-    } catch (const InputError& e) {
-        EXPECT_NE(std::string(e.what()).find(path), std::string::npos);
-        EXPECT_NE(std::string(e.what()).find("big-endian 64-bit floats"), std::string::npos);
-    }
+    BlockDecoder decoder(source, 4);
+    EXPECT_EQ(decoder.decode(source, 4), 4u);
+    EXPECT_EQ(decoder.decode(source, 4), 1u);
+    EXPECT_EQ(decoder.channel(0)[0], 0.25f);
+    for (unsigned i = 1; i < 4 + BlockDecoder::kPadding; ++i) EXPECT_EQ(decoder.channel(0)[i], 0.0f) << i;
+    EXPECT_EQ(decoder.buffers().numSamples, 1u);
+    EXPECT_EQ(decoder.decode(source, 4), 0u);
+    for (unsigned i = 0; i < 4; ++i) EXPECT_EQ(decoder.channel(0)[i], 0.0f);
 }
 
 TEST(ToolFormats, UnsupportedEncodingsAndNonAudioAreInputErrorsNamingTheFile) {

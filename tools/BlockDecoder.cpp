@@ -6,6 +6,7 @@
 #include "platform/MemHolder.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace audtool {
 
@@ -21,15 +22,23 @@ BlockDecoder::BlockDecoder(const AudioSource& source, unsigned maxFrames)
             interleaver_.setAudioFormat(splitFormat_);
             splitFormat_.setEndianType(Aud::keLittleEndian);
         } else if (format_.stride() == 8) {
-            throw InputError(source.name() +
-                             ": unsupported format: one channel of big-endian 64-bit floats (the library "
-                             "converts the byte order of 2, 3 and 4-byte samples only)");
+            splitInPairs_ = true;
+            FileFormat pairs = format_;
+            pairs.channels = 2;
+            splitFormat_ = pairs.metadata();
         }
     }
-    const unsigned bytes = maxFrames * format_.frameBytes();
+    // A split in pairs reads whole pairs: room for one frame more, zeroed when the block
+    // has an odd number of frames.
+    const unsigned bytes = (maxFrames + (splitInPairs_ ? 1 : 0)) * format_.frameBytes();
     raw_ = new ByteBufferImpl(bytes);
     if (swapFirst_) swapped_ = new ByteBufferImpl(bytes);
-    if (raw_->getSize() != bytes || (swapFirst_ && swapped_->getSize() != bytes))
+    if (splitInPairs_) joined_ = new ByteBufferImpl(maxFrames * format_.frameBytes());
+    if (raw_->getSize() != bytes || (swapFirst_ && swapped_->getSize() != bytes) ||
+        (splitInPairs_ && joined_->getSize() != maxFrames * format_.frameBytes()))
+        throw OutputError("out of memory for a block of " + source.name());
+    if (splitInPairs_ &&
+        interleaver_.createOutputBuffers((maxFrames + 1) / 2, splitFormat_, pairs_) != AudioInterleaver::kSuccess)
         throw OutputError("out of memory for a block of " + source.name());
     floats_.assign(format_.channels, std::vector<float>(std::size_t(maxFrames) + kPadding, 0.0f));
 }
@@ -53,6 +62,7 @@ unsigned BlockDecoder::decode(AudioSource& source, unsigned frames) {
         swapped_->setUsed(bytes);
         src = swapped_;
     }
+    if (splitInPairs_) return decodeInPairs(source, n);
     const AudioInterleaver::eStatus status = interleaver_.deinterleaveAudio(n, splitFormat_, src, list_);
     if (status != AudioInterleaver::kSuccess || list_.streamBuffers.size() != format_.channels)
         throw InputError(source.name() + ": the interleaver could not split a block (status " +
@@ -62,6 +72,35 @@ unsigned BlockDecoder::decode(AudioSource& source, unsigned frames) {
     for (unsigned c = 0; c < format_.channels; ++c)
         Aud::SampleConvert::toFloat(list_.sampleType, list_.streamBuffers[c].memory->getBuffer(), n,
                                     floats_[c].data());
+    return n;
+}
+
+unsigned BlockDecoder::decodeInPairs(const AudioSource& source, unsigned n) {
+    auto* raw = static_cast<unsigned char*>(raw_->getBuffer());
+    const unsigned stride = format_.stride();
+    const unsigned pairs = (n + 1) / 2;
+    if (n % 2) std::memset(raw + std::size_t(n) * stride, 0, stride);
+    raw_->setUsed(pairs * 2 * stride);
+    const AudioInterleaver::eStatus status = interleaver_.deinterleaveAudio(pairs, splitFormat_, raw_, pairs_);
+    if (status != AudioInterleaver::kSuccess || pairs_.streamBuffers.size() != 2)
+        throw InputError(source.name() + ": the interleaver could not split a block (status " +
+                         std::to_string(int(status)) + ")");
+    // Even frames are in the first buffer, odd frames in the second, both in host order.
+    const auto* even = static_cast<const unsigned char*>(pairs_.streamBuffers[0].memory->getBuffer());
+    const auto* odd = static_cast<const unsigned char*>(pairs_.streamBuffers[1].memory->getBuffer());
+    auto* joined = static_cast<unsigned char*>(joined_->getBuffer());
+    for (unsigned i = 0; i < n; ++i)
+        std::memcpy(joined + std::size_t(i) * stride, (i % 2 ? odd : even) + std::size_t(i / 2) * stride, stride);
+    joined_->setUsed(n * stride);
+
+    list_.streamBuffers.resize(1);
+    Aud::StreamBuffer& b = list_.streamBuffers[0];
+    b = Aud::StreamBuffer(0, n, format_.sampleType);
+    b.memory = joined_;
+    b.hasMemory = true;
+    list_.numSamples = n;
+    list_.sampleType = format_.sampleType;
+    Aud::SampleConvert::toFloat(format_.sampleType, joined, n, floats_[0].data());
     return n;
 }
 

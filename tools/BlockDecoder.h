@@ -6,8 +6,10 @@
 //   channel.
 // One-channel big-endian files of 4-byte samples are first put into little-endian order
 // with AudioInterleaver::copyBigEndianAudioToBuff (the one-channel split keeps only the
-// low half of such words); one-channel big-endian 64-bit floats have no byte-order
-// conversion in the library and are refused when the decoder is made.
+// low half of such words). The library's one-channel split does not reorder 8-byte
+// samples, but its multi-channel split reorders samples of any width: one-channel
+// big-endian 64-bit floats are split as two channels (even and odd frames) and the two
+// halves, already in host order, are joined back into one buffer of the file's type.
 //
 // Float channels hold the block's frames followed by kPadding zero samples, so that the
 // four-sample kernels may run up to three samples past a run (see Renderer.h).
@@ -43,13 +45,18 @@ public:
     unsigned channels() const { return static_cast<unsigned>(floats_.size()); }
 
 private:
+    unsigned decodeInPairs(const AudioSource& source, unsigned n);
+
     FileFormat format_;
     Aud::Metadata splitFormat_;   // the format given to deinterleaveAudio
     bool swapFirst_ = false;      // one-channel big-endian 4-byte samples
+    bool splitInPairs_ = false;   // one-channel big-endian 8-byte samples
     unsigned maxFrames_;
     AudioInterleaver interleaver_;
     Qm::Ptr<iMemHolder> raw_;
     Qm::Ptr<iMemHolder> swapped_;
+    Qm::Ptr<iMemHolder> joined_;      // split in pairs: the frames joined, host order
+    Aud::StreamBufferList pairs_;     // split in pairs: even and odd frames
     Aud::StreamBufferList list_;
     std::vector<std::vector<float>> floats_;
     unsigned framesRead_ = 0;
