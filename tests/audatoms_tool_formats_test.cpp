@@ -4,9 +4,9 @@
 // libsndfile's own decode. Both stages of the path are checked:
 // - the interleaver split (raw frames into per-channel buffers of the file's own sample
 //   type) equals libsndfile's integer or floating-point decode exactly;
-// - the float conversion is within one least significant bit of the encoding. A float
-//   holds 24 significant bits, so for 32-bit integers the bound is one 32-bit step plus
-//   the float's own rounding at that level.
+// - the float conversion is exact for 8, 16 and 24-bit integers and 32-bit floats. A
+//   float holds 24 significant bits, so 64-bit floats are rounded to the nearest float,
+//   and 32-bit integers are within one 32-bit step plus that rounding.
 #include "tools/AudioSource.h"
 #include "tools/BlockDecoder.h"
 #include "tools/ToolError.h"
@@ -28,7 +28,7 @@ struct Encoding {
     int sf;
     const char* name;
     int sampleType;
-    double lsb;  // one least significant bit, full scale 1.0 (0: relative, see below)
+    double lsb;  // one least significant bit, full scale 1.0 (0 for float encodings)
 };
 
 const Encoding kEncodings[] = {
@@ -177,17 +177,22 @@ TEST(ToolFormats, EveryEncodingContainerOrderAndChannelCountDecodesWithinOneLsb)
                             ASSERT_EQ(decoded.split[i], ref.samples[i]) << "sample " << i;
                         else
                             ASSERT_EQ(decoded.split[i], double(ref.ints[i])) << "sample " << i;
+                        // The float conversion, against libsndfile's exact decode: 8, 16
+                        // and 24-bit integers and 32-bit floats exactly; a 64-bit float
+                        // rounds to the nearest float; a 32-bit integer lies within one
+                        // 32-bit step of its value before that rounding.
                         const double theirs = ref.samples[i];
-                        // One step of the encoding; the library's buffers are floats, so a
-                        // 32-bit integer also gets the float's own step at that level.
-                        const double floatStep = std::ldexp(1.0, std::ilogb(std::max(std::fabs(theirs), 1e-30)) - 23);
-                        const double lsb = enc.sampleType == 6 ? std::max(enc.lsb, floatStep) : enc.lsb ? enc.lsb : floatStep;
-                        ASSERT_LE(std::fabs(double(ours[i]) - theirs), lsb) << "sample " << i << ": ours " << ours[i]
-                                                                            << ", libsndfile " << theirs;
-                        // Against libsndfile's float decode: equal, except that 32-bit
-                        // integers may round to the neighbouring float.
+                        const double halfFloatStep = std::ldexp(1.0, std::ilogb(std::max(std::fabs(theirs), 1e-30)) - 24);
+                        const double bound = enc.sampleType == 6 ? enc.lsb + halfFloatStep
+                                             : enc.sampleType == 7 ? halfFloatStep
+                                                                   : 0.0;
+                        ASSERT_LE(std::fabs(double(ours[i]) - theirs), bound) << "sample " << i << ": ours " << ours[i]
+                                                                              << ", libsndfile " << theirs;
+                        // Against libsndfile's float decode: equal, except that a 32-bit
+                        // integer may round to the neighbouring float.
                         if (enc.sampleType == 6)
-                            ASSERT_LE(std::fabs(ours[i] - refFloat[i]), lsb) << "sample " << i;
+                            ASSERT_LE(std::fabs(double(ours[i]) - double(refFloat[i])), enc.lsb + 2 * halfFloatStep)
+                                << "sample " << i;
                         else
                             ASSERT_EQ(ours[i], refFloat[i]) << "sample " << i;
                     }
