@@ -1,4 +1,5 @@
 #include "AudAtoms/Aud__SampleConvert.h"
+#include "AudAtoms/detail/ByteAccess.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -7,24 +8,6 @@
 namespace Aud::SampleConvert {
 
 namespace {
-
-template <class T>
-T load(const unsigned char* p) {
-    T v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-
-template <class T>
-void store(unsigned char* p, T v) {
-    std::memcpy(p, &v, sizeof v);
-}
-
-std::int32_t signExtend24(std::uint32_t v) { return std::int32_t(v << 8) >> 8; }
-
-std::int32_t load24(const unsigned char* p) {
-    return signExtend24(std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16);
-}
 
 constexpr float k2Pow15 = 3.0517578e-5f;   // 1 / 32768
 constexpr float k2Pow23 = 1.1920929e-7f;   // 1 / 8388608
@@ -95,16 +78,16 @@ bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
         if (count) std::memcpy(dst, src, std::size_t(count) * 4);
         return true;
     case 1:
-        eachIn(src, count, 2, dst, [](const unsigned char* p) { return float(load<std::int16_t>(p)) * k2Pow15; });
+        eachIn(src, count, 2, dst, [](const unsigned char* p) { return float(loadLE<std::int16_t>(p)) * k2Pow15; });
         return true;
     case 2: {
         // All but the last sample read a 4-byte word (its top byte belongs to the next
         // sample and is shifted out); the last one reads exactly its 3 bytes.
         const unsigned head = count ? count - 1 : 0;
         eachIn(src, head, 3, dst, [](const unsigned char* p) {
-            return float(std::int32_t(load<std::uint32_t>(p) << 8) >> 8) * k2Pow23;
+            return float(std::int32_t(loadLE<std::uint32_t>(p) << 8) >> 8) * k2Pow23;
         });
-        if (count) dst[head] = float(load24(static_cast<const unsigned char*>(src) + std::size_t(head) * 3)) * k2Pow23;
+        if (count) dst[head] = float(int24At(static_cast<const unsigned char*>(src) + std::size_t(head) * 3)) * k2Pow23;
         return true;
     }
     case 3:
@@ -114,24 +97,24 @@ bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
         eachIn(src, count, 1, dst, [](const unsigned char* p) { return float(int(*p) - 128) * k2Pow7; });
         return true;
     case 5:
-        eachIn(src, count, 4, dst, [](const unsigned char* p) { return float(load24(p)) * k2Pow23; });
+        eachIn(src, count, 4, dst, [](const unsigned char* p) { return float(int24At(p)) * k2Pow23; });
         return true;
     case 6:
         eachIn(src, count, 4, dst, [](const unsigned char* p) {
-            return float((double(load<std::int32_t>(p)) + 0.5) / 2147483647.5);
+            return float((double(loadLE<std::int32_t>(p)) + 0.5) / 2147483647.5);
         });
         return true;
     case 7:
-        eachIn(src, count, 8, dst, [](const unsigned char* p) { return float(load<double>(p)); });
+        eachIn(src, count, 8, dst, [](const unsigned char* p) { return float(loadLE<double>(p)); });
         return true;
     case 8:
         eachIn(src, count, 4, dst, [](const unsigned char* p) {
-            return float(std::int16_t(std::uint16_t(load<std::uint32_t>(p) >> 12))) * k2Pow15;
+            return float(std::int16_t(std::uint16_t(loadLE<std::uint32_t>(p) >> 12))) * k2Pow15;
         });
         return true;
     case 9:
         eachIn(src, count, 4, dst, [](const unsigned char* p) {
-            return float(signExtend24((load<std::uint32_t>(p) >> 4) & 0xFFFFFFu)) * k2Pow23;
+            return float(signExtend24((loadLE<std::uint32_t>(p) >> 4) & 0xFFFFFFu)) * k2Pow23;
         });
         return true;
     default:
@@ -142,17 +125,17 @@ bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
 bool fromFloat(int sampleType, const float* src, unsigned count, void* dst) {
     switch (sampleType) {
     case 0:
-        eachOut(src, count, 4, dst, [](unsigned char* q, float x) { store<float>(q, toFloat32(x)); });
+        eachOut(src, count, 4, dst, [](unsigned char* q, float x) { storeLE<float>(q, toFloat32(x)); });
         return true;
     case 1:
-        eachOut(src, count, 2, dst, [](unsigned char* q, float x) { store<std::int16_t>(q, toInt16(x)); });
+        eachOut(src, count, 2, dst, [](unsigned char* q, float x) { storeLE<std::int16_t>(q, toInt16(x)); });
         return true;
     case 2: {
         // Whole words are stored (the fourth byte is overwritten by the next sample) for
         // all but the last sample, which stores exactly its 3 bytes.
         unsigned char* q = static_cast<unsigned char*>(dst);
         const unsigned head = count ? count - 1 : 0;
-        for (unsigned i = 0; i < head; ++i) store<std::int32_t>(q + std::size_t(i) * 3, toInt24(src[i]));
+        for (unsigned i = 0; i < head; ++i) storeLE<std::int32_t>(q + std::size_t(i) * 3, toInt24(src[i]));
         if (count) {
             const std::int32_t v = toInt24(src[head]);
             unsigned char* last = q + std::size_t(head) * 3;
@@ -169,13 +152,13 @@ bool fromFloat(int sampleType, const float* src, unsigned count, void* dst) {
         eachOut(src, count, 1, dst, [](unsigned char* q, float x) { *q = toUint8(x); });
         return true;
     case 5:
-        eachOut(src, count, 4, dst, [](unsigned char* q, float x) { store<std::int32_t>(q, toInt24(x)); });
+        eachOut(src, count, 4, dst, [](unsigned char* q, float x) { storeLE<std::int32_t>(q, toInt24(x)); });
         return true;
     case 6:
-        eachOut(src, count, 4, dst, [](unsigned char* q, float x) { store<std::int32_t>(q, toInt32(x)); });
+        eachOut(src, count, 4, dst, [](unsigned char* q, float x) { storeLE<std::int32_t>(q, toInt32(x)); });
         return true;
     case 7:
-        eachOut(src, count, 8, dst, [](unsigned char* q, float x) { store<double>(q, double(x)); });
+        eachOut(src, count, 8, dst, [](unsigned char* q, float x) { storeLE<double>(q, double(x)); });
         return true;
     default:
         return false;

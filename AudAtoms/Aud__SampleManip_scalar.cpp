@@ -2,6 +2,7 @@
 // group at a time; "generic" uses the exact integer maps of the export conversions and
 // fixed-size copies. The vector tables fall back to "generic" for their tails.
 #include "AudAtoms/Aud__SampleManip.h"
+#include "AudAtoms/detail/ByteAccess.h"
 #include "AudAtoms/detail/SampleKernels.h"
 
 #include <cstddef>
@@ -12,22 +13,6 @@ namespace Aud::SampleManip {
 
 namespace {
 
-template <class T>
-T load(const unsigned char* p) {
-    T v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-
-template <class T>
-void store(unsigned char* p, T v) {
-    std::memcpy(p, &v, sizeof v);
-}
-
-std::int32_t load24(const unsigned char* p) {
-    const std::uint32_t u = std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16;
-    return std::int32_t(u << 8) >> 8;
-}
 
 void store24(unsigned char* p, std::int32_t v) {
     p[0] = std::uint8_t(v);
@@ -40,7 +25,7 @@ void store24(unsigned char* p, std::int32_t v) {
 template <int Type>
 void exportOne(const unsigned char* p, unsigned char* q) {
     if constexpr (Type == 0) {
-        store<float>(q, exportFloat32(load<float>(p)));
+        storeLE<float>(q, exportFloat32(loadLE<float>(p)));
     } else if constexpr (Type == 1) {
         std::memcpy(q, p, 2);   // int16 -> float -> int16 is exact
     } else if constexpr (Type == 2) {
@@ -50,15 +35,15 @@ void exportOne(const unsigned char* p, unsigned char* q) {
     } else if constexpr (Type == 4) {
         *q = std::uint8_t(*p - (*p != 0));   // trunc(s * 127.5 / 128)
     } else if constexpr (Type == 5) {
-        store<std::int32_t>(q, std::int32_t(load<std::uint32_t>(p) << 8) >> 8);
+        storeLE<std::int32_t>(q, std::int32_t(loadLE<std::uint32_t>(p) << 8) >> 8);
     } else if constexpr (Type == 6) {
-        store<std::int32_t>(q, exportInt32(load<std::int32_t>(p)));
+        storeLE<std::int32_t>(q, exportInt32(loadLE<std::int32_t>(p)));
     } else if constexpr (Type == 7) {
-        store<double>(q, exportFloat64(load<double>(p)));
+        storeLE<double>(q, exportFloat64(loadLE<double>(p)));
     } else if constexpr (Type == 8) {
-        store<std::uint32_t>(q, (load<std::uint32_t>(p) >> 12) & 0xFFFFu);
+        storeLE<std::uint32_t>(q, (loadLE<std::uint32_t>(p) >> 12) & 0xFFFFu);
     } else {
-        store<std::int32_t>(q, std::int32_t(load<std::uint32_t>(p) << 4) >> 8);
+        storeLE<std::int32_t>(q, std::int32_t(loadLE<std::uint32_t>(p) << 4) >> 8);
     }
 }
 
@@ -85,8 +70,8 @@ void exportRef(const unsigned char* const* planes, unsigned channels, unsigned f
                unsigned char* out) {
     for (unsigned s = 0; s < frames; ++s)
         for (unsigned c = 0; c < channels; ++c)
-            store<Out>(out + (std::size_t(s) * channels + c) * sizeof(Out),
-                       convert(load<In>(planes[c] + std::size_t(s) * sizeof(In))));
+            storeLE<Out>(out + (std::size_t(s) * channels + c) * sizeof(Out),
+                       convert(loadLE<In>(planes[c] + std::size_t(s) * sizeof(In))));
 }
 
 void exportRef24(const unsigned char* const* planes, unsigned channels, unsigned frames,
@@ -94,7 +79,7 @@ void exportRef24(const unsigned char* const* planes, unsigned channels, unsigned
     for (unsigned s = 0; s < frames; ++s)
         for (unsigned c = 0; c < channels; ++c)
             store24(out + (std::size_t(s) * channels + c) * 3,
-                    exportInt24(load24(planes[c] + std::size_t(s) * 3)));
+                    exportInt24(int24At(planes[c] + std::size_t(s) * 3)));
 }
 
 void splitRef(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes,
@@ -193,21 +178,21 @@ void splitGeneric(const unsigned char* src, unsigned channels, unsigned stride,
 
 void swapPairsGeneric(const unsigned char* src, unsigned char* dst, unsigned count) {
     for (unsigned i = 0; i < count; ++i)
-        store<std::uint16_t>(dst + 2 * std::size_t(i),
-                             __builtin_bswap16(load<std::uint16_t>(src + 2 * std::size_t(i))));
+        storeLE<std::uint16_t>(dst + 2 * std::size_t(i),
+                             __builtin_bswap16(loadLE<std::uint16_t>(src + 2 * std::size_t(i))));
 }
 
 void reverseQuadsGeneric(const unsigned char* src, unsigned char* dst, unsigned count) {
     for (unsigned i = 0; i < count; ++i)
-        store<std::uint32_t>(dst + 4 * std::size_t(i),
-                             __builtin_bswap32(load<std::uint32_t>(src + 4 * std::size_t(i))));
+        storeLE<std::uint32_t>(dst + 4 * std::size_t(i),
+                             __builtin_bswap32(loadLE<std::uint32_t>(src + 4 * std::size_t(i))));
 }
 
 void mirrorLowHalfGeneric(const unsigned char* src, unsigned char* dst, unsigned count) {
     for (unsigned i = 0; i < count; ++i) {
-        const std::uint32_t low = load<std::uint32_t>(src + 4 * std::size_t(i)) & 0xFFFFu;
+        const std::uint32_t low = loadLE<std::uint32_t>(src + 4 * std::size_t(i)) & 0xFFFFu;
         const std::uint32_t swapped = __builtin_bswap16(std::uint16_t(low));
-        store<std::uint32_t>(dst + 4 * std::size_t(i), low | swapped << 16);
+        storeLE<std::uint32_t>(dst + 4 * std::size_t(i), low | swapped << 16);
     }
 }
 

@@ -4,23 +4,12 @@
 // their own flags) never share a definition with the baseline code.
 #pragma once
 
+#include "AudAtoms/detail/ByteAccess.h"
+
 #include <cstdint>
 #include <cstring>
 
 namespace {
-
-// A little-endian T at p (any alignment).
-template <class T>
-T loadLE(const unsigned char* p) {
-    T v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-
-// Three little-endian bytes, the top one carrying the sign.
-inline std::int32_t int24At(const unsigned char* p) {
-    return std::int32_t((std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16) << 8) >> 8;
-}
 
 // Bits 12..27 of a subframe word as signed 16-bit; bits 4..27 as signed 24-bit.
 inline std::int32_t aes16Of(std::uint32_t word) { return std::int16_t(word >> 12); }
