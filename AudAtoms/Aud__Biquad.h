@@ -20,7 +20,8 @@
 // Errors: Qm::Exception::RuntimeError with the message, "ole/AudAtoms/Aud__Biquad" and
 // the line; the section is left as it was.
 // Threads: a section belongs to one thread at a time (the audio thread filters, and
-// whoever configures must not do so concurrently). processSample is real-time safe:
+// whoever configures must not do so concurrently). processSample and processChannels
+// (many channels' cascades side by side, see below) are real-time safe:
 // no allocation, no locks, no exceptions. configure does double-precision design work
 // and no allocation; it throws only on invalid parameters.
 #pragma once
@@ -82,6 +83,17 @@ public:
     }
     float getLastProcessSampleResult() const { return y1_; }
     void reset() { x1_ = x2_ = y1_ = y2_ = 0.0f; }
+
+    // Filters `channels` channels of n samples in place: channel c (x[c]) through the
+    // cascade sections[c * perChannel] .. sections[c * perChannel + perChannel - 1],
+    // first section first. Results and every section's memory afterwards are
+    // bit-identical to calling processSample section by section, sample by sample
+    // (the same single-precision operations in the same order for each channel);
+    // channels whose sections are all active run four at a time in vector lanes, the
+    // others one by one. No two channels may share a section or samples.
+    // Real-time safe: no allocation, no locks, no exceptions.
+    static void processChannels(Biquad* const* sections, unsigned perChannel, float* const* x, unsigned channels,
+                                unsigned n);
 
     float getResponseMagnitudeAtFrequency(float normalisedFrequency) const;
 
