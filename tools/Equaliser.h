@@ -53,6 +53,9 @@ public:
     unsigned numBands() const { return static_cast<unsigned>(specs_.size()); }
     bool empty() const { return specs_.empty(); }
     const Aud::Filter::Biquad& band(unsigned i) const;
+    // Band i as a section to filter with (see EqualiserBank); it lives as long as the
+    // equaliser and moves with it.
+    Aud::Filter::Biquad& section(unsigned i) { return const_cast<Aud::Filter::Biquad&>(band(i)); }
     const EqBandSpec& settings(unsigned i) const { return specs_[i]; }
 
     // Filters x[0 .. n-1] in place through every band in order.

@@ -156,12 +156,16 @@ void Renderer::renderBlock(std::int64_t firstFrame, unsigned frames) {
     }
 
     for (auto& bus : buses_) std::fill(bus.begin(), bus.begin() + std::size_t(g) * 4, 0.0f);
-    const bool inputSolo = mixer_.anyInputSolo();
     for (unsigned i = 0; i < channels_.size(); ++i) {
         Channel& ch = channels_[i];
         float* src = ch.source->decoder.channel(ch.sourceChannel);
-        float* x = ch.store ? applyAutomation(ch, src, frames, blockTime) : src;
-        ch.eq.process(x, frames);
+        channelData_[i] = ch.store ? applyAutomation(ch, src, frames, blockTime) : src;
+    }
+    equalisers_.process(channelData_.data(), frames);
+
+    const bool inputSolo = mixer_.anyInputSolo();
+    for (unsigned i = 0; i < channels_.size(); ++i) {
+        float* x = channelData_[i];
         const int in = int(i);
         if (mixer_.getInputMuteState(in) || (inputSolo && !mixer_.getInputSoloState(in))) continue;
         const float gain = Aud::GainCurve::MixerStyleLog1::UVal2Mag(mixer_.getInputLevel(in));
@@ -200,6 +204,10 @@ RenderStats Renderer::run() {
     platform::ScopedFlushDenormals flushDenormals;
     const auto start = std::chrono::steady_clock::now();
     const double cpuStart = threadCpuSeconds();
+    std::vector<Equaliser*> equalisers;
+    for (Channel& ch : channels_) equalisers.push_back(ch.eq.empty() ? nullptr : &ch.eq);
+    equalisers_ = EqualiserBank(equalisers);
+    channelData_.assign(channels_.size(), nullptr);
     for (Channel& ch : channels_) {
         ch.walk.invalidate();
         if (ch.store) DynamicLevelApplyingIteratorBase(ch.walk).configureForwards(ch.store, double(config_.rate), 0.0);

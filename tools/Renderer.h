@@ -40,6 +40,7 @@
 #include "tools/AudioSource.h"
 #include "tools/BlockDecoder.h"
 #include "tools/Equaliser.h"
+#include "tools/EqualiserBank.h"
 #include "tools/Meters.h"
 
 #include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
@@ -130,6 +131,8 @@ private:
     unsigned maxBlock_ = 0;
     std::vector<std::unique_ptr<Source>> sources_;
     std::vector<Channel> channels_;
+    EqualiserBank equalisers_;        // the channels' equalisers, built by run()
+    std::vector<float*> channelData_; // per block: each channel's samples after automation
     Aud::SimpleMixState mixer_;
     std::vector<std::vector<float>> buses_;   // [mix slot * 2 + side]
     Aud::StreamBufferList outputs_;
