@@ -10,7 +10,9 @@
 //     Aud::DynamicLevelControl::DynamicLevelApplyingIteratorState (reacting at the block
 //     start to edits made since the last block) and applies the runs with the ramp
 //     kernels (MixRender::MultiplyWithDelta, or MultiplyConstant for a flat run);
-//  3. its equaliser filters the result sample by sample (the library's biquads);
+//  3. every input's equaliser filters the result, all inputs at once
+//     (EqualiserBank: Biquad::processChannels, exactly what each Equaliser::process
+//     would give);
 //  4. the mixer state routes it: each input feeds the left and right sides of each mix
 //     bus it is routed to (MultiplyConstantAndAdd2) with gain = fader x pan side, and
 //     each mix bus side feeds the real outputs it is routed to (MultiplyConstantAndAdd)
