@@ -218,7 +218,7 @@ TEST(ToolRender, TheDenormalGuardKeepsFilterTailsOutOfTheSubnormalRange) {
     const unsigned frames = 48000 * 4;
     std::vector<float> impulse(frames, 0.0f);
     impulse[0] = 1.0f;
-    const std::vector<EqBandSpec> bands = {parseEqBand("peaking:40:q=2:+9"), parseEqBand("lowpass:60")};
+    const std::vector<EqBandSettings> bands = {parseEqBand("peaking:40:q=2:+9"), parseEqBand("lowpass:60")};
     auto countSubnormal = [](const std::vector<float>& v) {
         std::size_t n = 0;
         for (float s : v) n += s != 0.0f && std::fabs(s) < std::numeric_limits<float>::min();
@@ -268,7 +268,7 @@ TEST(ToolRender, EqualisersFilteredTogetherGiveWhatEachGivesAlone) {
     std::vector<std::vector<float>> inputs(8, std::vector<float>(frames));
     for (auto& ch : inputs)
         for (float& v : ch) v = u(rng);
-    std::vector<std::vector<EqBandSpec>> bands(8);
+    std::vector<std::vector<EqBandSettings>> bands(8);
     for (unsigned c = 0; c < 8; ++c)
         for (const char* t : bandTexts[c])
             if (t) bands[c].push_back(parseEqBand(t));

@@ -140,12 +140,12 @@ TEST(ToolBands, TypesShapesAndGainsAreRead) {
     EXPECT_EQ(parseEqBand("bell:100").type, Biquad::kPeaking);
     EXPECT_EQ(parseEqBand("ls:100").type, Biquad::kLowShelf);
     EXPECT_EQ(parseEqBand("highshelf:100").type, Biquad::kHighShelf);
-    const EqBandSpec b = parseEqBand("peaking:2.5kHz:bw=0.5:-3dB");
+    const EqBandSettings b = parseEqBand("peaking:2.5kHz:bw=0.5:-3dB");
     EXPECT_EQ(b.frequency, 2500.0f);
     EXPECT_EQ(b.shape.kind, Biquad::ShapeDescriptor::kBandwidthOctaves);
     EXPECT_EQ(b.shape.value, 0.5f);
     EXPECT_EQ(b.gainDb, -3.0);
-    const EqBandSpec c = parseEqBand("peaking:100:+4.5:q=0.5");  // gain and shape in either order
+    const EqBandSettings c = parseEqBand("peaking:100:+4.5:q=0.5");  // gain and shape in either order
     EXPECT_EQ(c.gainDb, 4.5);
     EXPECT_EQ(c.shape.value, 0.5f);
     EXPECT_THROW(parseEqBand("peaking:0"), InputError);
@@ -155,7 +155,7 @@ TEST(ToolBands, TypesShapesAndGainsAreRead) {
 }
 
 TEST(ToolBands, AnEqualiserIsTheLibrarysCascade) {
-    const std::vector<EqBandSpec> bands = {parseEqBand("peaking:1k:q=2:+6"), parseEqBand("lowpass:5k")};
+    const std::vector<EqBandSettings> bands = {parseEqBand("peaking:1k:q=2:+6"), parseEqBand("lowpass:5k")};
     Equaliser eq(bands, 48000);
     ASSERT_EQ(eq.numBands(), 2u);
     // The same bands as plain library sections, one sample at a time.
@@ -170,7 +170,7 @@ TEST(ToolBands, AnEqualiserIsTheLibrarysCascade) {
     // The response is the product of the bands' (the library's group response).
     for (float f : {0.01f, 0.1f, 0.5f})
         EXPECT_EQ(eq.responseMagnitude(f), a.getResponseMagnitudeAtFrequency(f) * b.getResponseMagnitudeAtFrequency(f));
-    EXPECT_THROW(Equaliser(std::vector<EqBandSpec>(6, bands[0]), 48000), InputError);
+    EXPECT_THROW(Equaliser(std::vector<EqBandSettings>(6, bands[0]), 48000), InputError);
     EXPECT_THROW(Equaliser({parseEqBand("lowpass:24000")}, 48000), InputError);
     EXPECT_THROW(Equaliser({parseEqBand("lowshelf:100:bw=1")}, 48000), InputError);  // the library refuses
 }

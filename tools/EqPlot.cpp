@@ -48,7 +48,7 @@ std::vector<double> plotFrequencies(double rate, unsigned points) {
     return f;
 }
 
-std::string bandLabel(const EqBandSpec& band) {
+std::string bandLabel(const EqBandSettings& band) {
     std::string s = eqTypeName(band.type) + " " + fmt("%g", band.frequency) + " Hz";
     switch (band.shape.kind) {
     case Aud::Filter::Biquad::ShapeDescriptor::kQ: s += " q=" + fmt("%g", band.shape.value); break;

@@ -25,7 +25,7 @@ struct EqResponse {
 // Log-spaced frequencies for a sampling rate.
 std::vector<double> plotFrequencies(double rate, unsigned points = 361);
 EqResponse eqResponse(const Equaliser& eq, double rate, const std::vector<double>& freqs, std::string label);
-std::string bandLabel(const EqBandSpec& band);
+std::string bandLabel(const EqBandSettings& band);
 
 std::string eqSvg(const std::vector<EqResponse>& responses, const std::vector<double>& freqs, const std::string& title);
 std::string eqCsv(const EqResponse& response, const std::vector<double>& freqs);

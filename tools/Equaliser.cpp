@@ -61,8 +61,8 @@ std::string eqTypeName(Biquad::eFilterType type) {
     return "none";
 }
 
-EqBandSpec parseEqBand(const std::string& text) {
-    EqBandSpec settings;
+EqBandSettings parseEqBand(const std::string& text) {
+    EqBandSettings settings;
     settings.text = text;
     const auto bad = [&](const std::string& why) { return InputError("band '" + text + "': " + why); };
     const std::vector<std::string> parts = split(text, ':');
@@ -107,7 +107,7 @@ EqBandSpec parseEqBand(const std::string& text) {
     return settings;
 }
 
-Equaliser::Equaliser(const std::vector<EqBandSpec>& bands, float samplingRate) : specs_(bands) {
+Equaliser::Equaliser(const std::vector<EqBandSettings>& bands, float samplingRate) : settings_(bands) {
     if (bands.size() > kMaxBands)
         throw InputError("at most " + std::to_string(kMaxBands) + " bands per equaliser, got " +
                          std::to_string(bands.size()));
@@ -120,7 +120,7 @@ Equaliser::Equaliser(const std::vector<EqBandSpec>& bands, float samplingRate) :
     default: bands_.emplace<5>(); break;
     }
     for (unsigned i = 0; i < bands.size(); ++i) {
-        const EqBandSpec& s = bands[i];
+        const EqBandSettings& s = bands[i];
         if (!(s.frequency > 0 && s.frequency < samplingRate / 2))
             throw InputError("band '" + s.text + "': frequency " + std::to_string(s.frequency) +
                              " Hz is not below half the sampling rate (" + std::to_string(samplingRate / 2) + " Hz)");

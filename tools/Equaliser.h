@@ -25,7 +25,7 @@
 
 namespace audtool {
 
-struct EqBandSpec {
+struct EqBandSettings {
     Aud::Filter::Biquad::eFilterType type = Aud::Filter::Biquad::kNone;
     float frequency = 0;  // Hz
     Aud::Filter::Biquad::ShapeDescriptor shape{};
@@ -36,7 +36,7 @@ struct EqBandSpec {
 
 // Parses a band text; InputError quoting the text for an unknown type (listing the
 // known ones), a bad number or a repeated part.
-EqBandSpec parseEqBand(const std::string& text);
+EqBandSettings parseEqBand(const std::string& text);
 // Short name of a filter type ("peaking").
 std::string eqTypeName(Aud::Filter::Biquad::eFilterType type);
 
@@ -48,15 +48,15 @@ public:
     // Designs the bands at the sampling rate; InputError (quoting the band) for a
     // frequency outside (0, rate/2), more than kMaxBands bands, or a design the library
     // refuses.
-    Equaliser(const std::vector<EqBandSpec>& bands, float samplingRate);
+    Equaliser(const std::vector<EqBandSettings>& bands, float samplingRate);
 
-    unsigned numBands() const { return static_cast<unsigned>(specs_.size()); }
-    bool empty() const { return specs_.empty(); }
+    unsigned numBands() const { return static_cast<unsigned>(settings_.size()); }
+    bool empty() const { return settings_.empty(); }
     const Aud::Filter::Biquad& band(unsigned i) const;
     // Band i as a section to filter with (see EqualiserBank); it lives as long as the
     // equaliser and moves with it.
     Aud::Filter::Biquad& section(unsigned i) { return const_cast<Aud::Filter::Biquad&>(band(i)); }
-    const EqBandSpec& settings(unsigned i) const { return specs_[i]; }
+    const EqBandSettings& settings(unsigned i) const { return settings_[i]; }
 
     // Filters x[0 .. n-1] in place through every band in order.
     void process(float* x, unsigned n);
@@ -67,7 +67,7 @@ private:
     using Bands = std::variant<std::monostate, Aud::Filter::Biquad, Aud::Filter::MultiBandBiquad<2>,
                                Aud::Filter::MultiBandBiquad<3>, Aud::Filter::MultiBandBiquad<4>,
                                Aud::Filter::MultiBandBiquad<5>>;
-    std::vector<EqBandSpec> specs_;
+    std::vector<EqBandSettings> settings_;
     Bands bands_;
 };
 

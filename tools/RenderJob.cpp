@@ -53,7 +53,7 @@ RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<Aud
                 r.setEqualiser(input, Equaliser(setup.eq, float(session.rate)));
             } catch (const InputError& e) {
                 int line = setup.eqLine;
-                for (const EqBandSpec& b : setup.eq)
+                for (const EqBandSettings& b : setup.eq)
                     if (std::string(e.what()).find("'" + b.text + "'") != std::string::npos) line = b.line;
                 throw InputError(session.name + ":" + std::to_string(line) + ": " + e.what());
             }

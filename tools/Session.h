@@ -51,7 +51,7 @@ struct SessionFile {
 struct InputSetup {
     std::vector<AutomationPoint> automation;
     int automationLine = 0;   // line of the section header, 0 when absent
-    std::vector<EqBandSpec> eq;
+    std::vector<EqBandSettings> eq;
     int eqLine = 0;
 };
 

@@ -39,7 +39,7 @@ void writeWhole(const std::string& path, const std::string& text) {
     if (!platform::writeFileAtomically(path, text, &error)) throw InputError(path + ": cannot write: " + error);
 }
 
-void applyToFile(const GlobalOptions& g, const EqOptions& o, const std::vector<EqBandSpec>& bands) {
+void applyToFile(const GlobalOptions& g, const EqOptions& o, const std::vector<EqBandSettings>& bands) {
     SndfileSource source(o.apply);
     const FileFormat& f = source.format();
     int type = f.sampleType == 1 ? 1 : 2;
@@ -71,7 +71,7 @@ void applyToFile(const GlobalOptions& g, const EqOptions& o, const std::vector<E
 }
 
 int runEq(const GlobalOptions& g, const EqOptions& o) {
-    std::vector<EqBandSpec> bands;
+    std::vector<EqBandSettings> bands;
     for (const std::string& b : o.bands) bands.push_back(parseEqBand(b));
     if (!o.apply.empty() && o.output.empty()) throw InputError("--apply needs -o OUT");
     if (o.apply.empty() && !o.output.empty()) throw InputError("-o is the output of --apply IN");
