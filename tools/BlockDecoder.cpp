@@ -10,6 +10,13 @@
 
 namespace audtool {
 
+namespace {
+InputError splitFailed(const AudioSource& source, AudioInterleaver::eStatus status) {
+    return InputError(source.name() + ": the interleaver could not split a block (status " +
+                      std::to_string(int(status)) + ")");
+}
+} // namespace
+
 BlockDecoder::BlockDecoder(const AudioSource& source, unsigned maxFrames)
     : format_(source.format()), splitFormat_(format_.metadata()), maxFrames_(maxFrames) {
     if (splitFormat_.getSampleTypeNumber() != format_.sampleType)
@@ -65,8 +72,7 @@ unsigned BlockDecoder::decode(AudioSource& source, unsigned frames) {
     if (splitInPairs_) return decodeInPairs(source, n);
     const AudioInterleaver::eStatus status = interleaver_.deinterleaveAudio(n, splitFormat_, src, list_);
     if (status != AudioInterleaver::kSuccess || list_.streamBuffers.size() != format_.channels)
-        throw InputError(source.name() + ": the interleaver could not split a block (status " +
-                         std::to_string(int(status)) + ")");
+        throw splitFailed(source, status);
     // A reused list keeps its earlier count; this block holds n frames.
     list_.numSamples = n;
     for (unsigned c = 0; c < format_.channels; ++c)
@@ -83,8 +89,7 @@ unsigned BlockDecoder::decodeInPairs(const AudioSource& source, unsigned n) {
     raw_->setUsed(pairs * 2 * stride);
     const AudioInterleaver::eStatus status = interleaver_.deinterleaveAudio(pairs, splitFormat_, raw_, pairs_);
     if (status != AudioInterleaver::kSuccess || pairs_.streamBuffers.size() != 2)
-        throw InputError(source.name() + ": the interleaver could not split a block (status " +
-                         std::to_string(int(status)) + ")");
+        throw splitFailed(source, status);
     // Even frames are in the first buffer, odd frames in the second, both in host order.
     const auto* even = static_cast<const unsigned char*>(pairs_.streamBuffers[0].memory->getBuffer());
     const auto* odd = static_cast<const unsigned char*>(pairs_.streamBuffers[1].memory->getBuffer());

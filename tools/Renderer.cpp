@@ -201,13 +201,13 @@ void Renderer::renderBlock(std::int64_t firstFrame, unsigned frames) {
 RenderStats Renderer::run() {
     RenderStats stats;
     stats.rate = config_.rate;
-    platform::ScopedFlushDenormals flushDenormals;
-    const auto start = std::chrono::steady_clock::now();
-    const double cpuStart = threadCpuSeconds();
     std::vector<Equaliser*> equalisers;
     for (Channel& ch : channels_) equalisers.push_back(ch.eq.empty() ? nullptr : &ch.eq);
     equalisers_ = EqualiserBank(equalisers);
     channelData_.assign(channels_.size(), nullptr);
+    platform::ScopedFlushDenormals flushDenormals;
+    const auto start = std::chrono::steady_clock::now();
+    const double cpuStart = threadCpuSeconds();
     for (Channel& ch : channels_) {
         ch.walk.invalidate();
         if (ch.store) DynamicLevelApplyingIteratorBase(ch.walk).configureForwards(ch.store, double(config_.rate), 0.0);
