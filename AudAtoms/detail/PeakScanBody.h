@@ -45,6 +45,31 @@ float peakFloat(const unsigned char* p, unsigned n) {
     return float(m);  // float() is monotonic: the largest double gives the largest float
 }
 
+// Folds the whole vectors of n samples (k to a vector; load(i) reads the vector that
+// starts at sample i) into the running maximum mx and minimum mn, two independent
+// chains at a time. Returns the first sample not folded.
+template <class I, class Load, class Max, class Min>
+unsigned foldMinMax(unsigned n, unsigned k, Load load, Max max, Min min, I& mx, I& mn) {
+    I mx1 = mx, mn1 = mn;
+    unsigned i = 0;
+    for (; i + 2 * k <= n; i += 2 * k) {
+        const I v = load(i), w = load(i + k);
+        mx = max(mx, v);
+        mn = min(mn, v);
+        mx1 = max(mx1, w);
+        mn1 = min(mn1, w);
+    }
+    if (i + k <= n) {
+        const I v = load(i);
+        mx = max(mx, v);
+        mn = min(mn, v);
+        i += k;
+    }
+    mx = max(mx, mx1);
+    mn = min(mn, mn1);
+    return i;
+}
+
 // int16 samples (type 1), or bits 12..27 of 32-bit words (type 8).
 template <class S, bool Aes>
 float peakInt16(const unsigned char* p, unsigned n) {
@@ -59,23 +84,9 @@ float peakInt16(const unsigned char* p, unsigned n) {
             return S::loadI(p + 2 * std::size_t(j));
         }
     };
-    typename S::I mx = S::zeroI(), mn = mx, mx1 = mx, mn1 = mx;
-    unsigned i = 0;
-    for (; i + 2 * k <= n; i += 2 * k) {  // two accumulator pairs: independent chains
-        const typename S::I v = load(i), w = load(i + k);
-        mx = S::max16(mx, v);
-        mn = S::min16(mn, v);
-        mx1 = S::max16(mx1, w);
-        mn1 = S::min16(mn1, w);
-    }
-    if (i + k <= n) {
-        const typename S::I v = load(i);
-        mx = S::max16(mx, v);
-        mn = S::min16(mn, v);
-        i += k;
-    }
-    mx = S::max16(mx, mx1);
-    mn = S::min16(mn, mn1);
+    typename S::I mx = S::zeroI(), mn = mx;
+    unsigned i = foldMinMax(n, k, load, [](auto a, auto b) { return S::max16(a, b); },
+                            [](auto a, auto b) { return S::min16(a, b); }, mx, mn);
     int hi = S::hmax16(mx), lo = S::hmin16(mn);
     for (; i < n; ++i) {
         const unsigned char* q = p + stride * std::size_t(i);
@@ -92,23 +103,10 @@ template <class S, bool Signed>
 float peakInt8(const unsigned char* p, unsigned n) {
     constexpr unsigned k = S::kBytes;
     const typename S::I flip = S::set1_8(Signed ? char(0x80) : char(0));
-    typename S::I mx = S::set1_8(char(0x80)), mn = mx, mx1 = mx, mn1 = mx;
-    unsigned i = 0;
-    for (; i + 2 * k <= n; i += 2 * k) {
-        const typename S::I v = S::xorI(S::loadI(p + i), flip), w = S::xorI(S::loadI(p + i + k), flip);
-        mx = S::max8u(mx, v);
-        mn = S::min8u(mn, v);
-        mx1 = S::max8u(mx1, w);
-        mn1 = S::min8u(mn1, w);
-    }
-    if (i + k <= n) {
-        const typename S::I v = S::xorI(S::loadI(p + i), flip);
-        mx = S::max8u(mx, v);
-        mn = S::min8u(mn, v);
-        i += k;
-    }
-    mx = S::max8u(mx, mx1);
-    mn = S::min8u(mn, mn1);
+    typename S::I mx = S::set1_8(char(0x80)), mn = mx;
+    unsigned i = foldMinMax(n, k, [p, flip](unsigned j) { return S::xorI(S::loadI(p + j), flip); },
+                            [](auto a, auto b) { return S::max8u(a, b); },
+                            [](auto a, auto b) { return S::min8u(a, b); }, mx, mn);
     int hi = S::hmax8u(mx), lo = S::hmin8u(mn);
     for (; i < n; ++i) {
         const int v = Signed ? (p[i] ^ 0x80) : p[i];
@@ -138,23 +136,9 @@ void minMax32(const unsigned char* p, unsigned n, std::int64_t& hi, std::int64_t
         if constexpr (Type == 9) return S::template srai32<8>(S::template slli32<4>(S::loadI(q)));
         if constexpr (Type == 6) return S::loadI(q);
     };
-    typename S::I mx = S::set1_32(first), mn = mx, mx1 = mx, mn1 = mx;
-    unsigned i = 0;
-    for (; i + 2 * k <= n; i += 2 * k) {
-        const typename S::I v = load(i), w = load(i + k);
-        mx = S::max32(mx, v);
-        mn = S::min32(mn, v);
-        mx1 = S::max32(mx1, w);
-        mn1 = S::min32(mn1, w);
-    }
-    if (i + k <= n) {
-        const typename S::I v = load(i);
-        mx = S::max32(mx, v);
-        mn = S::min32(mn, v);
-        i += k;
-    }
-    mx = S::max32(mx, mx1);
-    mn = S::min32(mn, mn1);
+    typename S::I mx = S::set1_32(first), mn = mx;
+    unsigned i = foldMinMax(n, k, load, [](auto a, auto b) { return S::max32(a, b); },
+                            [](auto a, auto b) { return S::min32(a, b); }, mx, mn);
     hi = S::hmax32(mx);
     lo = S::hmin32(mn);
     for (; i < n; ++i) {
