@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs every libFuzzer target in the given folder for a bounded time each and
-# fails on any crash, leak or sanitizer report. Corpora live in fuzz/corpus/<target>
+# fails on any crash, leak or sanitizer report. Corpora live in fuzz/<subsystem>/corpus/<target>
 # (seeds, committed) and grow in the build folder.
 set -euo pipefail
 dir=${1:?fuzz folder}
@@ -14,7 +14,7 @@ for f in "$dir"/*_fuzz; do
   work="$dir/corpus-$name"
   mkdir -p "$work"
   seeds=()
-  [[ -d $root/fuzz/corpus/$name ]] && seeds=("$root/fuzz/corpus/$name")
+  for c in "$root"/fuzz/*/corpus/"$name"; do [[ -d $c ]] && seeds+=("$c"); done
   echo "=== $name for ${seconds}s"
   if ! "$f" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$dir/$name-" \
         "$work" "${seeds[@]}" 2>"$dir/$name.log"; then

@@ -4,8 +4,8 @@
 #include "tools/StdoutSilencer.h"
 #include "tools/ToolError.h"
 
-#include "AudAtoms/Aud__SampleConvert.h"
-#include "AudAtoms/Aud__Util_AudAtoms.h"
+#include "AudAtoms/buffers/Aud__SampleConvert.h"
+#include "AudAtoms/core/Aud__Util_AudAtoms.h"
 
 #include <sndfile.h>
 

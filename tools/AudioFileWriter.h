@@ -13,7 +13,7 @@
 
 #include "tools/AtomicOutput.h"
 
-#include "AudAtoms/AudioInterleaver.h"
+#include "AudAtoms/buffers/AudioInterleaver.h"
 
 #include <string>
 #include <vector>

@@ -2,7 +2,7 @@
 
 #include "tools/ToolError.h"
 
-#include "AudAtoms/Aud__SampleConvert.h"
+#include "AudAtoms/buffers/Aud__SampleConvert.h"
 #include "platform/MemHolder.h"
 
 #include <algorithm>

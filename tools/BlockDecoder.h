@@ -19,8 +19,8 @@
 
 #include "tools/AudioSource.h"
 
-#include "AudAtoms/AudioInterleaver.h"
-#include "AudAtoms/Aud__StreamBuffer.h"
+#include "AudAtoms/buffers/AudioInterleaver.h"
+#include "AudAtoms/buffers/Aud__StreamBuffer.h"
 
 #include <vector>
 

@@ -17,7 +17,7 @@
 // Threads: an equaliser belongs to one thread; process() is real-time safe.
 #pragma once
 
-#include "AudAtoms/Aud__Biquad.h"
+#include "AudAtoms/kernels/Aud__Biquad.h"
 
 #include <string>
 #include <variant>

@@ -8,7 +8,7 @@
 // Any other encoding (compressed, a-law, ...) is unsupported.
 #pragma once
 
-#include "AudAtoms/audiometadata.h"
+#include "AudAtoms/buffers/audiometadata.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 #include "tools/Meters.h"
 
-#include "AudAtoms/Aud__MonitoringPoint.h"
+#include "AudAtoms/metering/Aud__MonitoringPoint.h"
 
 #include <cmath>
 #include <cstdio>

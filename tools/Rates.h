@@ -10,7 +10,7 @@
 //   host's Qm::FrameRate code whose rate is within 0.0005 fps (lowest code first).
 #pragma once
 
-#include "AudAtoms/Aud__SampleRate.h"
+#include "AudAtoms/core/Aud__SampleRate.h"
 #include "platform/FrameRate.h"
 
 #include <optional>

@@ -7,7 +7,7 @@
 #include "tools/Renderer.h"
 #include "tools/Session.h"
 
-#include "AudAtoms/Aud__DynamicLevelControl.h"
+#include "AudAtoms/automation/Aud__DynamicLevelControl.h"
 
 #include <memory>
 #include <string>

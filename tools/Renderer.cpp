@@ -3,9 +3,9 @@
 #include "tools/Rates.h"
 #include "tools/ToolError.h"
 
-#include "AudAtoms/Aud__GainCurve.h"
-#include "AudAtoms/Aud__MixRender.h"
-#include "AudAtoms/Aud__Util_Timing.h"
+#include "AudAtoms/kernels/Aud__GainCurve.h"
+#include "AudAtoms/kernels/Aud__MixRender.h"
+#include "AudAtoms/core/Aud__Util_Timing.h"
 #include "platform/FloatingPointMode.h"
 #include "platform/HostTypes.h"
 

@@ -45,9 +45,9 @@
 #include "tools/EqualiserBank.h"
 #include "tools/Meters.h"
 
-#include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
-#include "AudAtoms/Aud__Monitor.h"
-#include "AudAtoms/Aud__SimpleMixState.h"
+#include "AudAtoms/automation/Aud__DynamicLevelApplyingIterator.h"
+#include "AudAtoms/metering/Aud__Monitor.h"
+#include "AudAtoms/mixer/Aud__SimpleMixState.h"
 #include "platform/FrameRate.h"
 
 #include <cstdint>

@@ -4,7 +4,7 @@
 #include "tools/StdoutSilencer.h"
 #include "tools/ToolError.h"
 
-#include "AudAtoms/Aud__Util_Timing.h"
+#include "AudAtoms/core/Aud__Util_Timing.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

@@ -7,9 +7,9 @@
 #include "tools/Rates.h"
 #include "tools/StdoutSilencer.h"
 
-#include "AudAtoms/Aud__Monitor.h"
-#include "AudAtoms/Aud__Util_AudAtoms.h"
-#include "AudAtoms/Aud__Util_Timing.h"
+#include "AudAtoms/metering/Aud__Monitor.h"
+#include "AudAtoms/core/Aud__Util_AudAtoms.h"
+#include "AudAtoms/core/Aud__Util_Timing.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

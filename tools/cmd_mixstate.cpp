@@ -4,7 +4,7 @@
 #include "tools/TextParse.h"
 #include "tools/ToolError.h"
 
-#include "AudAtoms/Aud__SimpleMixState.h"
+#include "AudAtoms/mixer/Aud__SimpleMixState.h"
 #include "platform/HostTypes.h"
 #include "platform/IniFile.h"
 

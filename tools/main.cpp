@@ -6,7 +6,7 @@
 #include "tools/Commands.h"
 #include "tools/ToolError.h"
 
-#include "AudAtoms/Aud__Util_AudAtoms.h"
+#include "AudAtoms/core/Aud__Util_AudAtoms.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "LevelRender.h"
 
-#include "AudAtoms/Aud__MixRender.h"
+#include "AudAtoms/kernels/Aud__MixRender.h"
 
 #include <algorithm>
 

@@ -10,7 +10,7 @@
 // run log are sized up front), so allocation-counting tests may use it.
 #pragma once
 
-#include "AudAtoms/Aud__DynamicLevelApplyingIterator.h"
+#include "AudAtoms/automation/Aud__DynamicLevelApplyingIterator.h"
 
 #include <cstddef>
 #include <cstdint>

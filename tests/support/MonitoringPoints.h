@@ -3,7 +3,7 @@
 // reported as test failures.
 #pragma once
 
-#include "AudAtoms/Aud__MonitoringPoint.h"
+#include "AudAtoms/metering/Aud__MonitoringPoint.h"
 
 namespace testsupport {
 

@@ -1,6 +1,6 @@
 #include "SimpleMixStateTestSupport.h"
 
-#include "AudAtoms/Aud__GainCurve.h"
+#include "AudAtoms/kernels/Aud__GainCurve.h"
 #include "platform/Report.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 // getters, and a generator of random valid states.
 #pragma once
 
-#include "AudAtoms/Aud__SimpleMixState.h"
+#include "AudAtoms/mixer/Aud__SimpleMixState.h"
 
 #include <cstdint>
 #include <functional>

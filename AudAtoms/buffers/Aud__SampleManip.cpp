@@ -1,0 +1,141 @@
+#include "AudAtoms/buffers/Aud__SampleManip.h"
+
+#include "AudAtoms/internal/SampleKernels.h"
+#include "platform/Report.h"
+
+namespace Aud::SampleManip {
+
+float exportFloat32(float x) {
+    if (x > 0.9999999f) return 0.9999999f;
+    if (x < -1.0f) return -1.0f;
+    return x;
+}
+
+std::int16_t exportInt16(std::int16_t s) {
+    const float x = float(s) * 3.0517578e-5f;
+    if (x > 0.9999695f) return 32767;
+    if (x < -1.0f) return -32768;
+    return std::int16_t(std::int32_t(x * 32768.0f));
+}
+
+std::int32_t exportInt24(std::int32_t s) {
+    const float x = float(s) * 1.1920929e-7f;
+    if (x > 0.9999999f) return 0x7FFFFF;
+    if (x < -1.0f) return -0x800000;
+    const std::int32_t v = std::int32_t(x * 8388608.0f);
+    return v < -8388608 ? -8388608 : v;
+}
+
+std::int8_t exportInt8(std::int8_t s) {
+    const float x = float(s) * 0.0078125f;
+    if (x > 0.9921875f) return 127;
+    if (x < -1.0f) return -128;
+    return std::int8_t(std::int32_t(x * 128.0f));
+}
+
+std::uint8_t exportUint8(std::uint8_t s) {
+    // The 127.5 scale differs from the other types' full scale (deliberately).
+    const float x = float(int(s) - 128) * 0.0078125f + 1.0f;
+    if (x > 2.0f) return 255;
+    if (x < 0.0f) return 0;
+    return std::uint8_t(std::int32_t(x * 127.5f));
+}
+
+std::int32_t exportInt32(std::int32_t s) {
+    const float x = float((double(s) + 0.5) / 2147483647.5);
+    if (x > 1.0f) return 0x7FFFFFFF;
+    if (x < -1.0f) return std::int32_t(0x80000000u);
+    return std::int32_t(double(x) * 2147483647.5 - 0.5);
+}
+
+double exportFloat64(double d) { return double(float(d)); }
+
+namespace {
+std::int32_t signExtend24(std::uint32_t v) { return std::int32_t(v << 8) >> 8; }
+} // namespace
+
+std::uint32_t exportPadded24(std::uint32_t word) {
+    return std::uint32_t(exportInt24(signExtend24(word & 0xFFFFFFu)));
+}
+
+std::uint32_t exportAes16(std::uint32_t word) {
+    const std::int16_t s = std::int16_t(std::uint16_t(word >> 12));
+    return std::uint16_t(exportInt16(s));
+}
+
+std::uint32_t exportAes24(std::uint32_t word) {
+    return std::uint32_t(exportInt24(signExtend24((word >> 4) & 0xFFFFFFu)));
+}
+
+#if defined(__x86_64__)
+const Kernels* sse2Kernels() { return &sse2KernelTable(); }
+// __builtin_cpu_init first: this may run before the runtime's own constructors.
+const Kernels* avx2Kernels() {
+    static const bool ok = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
+    return ok ? &avx2KernelTable() : nullptr;
+}
+const Kernels* avx512Kernels() {
+    static const bool ok = (__builtin_cpu_init(),
+                            __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                                __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"));
+    return ok ? &avx512KernelTable() : nullptr;
+}
+#else
+const Kernels* sse2Kernels() { return nullptr; }
+const Kernels* avx2Kernels() { return nullptr; }
+const Kernels* avx512Kernels() { return nullptr; }
+#endif
+
+const Kernels& activeKernels() {
+    static const Kernels* const chosen = [] {
+        if (const Kernels* k = avx512Kernels()) return k;
+        if (const Kernels* k = avx2Kernels()) return k;
+        if (const Kernels* k = sse2Kernels()) return k;
+        return &genericKernels();
+    }();
+    return *chosen;
+}
+
+const char* activeKernelName() { return activeKernels().name; }
+
+bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsigned channels,
+                       unsigned frames, unsigned char* out) {
+    if (sampleType < 0 || sampleType > 9) return false;
+    activeKernels().exportPlanar[sampleType](planes, channels, frames, out);
+    if (sampleType == 5) {
+        // The 24-in-4 path reports itself once for every sample it writes.
+        const unsigned long long samples = (unsigned long long)frames * channels;
+        for (unsigned long long i = 0; i < samples; ++i)
+            assertionReport("false", "ole/AudAtoms/Aud__SampleManip", 514);
+    }
+    return true;
+}
+
+void splitInterleaved(const unsigned char* src, unsigned channels, unsigned stride,
+                      unsigned sampleBytes, bool bigEndian, unsigned frames,
+                      unsigned char* const* outs) {
+    activeKernels().split(src, channels, stride, sampleBytes, bigEndian, frames, outs);
+}
+
+void swapPairs(const unsigned char* src, unsigned char* dst, unsigned pairs) {
+    activeKernels().swapPairs(src, dst, pairs);
+}
+
+void reverseQuads(const unsigned char* src, unsigned char* dst, unsigned quads) {
+    activeKernels().reverseQuads(src, dst, quads);
+}
+
+void mirrorLowHalf(const unsigned char* src, unsigned char* dst, unsigned quads) {
+    activeKernels().mirrorLowHalf(src, dst, quads);
+}
+
+void reverseTriples(const unsigned char* src, unsigned char* dst, unsigned triples) {
+    for (unsigned i = 0; i < triples; ++i, src += 3, dst += 3) {
+        const unsigned char b0 = src[0], b2 = src[2];
+        dst[0] = b2;
+        dst[1] = src[1];
+        dst[2] = b0;
+    }
+}
+
+} // namespace Aud::SampleManip

@@ -1,0 +1,44 @@
+// The AVX-512 loops: sixteen floats per vector, with masked loads and stores for the
+// unaligned head and the tail. Compiled with -mavx512f/bw/dq/vl and run only when the
+// CPU has all four.
+#include "AudAtoms/internal/Aud__MixRender_Loops.h"
+
+#ifdef AUD_MIXRENDER_X86
+#include <immintrin.h>
+
+#include "AudAtoms/internal/Aud__MixRender_SimdBody.h"
+
+namespace Aud::MixRender::Loops {
+
+namespace {
+struct Avx512Ops {
+    using V = __m512;
+    using M = __mmask16;
+    static constexpr std::size_t W = 16, kAlign = 64;
+    static constexpr bool kMasked = true;
+    static V load(const float* p) { return _mm512_loadu_ps(p); }
+    static V loadOnce(const float* p) {
+        V v = _mm512_loadu_ps(p);
+        __asm__("" : "+v"(v));  // keeps the loaded value in a register
+        return v;
+    }
+    static void store(float* p, V v) { _mm512_storeu_ps(p, v); }
+    static void spill(float* p, V v) { _mm512_store_ps(p, v); }
+    static V set1(float x) { return _mm512_set1_ps(x); }
+    static V mul(V a, V b) { return _mm512_mul_ps(a, b); }
+    static V add(V a, V b) { return _mm512_add_ps(a, b); }
+    static V abs(V a) { return _mm512_and_ps(a, _mm512_castsi512_ps(_mm512_set1_epi32(0x7FFFFFFF))); }
+    // x > acc ? x : acc (the all-lanes mask form: the plain intrinsic trips a false
+    // uninitialised-value warning in g++ 12)
+    static V peakMax(V x, V acc) { return _mm512_mask_max_ps(acc, 0xFFFF, x, acc); }
+    static M firstLanes(unsigned k) { return static_cast<M>((1u << k) - 1u); }
+    static V loadMasked(M m, const float* p) { return _mm512_maskz_loadu_ps(m, p); }
+    static void storeMasked(float* p, M m, V v) { _mm512_mask_storeu_ps(p, m, v); }
+    static V peakMaxMasked(M m, V x, V acc) { return _mm512_mask_max_ps(acc, m, x, acc); }
+};
+} // namespace
+
+const Table kAvx512 = Simd::Kernels<Avx512Ops>::table();
+
+} // namespace Aud::MixRender::Loops
+#endif

@@ -1,0 +1,36 @@
+// The SSE2 loops (the x86-64 baseline): four floats per vector.
+#include "AudAtoms/internal/Aud__MixRender_Loops.h"
+
+#ifdef AUD_MIXRENDER_X86
+#include <emmintrin.h>
+
+#include "AudAtoms/internal/Aud__MixRender_SimdBody.h"
+
+namespace Aud::MixRender::Loops {
+
+namespace {
+struct Sse2Ops {
+    using V = __m128;
+    static constexpr std::size_t W = 4, kAlign = 16;
+    using M = unsigned;  // no mask registers: heads and tails go one sample at a time
+    static constexpr bool kMasked = false;
+    static V load(const float* p) { return _mm_loadu_ps(p); }
+    static V loadOnce(const float* p) {
+        V v = _mm_loadu_ps(p);
+        __asm__("" : "+x"(v));  // keeps the loaded value in a register
+        return v;
+    }
+    static void store(float* p, V v) { _mm_storeu_ps(p, v); }
+    static void spill(float* p, V v) { _mm_store_ps(p, v); }
+    static V set1(float x) { return _mm_set1_ps(x); }
+    static V mul(V a, V b) { return _mm_mul_ps(a, b); }
+    static V add(V a, V b) { return _mm_add_ps(a, b); }
+    static V abs(V a) { return _mm_and_ps(a, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF))); }
+    static V peakMax(V x, V acc) { return _mm_max_ps(x, acc); }  // x > acc ? x : acc
+};
+} // namespace
+
+const Table kSse2 = Simd::Kernels<Sse2Ops>::table();
+
+} // namespace Aud::MixRender::Loops
+#endif

@@ -1,0 +1,54 @@
+#include "platform/Report.h"
+
+#include "tests/support/ScratchFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+TEST(ReportConcurrency, LinesLoggedFromSeveralThreadsStayWhole) {
+    testsupport::ScratchDir dir;
+    const std::string path = dir.file("host.log");
+    testsupport::ScopedEnv file("AUDATOMS_LOG_FILE", path.c_str());
+    platform::LogCapture capture;
+    constexpr int kThreads = 4;
+    constexpr int kLines = 300;
+    testing::internal::CaptureStderr();  // the splats
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([t] {
+            for (int i = 0; i < kLines; ++i) {
+                Log("thread %d line %04d %s\n", t, i, "abcdefghijklmnopqrstuvwxyz");
+                if (i % 50 == 0) ole_splat(("splat " + std::to_string(t)).c_str());
+            }
+        });
+    }
+    for (auto& th : threads) th.join();
+    testing::internal::GetCapturedStderr();
+
+    std::set<std::string> expected;
+    for (int t = 0; t < kThreads; ++t) {
+        for (int i = 0; i < kLines; ++i) {
+            char line[80];
+            std::snprintf(line, sizeof line, "thread %d line %04d abcdefghijklmnopqrstuvwxyz", t, i);
+            expected.insert(line);
+        }
+    }
+    for (const std::string& text : {capture.logText(), testsupport::readFile(path)}) {
+        std::istringstream in(text);
+        std::set<std::string> got;
+        std::string line;
+        int count = 0;
+        while (std::getline(in, line)) {
+            got.insert(line);
+            ++count;
+        }
+        EXPECT_EQ(count, kThreads * kLines);
+        EXPECT_EQ(got, expected);
+    }
+    EXPECT_EQ(capture.splats().size(), std::size_t(kThreads) * (kLines / 50));
+}

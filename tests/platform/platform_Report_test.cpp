@@ -1,0 +1,150 @@
+#include "platform/Report.h"
+
+#include "tests/support/ScratchFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using testsupport::ScopedEnv;
+using testsupport::ScratchDir;
+
+namespace {
+// Output of one call on standard output and standard error.
+struct Streams { std::string out, err; };
+
+template <class F>
+Streams captureBoth(F&& f) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    f();
+    Streams s;
+    s.err = testing::internal::GetCapturedStderr();
+    s.out = testing::internal::GetCapturedStdout();
+    return s;
+}
+} // namespace
+
+TEST(Report, AssertionReportPrintsTheExactLineOnStandardOutput) {
+    const Streams s = captureBoth([] { assertionReport("false", "ole/AudAtoms/Aud__SampleRate", 174); });
+    EXPECT_EQ(s.out, "assertion failed false at ole/AudAtoms/Aud__SampleRate line 174\n");
+    EXPECT_EQ(s.err, "");
+}
+
+TEST(Report, AssertionReportKeepsTheConditionTextAsGiven) {
+    const Streams s = captureBoth([] {
+        assertionReport("rate == 48000", "ole/AudAtoms/Aud__Util_AudAtoms", 113);
+        assertionReportAt("i < size_", "ole/qm/Vector line 87");
+    });
+    EXPECT_EQ(s.out,
+              "assertion failed rate == 48000 at ole/AudAtoms/Aud__Util_AudAtoms line 113\n"
+              "assertion failed i < size_ at ole/qm/Vector line 87\n");
+}
+
+TEST(Report, AVeryLongSourceNameIsNotCut) {
+    const std::string source = "ole/AudAtoms/" + std::string(600, 'x');
+    const Streams s = captureBoth([&] { assertionReport("c", source.c_str(), 5); });
+    EXPECT_EQ(s.out, "assertion failed c at " + source + " line 5\n");
+}
+
+TEST(Report, OleSplatWritesTheMessageAndANewlineOnStandardError) {
+    platform::LogCapture capture;
+    const Streams s = captureBoth([] { ole_splat("Method called on invalid IO_ConnectionTypeInfo object"); });
+    EXPECT_EQ(s.err, "Method called on invalid IO_ConnectionTypeInfo object\n");
+    EXPECT_EQ(s.out, "");
+    ASSERT_EQ(capture.splats().size(), 1u);
+    EXPECT_EQ(capture.splats()[0], "Method called on invalid IO_ConnectionTypeInfo object");
+    EXPECT_EQ(capture.logText(), "") << "a splat is not a log text";
+}
+
+TEST(Report, LogWithoutALogFileGoesToStandardError) {
+    ScopedEnv noFile("AUDATOMS_LOG_FILE", nullptr);
+    platform::LogCapture capture;
+    const Streams s = captureBoth([] { Log("Warning: %s %d/%d bytes\n", "layer AS", 3, 12); });
+    EXPECT_EQ(s.err, "Warning: layer AS 3/12 bytes\n");
+    EXPECT_EQ(s.out, "");
+    EXPECT_EQ(capture.logText(), "Warning: layer AS 3/12 bytes\n");
+}
+
+TEST(Report, LogWithALogFileAppendsToTheFileOnly) {
+    ScratchDir dir;
+    const std::string path = dir.file("host.log");
+    ScopedEnv file("AUDATOMS_LOG_FILE", path.c_str());
+    const Streams s = captureBoth([] {
+        Log("first %.2f\n", 1.5);
+        Log("second\n");
+    });
+    EXPECT_EQ(s.err, "");
+    EXPECT_EQ(testsupport::readFile(path), "first 1.50\nsecond\n");
+}
+
+TEST(Report, LogBothWithALogFileWritesTheFileAndStandardError) {
+    ScratchDir dir;
+    const std::string path = dir.file("host.log");
+    testsupport::writeFile(path, "earlier line\n");
+    ScopedEnv file("AUDATOMS_LOG_FILE", path.c_str());
+    platform::LogCapture capture;
+    const Streams s = captureBoth([] { LogBoth("Warning: encountered unreadable SampleRate value!\n"); });
+    EXPECT_EQ(s.err, "Warning: encountered unreadable SampleRate value!\n");
+    EXPECT_EQ(testsupport::readFile(path), "earlier line\nWarning: encountered unreadable SampleRate value!\n");
+    EXPECT_EQ(capture.logText(), "Warning: encountered unreadable SampleRate value!\n") << "recorded once";
+}
+
+TEST(Report, LogBothWithoutALogFileWritesStandardErrorOnce) {
+    ScopedEnv noFile("AUDATOMS_LOG_FILE", nullptr);
+    const Streams s = captureBoth([] { LogBoth("once\n"); });
+    EXPECT_EQ(s.err, "once\n");
+}
+
+TEST(Report, AnEmptyOrUnopenableLogFileFallsBackToStandardError) {
+    {
+        ScopedEnv empty("AUDATOMS_LOG_FILE", "");
+        EXPECT_EQ(captureBoth([] { Log("a\n"); }).err, "a\n");
+    }
+    ScratchDir dir;
+    const std::string path = dir.file("missing-folder/host.log");
+    ScopedEnv bad("AUDATOMS_LOG_FILE", path.c_str());
+    EXPECT_EQ(captureBoth([] { Log("b\n"); }).err, "b\n");
+    EXPECT_EQ(captureBoth([] { LogBoth("c\n"); }).err, "c\n") << "not twice: the log is standard error";
+    EXPECT_FALSE(testsupport::fileExists(path));
+}
+
+TEST(Report, LongLogTextsAreFormattedWhole) {
+    ScopedEnv noFile("AUDATOMS_LOG_FILE", nullptr);
+    platform::LogCapture capture;
+    const std::string big(5000, 'z');
+    captureBoth([&] { Log("[%s]\n", big.c_str()); });
+    EXPECT_EQ(capture.logText(), "[" + big + "]\n");
+}
+
+TEST(Report, NestedCapturesEachRecordWhileAlive) {
+    ScopedEnv noFile("AUDATOMS_LOG_FILE", nullptr);
+    captureBoth([] {
+        platform::LogCapture outer;
+        Log("one\n");
+        {
+            platform::LogCapture inner;
+            Log("two\n");
+            ole_splat("splat two");
+            EXPECT_EQ(inner.logText(), "two\n");
+            EXPECT_EQ(inner.splats(), std::vector<std::string>{"splat two"});
+        }
+        LogBoth("three\n");
+        ole_splat("splat three");
+        EXPECT_EQ(outer.logText(), "one\ntwo\nthree\n");
+        EXPECT_EQ(outer.splats(), (std::vector<std::string>{"splat two", "splat three"}));
+        outer.clear();
+        EXPECT_EQ(outer.logText(), "");
+        EXPECT_TRUE(outer.splats().empty());
+        Log("four\n");
+        EXPECT_EQ(outer.logText(), "four\n");
+    });
+}
+
+TEST(Report, NothingIsRecordedWithoutACapture) {
+    ScopedEnv noFile("AUDATOMS_LOG_FILE", nullptr);
+    captureBoth([] { Log("before\n"); });
+    platform::LogCapture capture;
+    EXPECT_EQ(capture.logText(), "");
+    EXPECT_TRUE(capture.splats().empty());
+}
