@@ -11,9 +11,11 @@
 // wins).
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include <string>
 
 namespace platform {
-bool writeFileAtomically(const std::string& path, const std::string& bytes, std::string* error = nullptr);
-bool readWholeFile(const std::string& path, std::string& bytes, std::string* error = nullptr);
+AUDPLATFORM_EXPORT bool writeFileAtomically(const std::string& path, const std::string& bytes, std::string* error = nullptr);
+AUDPLATFORM_EXPORT bool readWholeFile(const std::string& path, std::string& bytes, std::string* error = nullptr);
 } // namespace platform

@@ -7,6 +7,8 @@
 // config_reset() forgets in-process values. Thread-safe; the file is read on each call.
 #pragma once
 
-int config_int(const char* name, int defaultValue);
-void config_set_int(const char* name, int value);
-void config_reset();
+#include "platform/AudPlatformExport.h"
+
+AUDPLATFORM_EXPORT int config_int(const char* name, int defaultValue);
+AUDPLATFORM_EXPORT void config_set_int(const char* name, int value);
+AUDPLATFORM_EXPORT void config_reset();

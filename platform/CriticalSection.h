@@ -8,13 +8,15 @@
 // enter() blocks; tryEnter() never blocks.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include "platform/Report.h"
 
 #include <atomic>
 #include <mutex>
 #include <thread>
 
-class CriticalSection {
+class AUDPLATFORM_EXPORT CriticalSection {
 public:
     CriticalSection() = default;
     CriticalSection(const CriticalSection&) = delete;
@@ -46,7 +48,7 @@ private:
     int depth_ = 0;
 };
 
-class CriticalSectionGuard {
+class AUDPLATFORM_EXPORT CriticalSectionGuard {
 public:
     explicit CriticalSectionGuard(CriticalSection& cs) : cs_(cs) { cs_.enter(); }
     ~CriticalSectionGuard() { cs_.leave(); }

@@ -16,6 +16,8 @@
 // Threads: every call takes the store's lock; any thread may call anything.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include "platform/LightweightString.h"
 
 #include <map>
@@ -23,7 +25,7 @@
 #include <string>
 #include <variant>
 
-class EditorPreferences {
+class AUDPLATFORM_EXPORT EditorPreferences {
 public:
     int getPreference(const LightweightString<char>& key, int defaultValue) const;
     double getPreference(const LightweightString<char>& key, double defaultValue) const;
@@ -52,4 +54,4 @@ private:
     std::map<std::string, Value> values_;
 };
 
-EditorPreferences& prefs();
+AUDPLATFORM_EXPORT EditorPreferences& prefs();

@@ -3,13 +3,15 @@
 // (the message, the place and the throwing thread), filled in on construction.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace Qm::Exception {
 
-class RuntimeError : public std::runtime_error {
+class AUDPLATFORM_EXPORT RuntimeError : public std::runtime_error {
 public:
     RuntimeError(const std::string& message, const char* file, int line);
 

@@ -7,13 +7,15 @@
 // Threads: the mode is per thread; create and destroy the guard on the same thread.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #if defined(__x86_64__) || defined(__i386__)
 #include <xmmintrin.h>
 #endif
 
 namespace platform {
 
-class ScopedFlushDenormals {
+class AUDPLATFORM_EXPORT ScopedFlushDenormals {
 public:
 #if defined(__x86_64__) || defined(__i386__)
     static constexpr unsigned kFlushToZero = 0x8000;      // MXCSR bit 15

@@ -14,6 +14,8 @@
 // 1/25 s); thread-safe (atomic).
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 namespace Qm {
 
 enum FrameRate : int {
@@ -68,21 +70,21 @@ enum FrameRate : int {
     FrameRate239_76 = 47,       // 240000/1001
 };
 
-double getFramesPerSecond(FrameRate rate);
+AUDPLATFORM_EXPORT double getFramesPerSecond(FrameRate rate);
 
-struct OutputGearing {
+struct AUDPLATFORM_EXPORT OutputGearing {
     double scale = 1.0;
     double offset = 0.0;
 };
 
 namespace CurrentProject {
-double getFrameDuration();
-void setFrameDuration(double seconds);
+AUDPLATFORM_EXPORT double getFrameDuration();
+AUDPLATFORM_EXPORT void setFrameDuration(double seconds);
 } // namespace CurrentProject
 
 } // namespace Qm
 
-double mPosn_Xlate_CelToClock(double position, const Qm::OutputGearing& gearing);
+AUDPLATFORM_EXPORT double mPosn_Xlate_CelToClock(double position, const Qm::OutputGearing& gearing);
 
 // Host media and transfer enumerations (plain numeric enums).
 enum MediumRollMedium : int {

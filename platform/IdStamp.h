@@ -4,10 +4,12 @@
 // invalid id, which compares equal to every other invalid id and below all valid ones.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include <cstdint>
 #include <functional>
 
-class IdStamp {
+class AUDPLATFORM_EXPORT IdStamp {
 public:
     IdStamp();
     static IdStamp invalidId() { IdStamp s(0); return s; }

@@ -15,6 +15,8 @@
 // Threads: one file object belongs to one thread at a time.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include "platform/LightweightString.h"
 
 #include <string>
@@ -22,7 +24,7 @@
 
 namespace Qm {
 
-class AttribValuePair {
+class AUDPLATFORM_EXPORT AttribValuePair {
 public:
     AttribValuePair() = default;
     AttribValuePair(const LightweightString<char>& line, char separator);
@@ -41,7 +43,7 @@ private:
 
 } // namespace Qm
 
-class QmIniFile {
+class AUDPLATFORM_EXPORT QmIniFile {
 public:
     using Section = std::vector<Qm::AttribValuePair>;
 

@@ -8,6 +8,8 @@
 // not to be written by two threads at once (its buffer may be shared freely).
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -86,15 +88,15 @@ using WString = LightweightString<wchar_t>;
 // bytes that did fit, and decoding resumes at the byte that did not. The second byte
 // is range-checked (E0: A0..BF, ED: 80..9F, F0: 90..BF, F4: 80..8F), so overlong
 // forms, surrogates and values above U+10FFFF give one U+FFFD per byte.
-LightweightString<char> toUTF8(const LightweightString<wchar_t>& wide);
-LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8);
+AUDPLATFORM_EXPORT LightweightString<char> toUTF8(const LightweightString<wchar_t>& wide);
+AUDPLATFORM_EXPORT LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8);
 
 namespace Qm {
 // Widens 7-bit ASCII byte by byte (bytes above 0x7F become U+FFFD). Null gives null.
-LightweightString<wchar_t> WStringFromAscii(const char* ascii);
+AUDPLATFORM_EXPORT LightweightString<wchar_t> WStringFromAscii(const char* ascii);
 inline LightweightString<wchar_t> WStringFromAscii(const LightweightString<char>& a) {
     return a.isNull() ? LightweightString<wchar_t>() : WStringFromAscii(a.c_str());
 }
 // Decimal text of a signed integer, e.g. -12 gives L"-12".
-LightweightString<wchar_t> WStringFromInteger(long long value);
+AUDPLATFORM_EXPORT LightweightString<wchar_t> WStringFromInteger(long long value);
 } // namespace Qm

@@ -4,11 +4,13 @@
 // Threads: the count is atomic; the bytes belong to one thread at a time.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include "platform/Ptr.h"
 
 #include <memory>
 
-class iMemHolder : public iObject {
+class AUDPLATFORM_EXPORT iMemHolder : public iObject {
 public:
     ~iMemHolder() override = default;
     virtual void* getBuffer() const = 0;         // first byte
@@ -17,7 +19,7 @@ public:
     virtual int setUsed(unsigned bytes) = 0;     // 0 on success
 };
 
-class ByteBufferImpl : public iMemHolder {
+class AUDPLATFORM_EXPORT ByteBufferImpl : public iMemHolder {
 public:
     ByteBufferImpl() = default;
     explicit ByteBufferImpl(unsigned bytes) { alloc(bytes); }
@@ -39,5 +41,5 @@ private:
 };
 
 namespace Qm {
-void Memset(void* dst, unsigned char value, unsigned int bytes);
+AUDPLATFORM_EXPORT void Memset(void* dst, unsigned char value, unsigned int bytes);
 }

@@ -5,6 +5,8 @@
 // the service would; for tests of that path.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include "platform/LightweightString.h"
 
 #include <atomic>
@@ -22,7 +24,7 @@ struct TemplatedNew {
 };
 } // namespace TypeManip
 
-class NamedObjectsNamespace {
+class AUDPLATFORM_EXPORT NamedObjectsNamespace {
 public:
     static NamedObjectsNamespace& global();
 

@@ -4,10 +4,12 @@
 // never allocate or block, so the audio thread may use them.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include <cstddef>
 #include <cstdint>
 
-class OSServices {
+class AUDPLATFORM_EXPORT OSServices {
 public:
     void* allocate(std::size_t bytes);
     void deallocate(void* p);
@@ -16,10 +18,10 @@ public:
     std::uint32_t uniqueId();
 };
 
-OSServices* OS();
+AUDPLATFORM_EXPORT OSServices* OS();
 
 // Monotonic milliseconds since an arbitrary start, as a double.
-double service_get_msecs_precise();
+AUDPLATFORM_EXPORT double service_get_msecs_precise();
 
 namespace platform {
 // While alive, service_get_msecs_precise() returns now() instead of the real clock
@@ -27,7 +29,7 @@ namespace platform {
 // restores what was in force when it was made (the outer override's time, or the
 // real clock). Create and destroy them on one thread, innermost first; the clock may
 // be read from any thread meanwhile.
-class ClockOverride {
+class AUDPLATFORM_EXPORT ClockOverride {
 public:
     explicit ClockOverride(double startMsecs);
     ~ClockOverride();

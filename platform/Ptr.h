@@ -4,6 +4,8 @@
 // Threads: counts are atomic; one Ptr object is not to be written by two threads at once.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include <atomic>
 #include <cstddef>
 #include <type_traits>
@@ -11,7 +13,7 @@
 
 namespace Qm {
 
-class InternalRefCount {
+class AUDPLATFORM_EXPORT InternalRefCount {
 public:
     InternalRefCount() = default;
     InternalRefCount(const InternalRefCount&) : refs_(0) {}
@@ -29,7 +31,7 @@ private:
 
 } // namespace Qm
 
-class iObject : public virtual Qm::InternalRefCount {
+class AUDPLATFORM_EXPORT iObject : public virtual Qm::InternalRefCount {
 public:
     ~iObject() override = default;
 };

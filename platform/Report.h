@@ -15,22 +15,24 @@
 // Threads: all of these may be called from any thread; each call writes whole lines.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include <string>
 #include <vector>
 
 // Prints "assertion failed <condition> at <source> line <line>\n" on standard output.
-void assertionReport(const char* condition, const char* source, int line);
+AUDPLATFORM_EXPORT void assertionReport(const char* condition, const char* source, int line);
 // Prints "assertion failed <condition> at <position>\n" with a ready-made position.
-void assertionReportAt(const char* condition, const char* position);
+AUDPLATFORM_EXPORT void assertionReportAt(const char* condition, const char* position);
 
-void ole_splat(const char* message);
+AUDPLATFORM_EXPORT void ole_splat(const char* message);
 
-void Log(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
-void LogBoth(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+AUDPLATFORM_EXPORT void Log(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+AUDPLATFORM_EXPORT void LogBoth(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 
 namespace platform {
 
-class LogCapture {
+class AUDPLATFORM_EXPORT LogCapture {
 public:
     LogCapture();
     ~LogCapture();

@@ -17,19 +17,21 @@
 // Threads: any thread; lookups take a lock and may allocate.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include "platform/LightweightString.h"
 
-LightweightString<wchar_t> resourceStrW(int id);
+AUDPLATFORM_EXPORT LightweightString<wchar_t> resourceStrW(int id);
 
 // The resource text with prefix and suffix around it. format selects the padding:
 // 0 uses the text as it is; 1 pads the text with one blank on each side before
 // adding prefix and suffix.
-LightweightString<wchar_t> paddedResourceStrW(int id,
+AUDPLATFORM_EXPORT LightweightString<wchar_t> paddedResourceStrW(int id,
                                               const LightweightString<wchar_t>& prefix,
                                               const LightweightString<wchar_t>& suffix,
                                               int format = 0);
 
 namespace platform {
 // Forgets a loaded translation table so the next lookup reads AUDATOMS_RESOURCES again.
-void reloadResources();
+AUDPLATFORM_EXPORT void reloadResources();
 }

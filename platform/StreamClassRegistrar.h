@@ -18,7 +18,7 @@
 
 #include <vector>
 
-class StreamClassRegistrar {
+class AUDPLATFORM_EXPORT StreamClassRegistrar {
 public:
     StreamClassRegistrar(const LightweightString<char>& longName, const LightweightString<char>& shortName,
                          Streamable::BuilderType builder);

@@ -41,7 +41,7 @@ enum StreamLayerStatus : int {
 };
 inline bool STRM_succeeded(int status) { return status == kStreamLayerOk || status == kStreamLayerEmpty; }
 
-struct StreamLayerVersion {
+struct AUDPLATFORM_EXPORT StreamLayerVersion {
     unsigned major = 0;
     unsigned minor = 0;
 };
@@ -49,14 +49,14 @@ struct StreamLayerVersion {
 // What a layer is called: its short name ("AS") and its printable type name
 // ("Aud::SimpleMixState"); objectName is the printable name of the object's own class,
 // used in messages.
-struct StreamLayerNames {
+struct AUDPLATFORM_EXPORT StreamLayerNames {
     std::string shortName;
     std::string layerName;
     std::string objectName;
 };
 
 // A layer header as read from a stream.
-struct StreamLayerHeader {
+struct AUDPLATFORM_EXPORT StreamLayerHeader {
     LightweightString<char> shortName;
     StreamLayerVersion version;
     std::uint32_t ownLength = 0;
@@ -64,14 +64,14 @@ struct StreamLayerHeader {
 };
 
 // Writes one header in the stream's current format.
-void STRM_writeLayerHeader(PStream& s, const char* shortName, StreamLayerVersion version,
+AUDPLATFORM_EXPORT void STRM_writeLayerHeader(PStream& s, const char* shortName, StreamLayerVersion version,
                            std::uint32_t ownLength, std::uint32_t totalLength);
 
 // Reads one header: the short name, the versions (an outermost "$"/"Streamable" layer
 // sets the stream's format number from its major version), the two lengths. False,
 // with the message appended to the stream's error text, for an oversized format-1
 // version or an unrecognised format number.
-bool STRM_readLayerHeader(PStream& s, StreamLayerHeader& header);
+AUDPLATFORM_EXPORT bool STRM_readLayerHeader(PStream& s, StreamLayerHeader& header);
 
 using StreamLayerPacker = std::function<void(PStream&)>;
 using StreamInnerPacker = std::function<int(PStream&)>;
@@ -79,14 +79,14 @@ using StreamLayerUnpacker = std::function<void(PStream&)>;
 using StreamInnerUnpacker = std::function<int(PStream&)>;
 
 // Packs one layer: header, packOwn (which may change version), packInner.
-int STRM_packLayer(PStream& s, const char* shortName, StreamLayerVersion& version,
+AUDPLATFORM_EXPORT int STRM_packLayer(PStream& s, const char* shortName, StreamLayerVersion& version,
                    const StreamLayerPacker& packOwn, const StreamInnerPacker& packInner);
 
 // Unpacks one layer into version, unpackOwn and unpackInner (see the header comment).
-int STRM_unpackLayer(PStream& s, const StreamLayerNames& names, StreamLayerVersion& version,
+AUDPLATFORM_EXPORT int STRM_unpackLayer(PStream& s, const StreamLayerNames& names, StreamLayerVersion& version,
                      const StreamLayerUnpacker& unpackOwn, const StreamInnerUnpacker& unpackInner);
 
 // The demangled name of a type, e.g. "Aud::SimpleMixState".
-std::string STRM_printableTypeName(const std::type_info& type);
+AUDPLATFORM_EXPORT std::string STRM_printableTypeName(const std::type_info& type);
 
 #endif // AUDATOMS_PLATFORM_STREAMLAYERS_H

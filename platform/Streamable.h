@@ -33,7 +33,7 @@
 #include <type_traits>
 #include <typeinfo>
 
-class Streamable : public virtual iObject {
+class AUDPLATFORM_EXPORT Streamable : public virtual iObject {
 public:
     // Builds an object of a registered class from a stream (see StreamClassRegistrar).
     using BuilderType = Qm::Ptr<Streamable> (*)(PStream&);
@@ -66,7 +66,7 @@ private:
     mutable StreamLayerVersion streamableVersion_{2, 0};
 };
 
-class Taggable : public Streamable {
+class AUDPLATFORM_EXPORT Taggable : public Streamable {
 public:
     static const char* STRM_shortLayerName() { return "T"; }
     StreamLayerVersion& STRM_layerVersion() const { return taggableVersion_; }

@@ -14,12 +14,14 @@
 // Threads: a stream belongs to one thread at a time.
 #pragma once
 
+#include "platform/AudPlatformExport.h"
+
 #include "platform/LightweightString.h"
 
 #include <cstdint>
 #include <string>
 
-class StreamFile {
+class AUDPLATFORM_EXPORT StreamFile {
 public:
     StreamFile() = default;
     ~StreamFile();
@@ -71,7 +73,7 @@ private:
     std::string error_;
 };
 
-class PStream {
+class AUDPLATFORM_EXPORT PStream {
 public:
     explicit PStream(StreamFile& file) : file_(file) {}
 

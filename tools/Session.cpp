@@ -5,6 +5,8 @@
 #include "tools/TextParse.h"
 #include "tools/ToolError.h"
 
+#include "AudAtoms/mixer/Aud__SimpleMixState.h"
+
 #include "platform/AtomicFile.h"
 #include "platform/HostTypes.h"
 
@@ -16,18 +18,11 @@
 namespace audtool {
 
 const std::vector<std::string>& mixerSectionNames() {
-    static const std::vector<std::string> names = {
-        "SimpleMixState",
-        "SimpleMixState.InputChannels.Fader",
-        "SimpleMixState.InputChannels.Pan",
-        "SimpleMixState.InputChannels.Mute",
-        "SimpleMixState.InputChannels.Solo",
-        "SimpleMixState.InputChannels.RouteToMix",
-        "SimpleMixState.MixChannels.Fader",
-        "SimpleMixState.MixChannels.Mute",
-        "SimpleMixState.MixChannels.Solo",
-        "SimpleMixState.MixChannels.RouteToOutput",
-    };
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all{Aud::SimpleMixState::kConfigMainSection};
+        for (const char* name : Aud::SimpleMixState::kConfigChannelSections) all.emplace_back(name);
+        return all;
+    }();
     return names;
 }
 

@@ -23,6 +23,8 @@
 // blocks beyond that lock or throws.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/automation/Aud__DynamicLevelControl.h"
 
 #include <cstdint>
@@ -31,7 +33,7 @@ namespace Aud {
 namespace DynamicLevelControl {
 
 // The whole position of a walk, owned by the caller (one per playing stream).
-struct DynamicLevelApplyingIteratorState {
+struct AUDATOMS_EXPORT DynamicLevelApplyingIteratorState {
     Store::NodePos nodeIter_{};         // the node being approached
     const Store* store_ = nullptr;      // null: no automation
     std::uint32_t samplesToNextNode_ = 0;
@@ -55,7 +57,7 @@ struct DynamicLevelApplyingIteratorState {
     void invalidate();
 };
 
-class DynamicLevelApplyingIteratorBase {
+class AUDATOMS_EXPORT DynamicLevelApplyingIteratorBase {
 public:
     explicit DynamicLevelApplyingIteratorBase(DynamicLevelApplyingIteratorState& state) : state_(state) {}
 

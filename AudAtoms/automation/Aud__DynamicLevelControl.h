@@ -30,6 +30,8 @@
 // reader set has room (it keeps room for the readers it has seen) do not.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/automation/Aud__DynamicLevelClientSet.h"
 #include "AudAtoms/automation/Aud__DynamicLevelNodeTree.h"
 #include "platform/CriticalSection.h"
@@ -42,7 +44,7 @@ namespace DynamicLevelControl {
 
 class DynamicLevelApplyingIteratorBase;
 
-class Store {
+class AUDATOMS_EXPORT Store {
 public:
     enum eNodeType : std::int32_t {
         kNormal = 0,

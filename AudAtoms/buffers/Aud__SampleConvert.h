@@ -31,14 +31,16 @@
 // no exceptions).
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 namespace Aud::SampleConvert {
 
 // Converts count samples of sampleType at src into floats at dst. False, writing
 // nothing, for a sample type outside 0..9.
-bool toFloat(int sampleType, const void* src, unsigned count, float* dst);
+AUDATOMS_EXPORT bool toFloat(int sampleType, const void* src, unsigned count, float* dst);
 
 // Converts count floats at src into samples of sampleType at dst. False, writing
 // nothing, for a sample type outside 0..7.
-bool fromFloat(int sampleType, const float* src, unsigned count, void* dst);
+AUDATOMS_EXPORT bool fromFloat(int sampleType, const float* src, unsigned count, void* dst);
 
 } // namespace Aud::SampleConvert

@@ -1,6 +1,7 @@
 #include "AudAtoms/buffers/Aud__SampleManip.h"
 
-#include "AudAtoms/internal/SampleKernels.h"
+#include "AudAtoms/buffers/Aud__SampleManip_testing.h"
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
 #include "platform/Report.h"
 
 namespace Aud::SampleManip {
@@ -67,18 +68,11 @@ std::uint32_t exportAes24(std::uint32_t word) {
     return std::uint32_t(exportInt24(signExtend24((word >> 4) & 0xFFFFFFu)));
 }
 
-#if defined(__x86_64__)
-const Kernels* sse2Kernels() { return &sse2KernelTable(); }
-// __builtin_cpu_init first: this may run before the runtime's own constructors.
-const Kernels* avx2Kernels() {
-    static const bool ok = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
-    return ok ? &avx2KernelTable() : nullptr;
-}
+#ifdef AUDATOMS_X86_64
+const Kernels* sse2Kernels() { return Cpu::supports(Cpu::eInstructionSet::kSSE2) ? &sse2KernelTable() : nullptr; }
+const Kernels* avx2Kernels() { return Cpu::supports(Cpu::eInstructionSet::kAVX2) ? &avx2KernelTable() : nullptr; }
 const Kernels* avx512Kernels() {
-    static const bool ok = (__builtin_cpu_init(),
-                            __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                                __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"));
-    return ok ? &avx512KernelTable() : nullptr;
+    return Cpu::supports(Cpu::eInstructionSet::kAVX512) ? &avx512KernelTable() : nullptr;
 }
 #else
 const Kernels* sse2Kernels() { return nullptr; }

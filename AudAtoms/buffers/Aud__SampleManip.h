@@ -34,21 +34,23 @@
 // The implementations are chosen once, on first use, from the CPU's features.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include <cstdint>
 
 namespace Aud::SampleManip {
 
 // ---- per-sample definitions of the export conversion ----
-float exportFloat32(float x);
-std::int16_t exportInt16(std::int16_t s);
-std::int32_t exportInt24(std::int32_t s);       // s in [-2^23, 2^23)
-std::int8_t exportInt8(std::int8_t s);
-std::uint8_t exportUint8(std::uint8_t s);
-std::int32_t exportInt32(std::int32_t s);
-double exportFloat64(double d);
-std::uint32_t exportPadded24(std::uint32_t word);   // type 5
-std::uint32_t exportAes16(std::uint32_t word);      // type 8
-std::uint32_t exportAes24(std::uint32_t word);      // type 9
+AUDATOMS_EXPORT float exportFloat32(float x);
+AUDATOMS_EXPORT std::int16_t exportInt16(std::int16_t s);
+AUDATOMS_EXPORT std::int32_t exportInt24(std::int32_t s);       // s in [-2^23, 2^23)
+AUDATOMS_EXPORT std::int8_t exportInt8(std::int8_t s);
+AUDATOMS_EXPORT std::uint8_t exportUint8(std::uint8_t s);
+AUDATOMS_EXPORT std::int32_t exportInt32(std::int32_t s);
+AUDATOMS_EXPORT double exportFloat64(double d);
+AUDATOMS_EXPORT std::uint32_t exportPadded24(std::uint32_t word);   // type 5
+AUDATOMS_EXPORT std::uint32_t exportAes16(std::uint32_t word);      // type 8
+AUDATOMS_EXPORT std::uint32_t exportAes24(std::uint32_t word);      // type 9
 
 // ---- block operations (dispatched to the fastest kernels the CPU runs) ----
 
@@ -56,21 +58,18 @@ std::uint32_t exportAes24(std::uint32_t word);      // type 9
 // (frames * channels * sampleTypeStride(sampleType) bytes), converting each sample as
 // above. Type 5 prints "assertion failed false at ole/AudAtoms/Aud__SampleManip line 514"
 // once per sample written. Returns false (writing nothing) for a type outside 0..9.
-bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsigned channels,
+AUDATOMS_EXPORT bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsigned channels,
                        unsigned frames, unsigned char* out);
 
 // Splits `frames` frames of `channels` * `stride` bytes from `src` into outs[c]
 // (frames * sampleBytes bytes each). The caller guarantees every read stays inside src.
-void splitInterleaved(const unsigned char* src, unsigned channels, unsigned stride,
+AUDATOMS_EXPORT void splitInterleaved(const unsigned char* src, unsigned channels, unsigned stride,
                       unsigned sampleBytes, bool bigEndian, unsigned frames,
                       unsigned char* const* outs);
 
-void swapPairs(const unsigned char* src, unsigned char* dst, unsigned pairs);
-void reverseTriples(const unsigned char* src, unsigned char* dst, unsigned triples);
-void reverseQuads(const unsigned char* src, unsigned char* dst, unsigned quads);
-void mirrorLowHalf(const unsigned char* src, unsigned char* dst, unsigned quads);
-
-// Name of the kernel set in use: "scalar", "sse2", "avx2" or "avx512".
-const char* activeKernelName();
+AUDATOMS_EXPORT void swapPairs(const unsigned char* src, unsigned char* dst, unsigned pairs);
+AUDATOMS_EXPORT void reverseTriples(const unsigned char* src, unsigned char* dst, unsigned triples);
+AUDATOMS_EXPORT void reverseQuads(const unsigned char* src, unsigned char* dst, unsigned quads);
+AUDATOMS_EXPORT void mirrorLowHalf(const unsigned char* src, unsigned char* dst, unsigned quads);
 
 } // namespace Aud::SampleManip

@@ -1,5 +1,7 @@
 // The avx2 sample kernel table (see internal/SampleKernelBody.h).
-#if defined(__x86_64__)
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
+
+#ifdef AUDATOMS_X86_64
 #include "AudAtoms/internal/SimdAvx2.h"
 #include "AudAtoms/internal/SampleKernelBody.h"
 

@@ -3,7 +3,7 @@
 // fixed-size copies. The vector tables fall back to "generic" for their tails.
 #include "AudAtoms/buffers/Aud__SampleManip.h"
 #include "AudAtoms/internal/ByteAccess.h"
-#include "AudAtoms/internal/SampleKernels.h"
+#include "AudAtoms/buffers/Aud__SampleManip_testing.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -20,6 +20,8 @@
 // not allocate sample memory; MemRef construction allocates nothing but itself.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "platform/MemHolder.h"
 #include "platform/Ptr.h"
 
@@ -27,7 +29,7 @@
 
 namespace Aud {
 
-struct StreamBuffer {
+struct AUDATOMS_EXPORT StreamBuffer {
     // userTag 0, no memory, 0 samples, sample type -1.
     StreamBuffer() = default;
     // The three fields given; no memory yet (hasMemory false).
@@ -41,7 +43,7 @@ struct StreamBuffer {
     int sampleType = -1;          // sample type number, -1 = unknown
 };
 
-struct StreamBufferList {
+struct AUDATOMS_EXPORT StreamBufferList {
     std::vector<StreamBuffer> streamBuffers;   // one per channel, channel order
     unsigned numSamples = 0;                   // samples per buffer
     int sampleType = -1;                       // shared by all entries
@@ -49,7 +51,7 @@ struct StreamBufferList {
 
 } // namespace Aud
 
-class MemRef : public iMemHolder {
+class AUDATOMS_EXPORT MemRef : public iMemHolder {
 public:
     // A view of `size` bytes starting `offset` bytes into `target`.
     MemRef(Qm::Ptr<iMemHolder> target, unsigned offset, unsigned size);

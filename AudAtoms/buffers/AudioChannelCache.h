@@ -13,19 +13,21 @@
 // a map node; getResult() allocates one MemRef when it returns a view.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/buffers/Aud__StreamBuffer.h"
 
 #include <cstdint>
 #include <map>
 
-struct AudioChannelCacheReq {
+struct AUDATOMS_EXPORT AudioChannelCacheReq {
     unsigned key;           // which source
     unsigned channel;       // index into the entry's buffer list
     std::uint64_t start;    // first sample wanted
     unsigned length;        // samples wanted
 };
 
-class AudioChannelCache {
+class AUDATOMS_EXPORT AudioChannelCache {
 public:
     struct CacheEntry {
         Aud::StreamBufferList buffers;   // empty: 0 samples, sample type -1

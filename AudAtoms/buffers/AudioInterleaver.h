@@ -33,13 +33,15 @@
 // the conversions themselves never allocate, lock or throw.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/buffers/Aud__StreamBuffer.h"
 #include "AudAtoms/buffers/audiometadata.h"
 
 #include <memory>
 #include <vector>
 
-class AudioInterleaver {
+class AUDATOMS_EXPORT AudioInterleaver {
 public:
     enum eStatus : int {
         kSuccess = 0,

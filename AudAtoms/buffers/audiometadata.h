@@ -21,6 +21,8 @@
 // CompressionFormatAsString() allocates (its string).
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "platform/LightweightString.h"
 
 #include <cstdint>
@@ -80,7 +82,7 @@ enum eLocation : int {
 // The WAVEFORMATEX layout, 18 bytes, no padding. Values are in host byte order, which
 // on the little-endian hosts this library runs on is the byte order of the file.
 #pragma pack(push, 1)
-struct WavHeaderEx {
+struct AUDATOMS_EXPORT WavHeaderEx {
     std::uint16_t wFormatTag;       // 1 PCM, 3 IEEE float, 0xFFFE extensible, 0x50/0x55 MPEG
     std::uint16_t nChannels;
     std::uint32_t nSamplesPerSec;   // Hz
@@ -94,10 +96,10 @@ static_assert(sizeof(WavHeaderEx) == 18, "WavHeaderEx must be the 18-byte WAVEFO
 
 // Container width in bytes of a sample type number 0..9 (4,2,3,1,1,4,4,8,4,4);
 // 0 for any other number. Significant bits: 32,16,24,8,8,24,32,64,16,24; 0 otherwise.
-unsigned sampleTypeStride(int sampleTypeNumber);
-unsigned sampleTypeBits(int sampleTypeNumber);
+AUDATOMS_EXPORT unsigned sampleTypeStride(int sampleTypeNumber);
+AUDATOMS_EXPORT unsigned sampleTypeBits(int sampleTypeNumber);
 
-class Metadata {
+class AUDATOMS_EXPORT Metadata {
 public:
     // Every field zero (data type 0, sample type number 0, stride 0): the state of a
     // format that has not been set yet.

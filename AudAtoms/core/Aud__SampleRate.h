@@ -30,6 +30,8 @@
 // (a named-object lookup: a lock and an allocation). Text and display functions allocate.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/core/Aud__Status.h"
 #include "AudAtoms/core/SearchableVector.h"
 #include "platform/LightweightString.h"
@@ -67,7 +69,7 @@ enum eFactor : unsigned {
 constexpr eFactor operator|(eFactor a, eFactor b) { return eFactor(unsigned(a) | unsigned(b)); }
 constexpr eFactor operator&(eFactor a, eFactor b) { return eFactor(unsigned(a) & unsigned(b)); }
 
-class SampleRate {
+class AUDATOMS_EXPORT SampleRate {
 public:
     SampleRate() = default;
     SampleRate(eBaseSampleRate base, eFactor factor = keFactorNone);
@@ -129,25 +131,25 @@ private:
 
 // A copy of the project hardware rate (all-zero until the host writes one). Throws
 // Qm::Exception::RuntimeError when the named-objects service gives no object.
-SampleRate getProjectHardwareSampleRate();
+AUDATOMS_EXPORT SampleRate getProjectHardwareSampleRate();
 
 namespace Private {
 // The shared project hardware rate itself (the host writes it), or null when the
 // named-objects service gives none. Created all-zero on first lookup.
-SampleRate* getProjectHardwareSampleRateNamedObject();
+AUDATOMS_EXPORT SampleRate* getProjectHardwareSampleRateNamedObject();
 } // namespace Private
 
 // Display texts (wide, for menus and dialogs).
 // Base codes: "11.025 kHz" ... "96 kHz"; code 1 is resource 10342 (never resolved to
 // the project's actual rate); 0 and unknown codes are "< " + resource 10055 + " >".
-LightweightString<wchar_t> getDisplayString(eBaseSampleRate code);
+AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(eBaseSampleRate code);
 // Factor flags: the pieces of the pairs with exactly one flag set, joined by " x ",
 // e.g. "24/25 x 1.001"; empty for no factor.
-LightweightString<wchar_t> getDisplayString(eFactor f);
+AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(eFactor f);
 // Base text, then " x " and the factor text when that is not empty.
-LightweightString<wchar_t> getDisplayString(const SampleRate& rate);
+AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(const SampleRate& rate);
 // The concrete base code (2 to 9) whose display text equals text exactly; any other
 // text, empty or null included, gives keBaseSampleRate48000.
-eBaseSampleRate fromDisplayString(const LightweightString<wchar_t>& text);
+AUDATOMS_EXPORT eBaseSampleRate fromDisplayString(const LightweightString<wchar_t>& text);
 
 } // namespace Aud

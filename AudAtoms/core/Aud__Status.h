@@ -5,6 +5,8 @@
 // Pure functions: any thread, no allocation.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 namespace Aud {
 
 enum eStatus : int {
@@ -50,11 +52,11 @@ enum eStatus : int {
     sEditIsInvalid = 43,
 };
 
-bool isOk(eStatus s);       // 0, 1, 2
-bool isWarning(eStatus s);  // always false
-bool isFailure(eStatus s);  // 7 to 44
+AUDATOMS_EXPORT bool isOk(eStatus s);       // 0, 1, 2
+AUDATOMS_EXPORT bool isWarning(eStatus s);  // always false
+AUDATOMS_EXPORT bool isFailure(eStatus s);  // 7 to 44
 // The code's name, or "<UNKNOWN>" for 3 to 6, 44 and anything outside 0 to 43.
 // Static strings, never freed.
-const char* getDebugString(eStatus s);
+AUDATOMS_EXPORT const char* getDebugString(eStatus s);
 
 } // namespace Aud

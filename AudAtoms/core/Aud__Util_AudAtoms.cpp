@@ -1,5 +1,7 @@
 #include "AudAtoms/core/Aud__Util_AudAtoms.h"
 
+#include "AudAtoms/AudAtomsVersion.h"
+
 #include "platform/Report.h"
 
 #include <cstddef>
@@ -38,5 +40,5 @@ Vector<LightweightString<wchar_t>> getExportChoices() {
 extern "C" {
 int audio_get_record_channels() { return 4; }
 bool audio_playback_lock_to_word_clock() { return true; }
-const char* audAtomsDllVersionStr() { return "14.5.0.0"; }
+const char* audAtomsDllVersionStr() { return AUDATOMS_VERSION_STRING; }
 }

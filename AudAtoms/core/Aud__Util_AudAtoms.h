@@ -7,6 +7,8 @@
 // Threads: any; no shared state. The name and choice lists allocate.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "platform/HostTypes.h"
 #include "platform/LightweightString.h"
 
@@ -14,23 +16,23 @@ namespace Aud {
 
 // The name of a sample type code. Codes outside 0 to 6 (negative ones too) print an
 // assertion line and give "Error".
-LightweightString<wchar_t> getAsString(int sampleType);
+AUDATOMS_EXPORT LightweightString<wchar_t> getAsString(int sampleType);
 // The first code 0, 1, ... 9 whose name equals text exactly, else 0. Codes 7 to 9 are
 // tried too (each prints its assertion line), so "Error" gives 7 and an unknown text
 // gives 0 after three assertion lines.
-int sampleTypeFromString(const LightweightString<wchar_t>& text);
+AUDATOMS_EXPORT int sampleTypeFromString(const LightweightString<wchar_t>& text);
 // The sample type codes offered for export: 1, 2, 5.
-Vector<int> getExportChoicesAsInt();
+AUDATOMS_EXPORT Vector<int> getExportChoicesAsInt();
 // The names of the export choices, in the same order.
-Vector<LightweightString<wchar_t>> getExportChoices();
+AUDATOMS_EXPORT Vector<LightweightString<wchar_t>> getExportChoices();
 
 } // namespace Aud
 
 extern "C" {
 // Number of channels recorded: 4.
-int audio_get_record_channels();
+AUDATOMS_EXPORT int audio_get_record_channels();
 // Whether playback locks to word clock: true.
-bool audio_playback_lock_to_word_clock();
+AUDATOMS_EXPORT bool audio_playback_lock_to_word_clock();
 // The library's version, a static string: "14.5.0.0".
-const char* audAtomsDllVersionStr();
+AUDATOMS_EXPORT const char* audAtomsDllVersionStr();
 }

@@ -20,6 +20,8 @@
 // translations, the factor look-up and the position conversions do not.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/core/Aud__SampleRate.h"
 #include "AudAtoms/core/Aud__Status.h"
 
@@ -67,36 +69,36 @@ enum bmTransferType : std::uint32_t {
 
 // Table look-ups, no state. Unknown values give 0 (mask 0, code 0); a transfer mask
 // outside {1, 2, 4} gives transfer_type(-1), the all-ones 32-bit word.
-bmFrameRate translateEnum(Qm::FrameRate rate);
-Qm::FrameRate translateEnum(bmFrameRate mask);
-bmMediumRollMedium translateEnum(MediumRollMedium medium);
-MediumRollMedium translateEnum(bmMediumRollMedium mask);
-bmTransferType translateEnum(transfer_type transfer);
-transfer_type translateEnum(bmTransferType mask);
+AUDATOMS_EXPORT bmFrameRate translateEnum(Qm::FrameRate rate);
+AUDATOMS_EXPORT Qm::FrameRate translateEnum(bmFrameRate mask);
+AUDATOMS_EXPORT bmMediumRollMedium translateEnum(MediumRollMedium medium);
+AUDATOMS_EXPORT MediumRollMedium translateEnum(bmMediumRollMedium mask);
+AUDATOMS_EXPORT bmTransferType translateEnum(transfer_type transfer);
+AUDATOMS_EXPORT transfer_type translateEnum(bmTransferType mask);
 
 // Fills out (cleared first) with one cycle of samples per frame for a plain base rate
 // in hertz. Exact cadences for 24, 25, 30, 48, 50, 60 fps (hz divided, truncated),
 // 23.976 (44.1 and 48 kHz), 29.97 (32, 44.1, 48 kHz), 47.952 and 59.94 (48 kHz);
 // other rates give one rounded entry and an assertion line, or nothing (see above).
 // A frame rate of 0 fps gives nothing and the assertion line of line 172.
-void _GenerateDefinedFrameSeq(unsigned sampleRateHz, std::vector<unsigned>& out, Qm::FrameRate frameRate);
+AUDATOMS_EXPORT void _GenerateDefinedFrameSeq(unsigned sampleRateHz, std::vector<unsigned>& out, Qm::FrameRate frameRate);
 
 // A position in samples with a fraction in units of 1/1073741823 of a sample.
-struct SubSamplePos {
+struct AUDATOMS_EXPORT SubSamplePos {
     std::int64_t whole = 0;
     std::uint32_t fraction = 0;
 };
 
 // Timeline position to samples: seconds x combined rate x (factor1 x factor2),
 // truncated toward zero. Saturates at the int64 limits; NaN gives 0.
-std::int64_t stripTimeToSamplePos(SampleRate rate, eFactor factor1, eFactor factor2, double time,
+AUDATOMS_EXPORT std::int64_t stripTimeToSamplePos(SampleRate rate, eFactor factor1, eFactor factor2, double time,
                                   const Qm::OutputGearing& gearing);
 // The same with a fraction: x = factor1 x factor2 x seconds x combined rate, rounded to
 // the nearest 1/1073741823. Negative x keep the established rounding, which mirrors
 // the fraction: the result is -floor(-x) - 1 plus the fraction of -x, not x itself
 // (-0.25 gives whole -1 and fraction 268435456, i.e. -0.75; -1.0 gives -2 and 1).
 // Non-finite x and |x| of 2^62 or more saturate the whole part (NaN: 0, 0).
-SubSamplePos stripTimeToSubSamplePos(SampleRate rate, eFactor factor1, eFactor factor2, double time,
+AUDATOMS_EXPORT SubSamplePos stripTimeToSubSamplePos(SampleRate rate, eFactor factor1, eFactor factor2, double time,
                                      const Qm::OutputGearing& gearing);
 
 namespace Util {
@@ -109,22 +111,22 @@ namespace Util {
 // above 2 (96 kHz with a speed-up factor) the carried error grows without bound; the
 // counts then saturate at the int64 limits and are stored modulo 2^32: defined, and
 // still ended by the cap, but not a usable cadence.
-std::vector<std::uint32_t> getSMPTE_FrameSequence(const SampleRate& rate, Qm::FrameRate frameRate);
+AUDATOMS_EXPORT std::vector<std::uint32_t> getSMPTE_FrameSequence(const SampleRate& rate, Qm::FrameRate frameRate);
 // Per field: each frame count n becomes n/2 (rounded down), then n - n/2.
-std::vector<std::uint32_t> getSMPTE_FieldSequence(const SampleRate& rate, Qm::FrameRate frameRate);
+AUDATOMS_EXPORT std::vector<std::uint32_t> getSMPTE_FieldSequence(const SampleRate& rate, Qm::FrameRate frameRate);
 
 // The speed-change factor that plays material of frame rate `source` naturally at
 // frame rate `target` (with the medium, transfer type and a third frame rate that
 // qualify it), from the fixed natural-playback table. sSuccess with out set, or
 // sInvalid with out unchanged when no row matches. Reads the setting
 // "video_in_film_pulldown" for film-rate sources with a normal transfer.
-eStatus determineNaturalPlaybackResamplingFactor(eFactor& out, Qm::FrameRate source, Qm::FrameRate target,
+AUDATOMS_EXPORT eStatus determineNaturalPlaybackResamplingFactor(eFactor& out, Qm::FrameRate source, Qm::FrameRate target,
                                                  MediumRollMedium medium, transfer_type transfer,
                                                  Qm::FrameRate third);
 
 // The row of the natural-playback table that determineNaturalPlaybackResamplingFactor
 // uses for these inputs (0 to 41), or naturalPlaybackTableRows() for the terminator.
-unsigned naturalPlaybackRow(Qm::FrameRate source, Qm::FrameRate target, MediumRollMedium medium,
+AUDATOMS_EXPORT unsigned naturalPlaybackRow(Qm::FrameRate source, Qm::FrameRate target, MediumRollMedium medium,
                             transfer_type transfer, Qm::FrameRate third);
 constexpr unsigned naturalPlaybackTableRows() { return 42; }
 

@@ -3,6 +3,8 @@
 // the callers store it back. Every table computes exactly what the scalar table does.
 #pragma once
 
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
+
 namespace Aud::MixRender::Loops {
 
 struct Table {
@@ -21,8 +23,7 @@ struct Table {
 };
 
 extern const Table kScalar;
-#if defined(__x86_64__) || defined(__i386__)
-#define AUD_MIXRENDER_X86 1
+#ifdef AUDATOMS_X86_64
 extern const Table kSse2;
 extern const Table kAvx2;
 extern const Table kAvx512;

@@ -10,7 +10,7 @@
 // Internal linkage only, and no standard library templates: see PeakScanScalar.h.
 #pragma once
 
-#include "AudAtoms/kernels/Aud__PeakScan.h"
+#include "AudAtoms/kernels/Aud__PeakScan_testing.h"
 #include "AudAtoms/internal/PeakScanScalar.h"
 
 #include <cstddef>

@@ -10,7 +10,7 @@
 // to the generic scalar table, whose results are identical.
 #pragma once
 
-#include "AudAtoms/internal/SampleKernels.h"
+#include "AudAtoms/buffers/Aud__SampleManip_testing.h"
 
 #include <cstddef>
 

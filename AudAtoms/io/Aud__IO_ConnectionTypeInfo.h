@@ -14,6 +14,8 @@
 // getSRCDisplayString and the display strings allocate; nothing else does.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/io/Aud__AudCapsVector.h"
 #include "AudAtoms/core/Aud__SampleRate.h"
 
@@ -36,7 +38,7 @@ enum eIO_ConnectionType : int {
     keIO_ConnectionTypeHDMI = 9,
 };
 
-class IO_ConnectionTypeInfo {
+class AUDATOMS_EXPORT IO_ConnectionTypeInfo {
 public:
     // The host's capability record, fields in this order.
     struct Rep {
@@ -84,7 +86,7 @@ private:
 
 // Display name of a connection type; 0, 1, 8 and unknown codes print an assertion line
 // and give the name of resource 10055.
-LightweightString<wchar_t> getDisplayString(eIO_ConnectionType type);
+AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(eIO_ConnectionType type);
 
 using IO_ConnectionTypeInfoVector = AudCapsVector<IO_ConnectionTypeInfo, eIO_ConnectionType>;
 

@@ -12,6 +12,8 @@
 // Threads: plain values; one object is not written by two threads at once.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/io/Aud__AudCapsVector.h"
 
 #include "platform/LightweightString.h"
@@ -28,7 +30,7 @@ enum eIO_SyncSourceType : std::uint32_t {
     keIO_SyncSourceTypeAES_EBU = 4,
 };
 
-class IO_SyncSource {
+class AUDATOMS_EXPORT IO_SyncSource {
 public:
     IO_SyncSource(eIO_SyncSourceType type, unsigned inputNumber);
     IO_SyncSource(const IO_SyncSource& other);
@@ -59,7 +61,7 @@ private:
     Rep* rep_;
 };
 
-class IO_SyncSourceTypeInfo {
+class AUDATOMS_EXPORT IO_SyncSourceTypeInfo {
 public:
     // The host's record, fields in this order.
     struct Rep {
@@ -80,7 +82,7 @@ private:
 
 // "Free Running", "Video", "LTC", "AES/EBU"; any other value reports "Dodgy enum!"
 // through ole_splat and gives the empty string.
-LightweightString<wchar_t> getDisplayString(eIO_SyncSourceType type);
+AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(eIO_SyncSourceType type);
 
 using IO_SyncSourceTypeInfoVector = AudCapsVector<IO_SyncSourceTypeInfo, eIO_SyncSourceType>;
 

@@ -26,13 +26,15 @@
 // and no allocation; it throws only on invalid parameters.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "platform/Exception.h"
 
 #include <cstdint>
 
 namespace Aud::Filter {
 
-class Biquad {
+class AUDATOMS_EXPORT Biquad {
 public:
     enum eFilterType : std::int32_t {
         kNone = 0,

@@ -24,10 +24,12 @@
 // Threads: read-only data and pure functions; any thread, no allocation, no locks.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 namespace Aud::GainCurve {
 
 // One 16-byte table node.
-struct CurveNode {
+struct AUDATOMS_EXPORT CurveNode {
     float uval;      // control position
     float mag;       // linear magnitude
     float slope;     // d(output)/d(input) towards the next node
@@ -35,23 +37,23 @@ struct CurveNode {
 };
 
 namespace ConstantPower1_Private {
-extern const CurveNode (&UVal2Mag_CurveNodes)[101];
-extern const CurveNode (&Mag2UVal_CurveNodes)[101];
+extern AUDATOMS_EXPORT const CurveNode (&UVal2Mag_CurveNodes)[101];
+extern AUDATOMS_EXPORT const CurveNode (&Mag2UVal_CurveNodes)[101];
 }
 
 namespace MixerStyleLog1_Private {
-extern const CurveNode (&UVal2Mag_CurveNodes)[1502];
-extern const CurveNode (&Mag2UVal_CurveNodes)[903];
+extern AUDATOMS_EXPORT const CurveNode (&UVal2Mag_CurveNodes)[1502];
+extern AUDATOMS_EXPORT const CurveNode (&Mag2UVal_CurveNodes)[903];
 }
 
 namespace ConstantPower1 {
-float UVal2Mag(float uval);
-float Mag2UVal(float mag);
+AUDATOMS_EXPORT float UVal2Mag(float uval);
+AUDATOMS_EXPORT float Mag2UVal(float mag);
 }
 
 namespace MixerStyleLog1 {
-float UVal2Mag(float uval);
-float Mag2UVal(float mag);
+AUDATOMS_EXPORT float UVal2Mag(float uval);
+AUDATOMS_EXPORT float Mag2UVal(float mag);
 }
 
 } // namespace Aud::GainCurve

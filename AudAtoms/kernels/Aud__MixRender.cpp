@@ -1,4 +1,4 @@
-#include "AudAtoms/kernels/Aud__MixRender.h"
+#include "AudAtoms/kernels/Aud__MixRender_testing.h"
 
 #include "AudAtoms/internal/Aud__MixRender_Loops.h"
 #include "platform/MemHolder.h"

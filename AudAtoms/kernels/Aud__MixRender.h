@@ -47,45 +47,23 @@
 // proven bit-identical to (NaN payloads aside, which the language leaves open).
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 namespace Aud::MixRender {
 
-void PeakScan(float* src, unsigned int count, float* peak);
-void MultiplyConstant(float* src, float* dst, unsigned int count, float gain);
-void MultiplyConstantWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
-void MultiplyWithDelta(float* src, float* dst, unsigned int count, float level, float delta);
-void Add(float* src, float* dst, unsigned int count);
-void MultiplyConstantAndAdd(float* src, float* dst, unsigned int count, float gain);
-void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
-void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
-void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
+AUDATOMS_EXPORT void PeakScan(float* src, unsigned int count, float* peak);
+AUDATOMS_EXPORT void MultiplyConstant(float* src, float* dst, unsigned int count, float gain);
+AUDATOMS_EXPORT void MultiplyConstantWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+AUDATOMS_EXPORT void MultiplyWithDelta(float* src, float* dst, unsigned int count, float level, float delta);
+AUDATOMS_EXPORT void Add(float* src, float* dst, unsigned int count);
+AUDATOMS_EXPORT void MultiplyConstantAndAdd(float* src, float* dst, unsigned int count, float gain);
+AUDATOMS_EXPORT void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
+AUDATOMS_EXPORT void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+AUDATOMS_EXPORT void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
 
 // Approximations of sin and cos of phase * 2pi / 65536 (only the low 16 bits of phase
 // count): piecewise parabolic, exact at every multiple of 45 degrees, within 0.024 of the
 // true values, sine^2 + cosine^2 within [0.978, 1]. One short single-precision chain.
-void fastSineCosine(float& sine, float& cosine, unsigned int phase);
-
-// The scalar definitions: same contract, same short-cuts, plain one-sample loops.
-namespace Reference {
-void PeakScan(float* src, unsigned int count, float* peak);
-void MultiplyConstant(float* src, float* dst, unsigned int count, float gain);
-void MultiplyConstantWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
-void MultiplyWithDelta(float* src, float* dst, unsigned int count, float level, float delta);
-void Add(float* src, float* dst, unsigned int count);
-void MultiplyConstantAndAdd(float* src, float* dst, unsigned int count, float gain);
-void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
-void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
-void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
-} // namespace Reference
-
-// Which vectorised loops the kernels above use. The best one this CPU runs is chosen on
-// first use; tests and benchmarks may force another. Switching is atomic, but meant for
-// set-up, not for the middle of a render.
-enum class eInstructionSet : int { kSSE2 = 0, kAVX2 = 1, kAVX512 = 2 };
-
-bool isInstructionSetSupported(eInstructionSet set);  // built in and runnable on this CPU
-eInstructionSet getInstructionSet();
-bool setInstructionSet(eInstructionSet set);  // false, nothing changed, when unsupported
-void selectBestInstructionSet();
-const char* getInstructionSetName(eInstructionSet set);  // "SSE2", "AVX2", "AVX-512"
+AUDATOMS_EXPORT void fastSineCosine(float& sine, float& cosine, unsigned int phase);
 
 } // namespace Aud::MixRender

@@ -1,7 +1,6 @@
-// Choice of the vectorised loops: the best instruction set the CPU (and the operating
-// system's register saving) supports, found once on first use; tests and benchmarks may
-// force another.
-#include "AudAtoms/kernels/Aud__MixRender.h"
+// Choice of the vectorised loops: the widest instruction set the CPU runs, found once on
+// first use; tests and benchmarks may force another (Aud__MixRender_testing.h).
+#include "AudAtoms/kernels/Aud__MixRender_testing.h"
 
 #include "AudAtoms/internal/Aud__MixRender_Loops.h"
 
@@ -14,7 +13,7 @@ namespace {
 std::atomic<const Loops::Table*> gActive{nullptr};
 
 const Loops::Table* tableFor(eInstructionSet set) {
-#ifdef AUD_MIXRENDER_X86
+#ifdef AUDATOMS_X86_64
     switch (set) {
     case eInstructionSet::kSSE2: return &Loops::kSse2;
     case eInstructionSet::kAVX2: return &Loops::kAvx2;
@@ -26,24 +25,11 @@ const Loops::Table* tableFor(eInstructionSet set) {
 #endif
 }
 
-eInstructionSet best() {
-    if (isInstructionSetSupported(eInstructionSet::kAVX512)) return eInstructionSet::kAVX512;
-    if (isInstructionSetSupported(eInstructionSet::kAVX2)) return eInstructionSet::kAVX2;
-    return eInstructionSet::kSSE2;
-}
-
 } // namespace
 
 bool isInstructionSetSupported(eInstructionSet set) {
-#ifdef AUD_MIXRENDER_X86
-    switch (set) {
-    case eInstructionSet::kSSE2: return true;  // the x86-64 baseline
-    case eInstructionSet::kAVX2: return __builtin_cpu_supports("avx2");
-    case eInstructionSet::kAVX512:
-        return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-               __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
-    }
-    return false;
+#ifdef AUDATOMS_X86_64
+    return Cpu::supports(set);
 #else
     return set == eInstructionSet::kSSE2;  // other processors run the scalar loops
 #endif
@@ -52,7 +38,7 @@ bool isInstructionSetSupported(eInstructionSet set) {
 const Loops::Table& activeLoops() {
     const Loops::Table* t = gActive.load(std::memory_order_acquire);
     if (t == nullptr) {
-        t = tableFor(best());
+        t = tableFor(Cpu::widest());
         gActive.store(t, std::memory_order_release);
     }
     return *t;
@@ -71,15 +57,8 @@ bool setInstructionSet(eInstructionSet set) {
     return true;
 }
 
-void selectBestInstructionSet() { gActive.store(tableFor(best()), std::memory_order_release); }
+void selectBestInstructionSet() { gActive.store(tableFor(Cpu::widest()), std::memory_order_release); }
 
-const char* getInstructionSetName(eInstructionSet set) {
-    switch (set) {
-    case eInstructionSet::kSSE2: return "SSE2";
-    case eInstructionSet::kAVX2: return "AVX2";
-    case eInstructionSet::kAVX512: return "AVX-512";
-    }
-    return "?";
-}
+const char* getInstructionSetName(eInstructionSet set) { return Cpu::name(set); }
 
 } // namespace Aud::MixRender

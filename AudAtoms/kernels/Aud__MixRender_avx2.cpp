@@ -2,7 +2,7 @@
 // CPU has it.
 #include "AudAtoms/internal/Aud__MixRender_Loops.h"
 
-#ifdef AUD_MIXRENDER_X86
+#ifdef AUDATOMS_X86_64
 #include <immintrin.h>
 
 #include "AudAtoms/internal/Aud__MixRender_SimdBody.h"

@@ -3,7 +3,7 @@
 // CPU has all four.
 #include "AudAtoms/internal/Aud__MixRender_Loops.h"
 
-#ifdef AUD_MIXRENDER_X86
+#ifdef AUDATOMS_X86_64
 #include <immintrin.h>
 
 #include "AudAtoms/internal/Aud__MixRender_SimdBody.h"

@@ -1,7 +1,7 @@
 // The SSE2 loops (the x86-64 baseline): four floats per vector.
 #include "AudAtoms/internal/Aud__MixRender_Loops.h"
 
-#ifdef AUD_MIXRENDER_X86
+#ifdef AUDATOMS_X86_64
 #include <emmintrin.h>
 
 #include "AudAtoms/internal/Aud__MixRender_SimdBody.h"

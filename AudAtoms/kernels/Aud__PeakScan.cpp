@@ -1,4 +1,6 @@
-#include "AudAtoms/kernels/Aud__PeakScan.h"
+#include "AudAtoms/kernels/Aud__PeakScan_testing.h"
+
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
 
 #include "AudAtoms/internal/PeakScanScalar.h"
 
@@ -46,17 +48,16 @@ const Kernels kReference = {
 const Kernels& referenceKernels() { return kReference; }
 
 const Kernels* sse2Kernels() {
-#if defined(__x86_64__)
-    return &sse2KernelTable();  // the x86-64 baseline
+#ifdef AUDATOMS_X86_64
+    return Cpu::supports(Cpu::eInstructionSet::kSSE2) ? &sse2KernelTable() : nullptr;
 #else
     return nullptr;
 #endif
 }
 
 const Kernels* avx2Kernels() {
-#if defined(__x86_64__)
-    static const bool supported = __builtin_cpu_supports("avx2");
-    return supported ? &avx2KernelTable() : nullptr;
+#ifdef AUDATOMS_X86_64
+    return Cpu::supports(Cpu::eInstructionSet::kAVX2) ? &avx2KernelTable() : nullptr;
 #else
     return nullptr;
 #endif

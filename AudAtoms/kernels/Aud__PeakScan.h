@@ -11,36 +11,20 @@
 // A NaN sample never raises the peak (it is not greater than anything). Multi-byte
 // samples are little-endian. `data` needs no alignment.
 //
-// The reference table is the scalar definition above, one sample at a time. The SSE2
-// and AVX2 tables reduce in the integer domain (max and min of the raw samples, scaled
-// once at the end: the scalings are exact or monotonic, so the result is bit-identical
-// to the reference) and are tested against it. The library uses activeKernels(),
-// chosen once from the CPU's features.
+// The scalar definition above is the reference; the SSE2 and AVX2 scans reduce in the
+// integer domain (max and min of the raw samples, scaled once at the end: the scalings
+// are exact or monotonic, so the result is bit-identical to the reference) and are
+// tested against it (Aud__PeakScan_testing.h). peak() uses the widest the CPU runs,
+// chosen once.
 // Threads: pure functions on caller memory; no allocation, locks or exceptions.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 namespace Aud::PeakScan {
 
-// Peak of `count` samples starting at `data`.
-using PeakFn = float (*)(const unsigned char* data, unsigned count);
-
-struct Kernels {
-    const char* name;
-    PeakFn peak[10];  // by sample type number
-};
-
-const Kernels& referenceKernels();
-// Null when the CPU does not support the instruction set.
-const Kernels* sse2Kernels();
-const Kernels* avx2Kernels();
-// The fastest supported table, chosen on first call.
-const Kernels& activeKernels();
-
-// Defined in the instruction-set files; call only on a CPU that supports the set.
-const Kernels& sse2KernelTable();
-const Kernels& avx2KernelTable();
-
-// Peak through the active table; 0 for a sample type outside 0..9.
-float peak(int sampleType, const void* data, unsigned count);
+// Peak of `count` samples of sample type `sampleType` starting at `data`; 0 for a sample
+// type outside 0..9.
+AUDATOMS_EXPORT float peak(int sampleType, const void* data, unsigned count);
 
 } // namespace Aud::PeakScan

@@ -1,6 +1,8 @@
 // The peak scans over 256-bit AVX2 vectors; compiled with -mavx2, used only on CPUs
 // that report AVX2.
-#if defined(__x86_64__)
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
+
+#ifdef AUDATOMS_X86_64
 #include "AudAtoms/internal/PeakSimdAvx2.h"
 #include "AudAtoms/internal/PeakScanBody.h"
 

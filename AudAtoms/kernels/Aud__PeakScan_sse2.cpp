@@ -1,5 +1,7 @@
 // The peak scans over 128-bit SSE2 vectors (the x86-64 baseline).
-#if defined(__x86_64__)
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
+
+#ifdef AUDATOMS_X86_64
 #include "AudAtoms/internal/PeakSimdSse2.h"
 #include "AudAtoms/internal/PeakScanBody.h"
 

@@ -9,6 +9,8 @@
 // a buffer of an unsupported sample type.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/metering/Aud__MonitoringPoint.h"
 #include "AudAtoms/buffers/Aud__StreamBuffer.h"
 
@@ -18,7 +20,7 @@
 
 namespace Aud {
 
-class Monitor {
+class AUDATOMS_EXPORT Monitor {
 public:
     Monitor() = default;
     virtual ~Monitor() = default;

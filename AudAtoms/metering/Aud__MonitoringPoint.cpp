@@ -1,4 +1,4 @@
-#include "AudAtoms/metering/Aud__MonitoringPoint.h"
+#include "AudAtoms/metering/Aud__MonitoringPoint_testing.h"
 
 #include "platform/Report.h"
 
@@ -189,9 +189,9 @@ std::size_t MonitoringPointManager::numOrphans() {
     return orphans.size();
 }
 
-void MonitoringPointManager::mpDebugForgetReaderMapping(const IdStamp& readerId) {
-    CriticalSectionGuard g(lock);
-    readerToWriter.erase(readerId);
+void forgetReaderMappingForTesting(MonitoringPointManager& manager, const IdStamp& readerId) {
+    CriticalSectionGuard g(manager.lock);
+    manager.readerToWriter.erase(readerId);
 }
 
 } // namespace Aud

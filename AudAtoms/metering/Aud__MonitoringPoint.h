@@ -29,6 +29,8 @@
 // false, and they read nothing new. The point's description stays findable.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "AudAtoms/io/Aud__IO_Direction.h"
 #include "AudAtoms/core/Aud__Status.h"
 
@@ -45,7 +47,7 @@
 namespace Aud {
 
 // Description of a monitoring point, copied into the registry at registration.
-struct MonitoringPointInfo {
+struct AUDATOMS_EXPORT MonitoringPointInfo {
     std::int32_t kind = 0;                   // what is metered; 0 = sample peak level
     LightweightString<wchar_t> name;         // display name of the point
     LightweightString<wchar_t> group;        // display group (e.g. a device), may be empty
@@ -56,7 +58,7 @@ struct MonitoringPointInfo {
 
 // The state of one reader, owned by the manager. Ids are changed under the manager's
 // lock only; the level fields are also touched lock-free by the owning reader.
-struct MonitoringPointReaderListEntry {
+struct AUDATOMS_EXPORT MonitoringPointReaderListEntry {
     IdStamp pointId = IdStamp::invalidId();    // writer id of the point; invalid when orphaned
     IdStamp readerKey = IdStamp::invalidId();  // the reader id the reader was made with
     std::atomic<float> peak{0.0f};             // held peak, linear
@@ -65,7 +67,7 @@ struct MonitoringPointReaderListEntry {
     std::atomic<double> peakTakenTime{0.0};    // when it did so, milliseconds
 };
 
-class MonitoringPointManager {
+class AUDATOMS_EXPORT MonitoringPointManager {
 public:
     using Entry = MonitoringPointReaderListEntry;
 
@@ -106,11 +108,9 @@ public:
     std::size_t numListedReaders();
     std::size_t numOrphans();
 
-    // Consistency-check hook: forgets the reader-to-writer mapping of a reader id so
-    // that the registry's self-check of mpUnregister can be exercised.
-    void mpDebugForgetReaderMapping(const IdStamp& readerId);
 
 private:
+    friend void forgetReaderMappingForTesting(MonitoringPointManager&, const IdStamp&);
     MonitoringPointManager() = default;
     MonitoringPointManager(const MonitoringPointManager&) = delete;
     MonitoringPointManager& operator=(const MonitoringPointManager&) = delete;
@@ -125,7 +125,7 @@ private:
 };
 
 // The audio side's handle on a point: the writer id. Copied freely.
-class MonitoringPointWriter {
+class AUDATOMS_EXPORT MonitoringPointWriter {
 public:
     MonitoringPointWriter() : id_(IdStamp::invalidId()) {}
     explicit MonitoringPointWriter(const IdStamp& writerId) : id_(writerId) {}
@@ -143,7 +143,7 @@ private:
 };
 
 // A display's handle on a point, with its own peak hold and clip latch.
-class MonitoringPointReader {
+class AUDATOMS_EXPORT MonitoringPointReader {
 public:
     MonitoringPointReader() = default;
     explicit MonitoringPointReader(const IdStamp& readerId);

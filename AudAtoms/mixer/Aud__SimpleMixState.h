@@ -30,6 +30,8 @@
 // allocate; the getters and setters do not.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "platform/CriticalSection.h"
 #include "platform/IniFile.h"
 #include "platform/Streams.h"
@@ -40,7 +42,7 @@
 
 namespace Aud {
 
-class SimpleMixState : public Taggable {
+class AUDATOMS_EXPORT SimpleMixState : public Taggable {
 public:
     struct InputState {
         float level = 1.0f;
@@ -159,6 +161,12 @@ public:
     static float levelFromMagnitude(float magnitude);
 
     // ---- configuration text, version 1.1 (reads 1.0); both return 0 ----
+    // Its section names: the main section ("SimpleMixState", version and author) and the
+    // nine channel sections in the order they are written. Hosts and tools that check or
+    // edit the text use these rather than copies.
+    static const char* const kConfigMainSection;
+    static constexpr int kConfigChannelSectionCount = 9;
+    static const char* const kConfigChannelSections[kConfigChannelSectionCount];
     int storeCompatibleConfigurationInformation(QmIniFile& file) const;
     int retrieveCompatibleConfigurationInformation(const QmIniFile& file);
 
@@ -190,6 +198,6 @@ private:
 };
 
 // Default-constructs a mixer state and unpacks it (all layers) from the stream.
-Qm::Ptr<Streamable> STRM_L_SimpleMixState_builder(PStream& s);
+AUDATOMS_EXPORT Qm::Ptr<Streamable> STRM_L_SimpleMixState_builder(PStream& s);
 
 } // namespace Aud

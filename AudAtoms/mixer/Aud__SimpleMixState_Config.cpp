@@ -5,6 +5,8 @@
 // out of range; the mix mute and solo sections are written but never read back.
 #include "AudAtoms/mixer/Aud__SimpleMixState.h"
 
+#include "AudAtoms/AudAtomsVersion.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <string_view>
@@ -12,19 +14,23 @@
 
 namespace Aud {
 
-namespace {
-constexpr const char* kMainSection = "SimpleMixState";
-constexpr const char* kAuthorApp = "Quillmark Editor";
-constexpr const char* kAuthorAppVersion = "14.5.0.0";
-
-enum ChannelSection { kInFader, kInPan, kInMute, kInSolo, kInRoute, kMixFader, kMixMute, kMixSolo, kMixRoute, kCount };
-constexpr const char* kChannelSections[kCount] = {
+const char* const SimpleMixState::kConfigMainSection = "SimpleMixState";
+const char* const SimpleMixState::kConfigChannelSections[kConfigChannelSectionCount] = {
     "SimpleMixState.InputChannels.Fader",      "SimpleMixState.InputChannels.Pan",
     "SimpleMixState.InputChannels.Mute",       "SimpleMixState.InputChannels.Solo",
     "SimpleMixState.InputChannels.RouteToMix", "SimpleMixState.MixChannels.Fader",
     "SimpleMixState.MixChannels.Mute",         "SimpleMixState.MixChannels.Solo",
     "SimpleMixState.MixChannels.RouteToOutput",
 };
+
+namespace {
+const char* const kMainSection = SimpleMixState::kConfigMainSection;
+const char* const* const kChannelSections = SimpleMixState::kConfigChannelSections;
+constexpr const char* kAuthorApp = "Quillmark Editor";
+constexpr const char* kAuthorAppVersion = AUDATOMS_VERSION_STRING;
+
+enum ChannelSection { kInFader, kInPan, kInMute, kInSolo, kInRoute, kMixFader, kMixMute, kMixSolo, kMixRoute, kCount };
+static_assert(kCount == SimpleMixState::kConfigChannelSectionCount);
 
 __attribute__((format(printf, 2, 3))) void appendEntry(QmIniFile::Section& section, const char* fmt, ...) {
     char line[128];
@@ -57,7 +63,7 @@ int SimpleMixState::storeCompatibleConfigurationInformation(QmIniFile& file) con
     appendEntry(main, "AuthorAppVersion=%s", kAuthorAppVersion);
 
     // Create every section before holding references: creating one may move the others.
-    for (const char* name : kChannelSections) file.section(LightweightString<char>(name)).clear();
+    for (const char* name : SimpleMixState::kConfigChannelSections) file.section(LightweightString<char>(name)).clear();
     QmIniFile::Section* sec[kCount];
     for (int s = 0; s < kCount; ++s) sec[s] = &file.section(LightweightString<char>(kChannelSections[s]));
 

@@ -16,10 +16,12 @@
 // builds a key and so allocates.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "platform/HostTypes.h"
 #include "platform/LightweightString.h"
 
-class AudioNormalisation {
+class AUDATOMS_EXPORT AudioNormalisation {
 public:
     enum Application : int {
         kApplyNever = 1,          // levels are kept but not applied

@@ -11,10 +11,12 @@
 // resource table. Every call allocates.
 #pragma once
 
+#include "AudAtoms/AudAtomsExport.h"
+
 #include "platform/HostTypes.h"
 #include "platform/LightweightString.h"
 
-class AudioTrackGrouping {
+class AUDATOMS_EXPORT AudioTrackGrouping {
 public:
     struct GroupingCondition {
         enum eGroupingCondition : int {
@@ -41,4 +43,4 @@ public:
 
 // The user-visible name of a grouping condition, from the host's resources; empty for
 // a value outside 1 to 3.
-LightweightString<wchar_t> getDisplayString(AudioTrackGrouping::GroupingCondition::eGroupingCondition condition);
+AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(AudioTrackGrouping::GroupingCondition::eGroupingCondition condition);

@@ -7,7 +7,7 @@
 //   vs scalar  = reference time / our time
 //   vs sndfile = libsndfile time / our time
 #include "AudAtoms/AudAtoms.h"
-#include "AudAtoms/internal/SampleKernels.h"
+#include "AudAtoms/buffers/Aud__SampleManip_testing.h"
 
 #include <benchmark/benchmark.h>
 

@@ -14,6 +14,7 @@
 //   /ref     aligned kernel time over its scalar reference
 // with the aims checked at 1024 and 4096 samples.
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__MixRender_testing.h"
 #include "platform/FloatingPointMode.h"
 
 #include <benchmark/benchmark.h>

@@ -4,6 +4,7 @@
 // (active table plus the registry writes). Prints a table of CPU-time ratios at the
 // end (CPU time, because the machine the figures come from is shared).
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__PeakScan_testing.h"
 
 #include <benchmark/benchmark.h>
 

@@ -8,7 +8,7 @@
 // Assertion prints go to /dev/null; sizes are bounded so that one input never asks for
 // more than 16 MiB of buffers.
 #include "AudAtoms/AudAtoms.h"
-#include "AudAtoms/internal/SampleKernels.h"
+#include "AudAtoms/buffers/Aud__SampleManip_testing.h"
 
 #include <cstdint>
 #include <cstdio>

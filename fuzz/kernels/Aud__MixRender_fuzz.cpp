@@ -3,6 +3,7 @@
 // aliasing, the gains / level / delta, the incoming peak and the raw sample bits; any
 // difference (other than which NaN) aborts.
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__MixRender_testing.h"
 
 #include <cmath>
 #include <cstdint>

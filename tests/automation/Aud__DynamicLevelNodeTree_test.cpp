@@ -1,7 +1,7 @@
 // The B+tree behind the level store, checked against a plain sorted vector that keeps
 // equal times in insertion order (what an ordered multiset does), with the tree's
 // structural self-check after every operation.
-#include "AudAtoms/automation/Aud__DynamicLevelControl.h"
+#include "AudAtoms/automation/Aud__DynamicLevelNodeTree_testing.h"
 
 #include <gtest/gtest.h>
 

@@ -4,6 +4,7 @@
 // writeSamplesPlanar (float stage after the value of the sample), and refusal of
 // unknown types.
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__PeakScan_testing.h"
 
 #include <gtest/gtest.h>
 

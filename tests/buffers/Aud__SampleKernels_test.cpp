@@ -4,7 +4,7 @@
 // kernel allows it, and inputs salted with NaN, infinities, signed zeros and subnormals.
 // Bytes past the end of each output must stay untouched.
 #include "AudAtoms/AudAtoms.h"
-#include "AudAtoms/internal/SampleKernels.h"
+#include "AudAtoms/buffers/Aud__SampleManip_testing.h"
 
 #include <gtest/gtest.h>
 

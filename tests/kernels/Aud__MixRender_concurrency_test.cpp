@@ -1,6 +1,7 @@
 // Kernels are stateless: threads calling them at once on their own buffers, including
 // the very first calls that pick the instruction set, get the reference results.
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__MixRender_testing.h"
 
 #include <gtest/gtest.h>
 

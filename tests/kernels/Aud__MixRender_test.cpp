@@ -1,5 +1,6 @@
 // The kernels' contract, with expected values worked out from their rules.
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__MixRender_testing.h"
 
 #include <gtest/gtest.h>
 

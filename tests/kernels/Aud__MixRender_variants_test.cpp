@@ -8,6 +8,7 @@
 // survives an operation on two NaNs depends on operand order, which the compiler may swap
 // for a commutative multiply or add.
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__MixRender_testing.h"
 
 #include <gtest/gtest.h>
 

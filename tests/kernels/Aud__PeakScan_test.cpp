@@ -3,6 +3,7 @@
 // alignment offset, every short length and a few long ones, on data from a fixed-seed
 // generator salted with extremes, NaN, infinities, signed zeros and subnormals.
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__PeakScan_testing.h"
 
 #include <gtest/gtest.h>
 

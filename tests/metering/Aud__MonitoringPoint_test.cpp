@@ -1,4 +1,5 @@
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/metering/Aud__MonitoringPoint_testing.h"
 
 #include <gtest/gtest.h>
 
@@ -308,7 +309,7 @@ TEST(MonitoringPointManager, UnregisterReportsAMissingReaderMappingAndCarriesOn)
     MonitoringPointManager& m = MonitoringPointManager::instance();
     const Point p = registerPoint(L"p");
     MonitoringPointReader r(p.readerId);
-    m.mpDebugForgetReaderMapping(p.readerId);
+    forgetReaderMappingForTesting(m, p.readerId);
     platform::LogCapture capture;
     EXPECT_EQ(MonitoringPointManager::unregisterMP(p.writerId), sSuccess);
     EXPECT_EQ(capture.splats(), std::vector<std::string>{"Unexpected state in Aud::MonitoringPointManager (1)"});

@@ -1,4 +1,7 @@
-// Internal: the tables of sample kernels behind Aud__SampleManip.h.
+// The tables of sample kernels behind Aud__SampleManip.h, for the library's dispatch and
+// for the tests and benchmarks that compare them bit for bit. Not installed and not
+// exported: tests and benchmarks reach these through the static testing library
+// (AudAtoms::Testing).
 //
 // Every table offers the same operations with bit-identical results:
 // - reference: the plain scalar definitions (one sample at a time, formulas as written);
@@ -38,6 +41,8 @@ const Kernels* avx2Kernels();
 const Kernels* avx512Kernels();
 // The fastest supported table, chosen on first call.
 const Kernels& activeKernels();
+// Name of the kernel set in use: "scalar", "sse2", "avx2" or "avx512".
+const char* activeKernelName();
 
 // Defined in the instruction-set files; call only on a CPU that supports the set.
 const Kernels& sse2KernelTable();

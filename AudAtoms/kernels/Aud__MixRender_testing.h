@@ -1,0 +1,36 @@
+// Test and benchmark controls of Aud::MixRender: the scalar reference loops and the
+// choice of instruction set. Not installed and not exported: tests and benchmarks reach
+// these through the static testing library (AudAtoms::Testing).
+#pragma once
+
+#include "AudAtoms/kernels/Aud__MixRender.h"
+
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
+
+namespace Aud::MixRender {
+
+// The scalar definitions: same contract, same short-cuts, plain one-sample loops.
+namespace Reference {
+void PeakScan(float* src, unsigned int count, float* peak);
+void MultiplyConstant(float* src, float* dst, unsigned int count, float gain);
+void MultiplyConstantWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+void MultiplyWithDelta(float* src, float* dst, unsigned int count, float level, float delta);
+void Add(float* src, float* dst, unsigned int count);
+void MultiplyConstantAndAdd(float* src, float* dst, unsigned int count, float gain);
+void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
+void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
+} // namespace Reference
+
+// Which vectorised loops the kernels above use. The best one this CPU runs is chosen on
+// first use; tests and benchmarks may force another. Switching is atomic, but meant for
+// set-up, not for the middle of a render.
+using eInstructionSet = Cpu::eInstructionSet;  // kSSE2, kAVX2, kAVX512
+
+bool isInstructionSetSupported(eInstructionSet set);  // built in and runnable on this CPU
+eInstructionSet getInstructionSet();
+bool setInstructionSet(eInstructionSet set);  // false, nothing changed, when unsupported
+void selectBestInstructionSet();
+const char* getInstructionSetName(eInstructionSet set);  // "SSE2", "AVX2", "AVX-512"
+
+} // namespace Aud::MixRender
