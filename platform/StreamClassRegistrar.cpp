@@ -16,8 +16,8 @@ Registry& registry() {
 
 StreamClassRegistrar::StreamClassRegistrar(const LightweightString<char>& longName,
                                            const LightweightString<char>& shortName,
-                                           Streamable::BuilderType builder)
-    : longName_(longName), shortName_(shortName), builder_(builder) {
+                                           Streamable::BuilderType builderFn)
+    : longName_(longName), shortName_(shortName), builder_(builderFn) {
     Registry& r = registry();
     std::lock_guard<std::mutex> g(r.mutex);
     r.entries.push_back(this);

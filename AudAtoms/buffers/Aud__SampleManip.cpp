@@ -98,7 +98,7 @@ bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsig
     activeKernels().exportPlanar[sampleType](planes, channels, frames, out);
     if (sampleType == 5) {
         // The 24-in-4 path reports itself once for every sample it writes.
-        const unsigned long long samples = (unsigned long long)frames * channels;
+        const unsigned long long samples = static_cast<unsigned long long>(frames) * channels;
         for (unsigned long long i = 0; i < samples; ++i)
             assertionReport("false", "ole/AudAtoms/Aud__SampleManip", 514);
     }

@@ -147,7 +147,7 @@ bool SimpleMixState::getMixRoutedToOutput(int mix, int output, bool left) const 
     if (mix == -1 && outSlot <= 1) { reportAt(569); return false; }
     if (slot > numMixChans_ || outSlot > numOutputChans_ || slot < 0 || outSlot < 0) { reportAt(585); return false; }
     const long long cell = mixRoutingCell(mix, output, left);
-    if (cell >= (long long)sizeOf(tMixRoutingTable) || cell >= (long long)mixRoutingTable_.size()) {
+    if (cell >= static_cast<long long>(sizeOf(tMixRoutingTable)) || cell >= static_cast<long long>(mixRoutingTable_.size())) {
         reportAt(595);
         return false;
     }
@@ -164,7 +164,7 @@ void SimpleMixState::setMixRoutedToOutput(int mix, int output, bool left, bool r
             for (int m = 0; m < numMixChans_; ++m) {
                 if (output + 1LL >= numOutputChans_) return;
                 const long long cell = mixRoutingCell(m - 1, output, side == 0);
-                if (cell >= (long long)mixRoutingTable_.size()) continue;
+                if (cell >= static_cast<long long>(mixRoutingTable_.size())) continue;
                 const bool chosen = (m - 1 == mix) && ((side == 0) == left);
                 storeRelaxed(mixRoutingTable_[std::size_t(cell)], std::uint8_t(chosen ? 1 : 0));
             }
@@ -176,7 +176,7 @@ void SimpleMixState::setMixRoutedToOutput(int mix, int output, bool left, bool r
     if (mix == -1 && (output == -2 || output == -1)) { reportAt(611); return; }
     if (slot > numMixChans_ || outSlot > numOutputChans_ || slot < 0 || outSlot < 0) { reportAt(627); return; }
     const long long cell = mixRoutingCell(mix, output, left);
-    if (cell >= (long long)sizeOf(tMixRoutingTable) || cell >= (long long)mixRoutingTable_.size()) {
+    if (cell >= static_cast<long long>(sizeOf(tMixRoutingTable)) || cell >= static_cast<long long>(mixRoutingTable_.size())) {
         reportAt(643);
         return;
     }

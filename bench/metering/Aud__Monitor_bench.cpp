@@ -31,7 +31,7 @@ std::vector<std::vector<unsigned char>> makeChannels(int type) {
                 const float v = std::uniform_real_distribution<float>(-0.9f, 0.9f)(rng);
                 std::memcpy(&c[4 * i], &v, 4);
             } else {
-                for (unsigned b = 0; b < kStride[type]; ++b) c[kStride[type] * i + b] = (unsigned char)rng();
+                for (unsigned b = 0; b < kStride[type]; ++b) c[kStride[type] * i + b] = static_cast<unsigned char>(rng());
             }
         }
     }

@@ -177,8 +177,8 @@ TEST_P(ReferenceRender, LevelsMeetEveryNodeAndStayBetweenNeighbours) {
 INSTANTIATE_TEST_SUITE_P(Rates, ReferenceRender,
                          ::testing::Values(RenderCase{48000.0, false}, RenderCase{48000.0, true},
                                            RenderCase{44100.0, false}, RenderCase{44100.0, true}),
-                         [](const auto& info) {
-                             return std::to_string(int(info.param.rate)) + (info.param.reverse ? "Reverse" : "Forwards");
+                         [](const auto& p) {
+                             return std::to_string(int(p.param.rate)) + (p.param.reverse ? "Reverse" : "Forwards");
                          });
 
 // ---- edits during playback ------------------------------------------------------------

@@ -71,7 +71,7 @@ Seq referenceWalk(const std::vector<unsigned>& L, double s) {
     for (std::size_t i = 0;; i = (i + 1) % L.size()) {
         if (e == 0.0 && i == 0 && total != 0) break;
         in += L[i];
-        long long count = (long long)((L[i] + e) * s);
+        long long count = static_cast<long long>((L[i] + e) * s);
         total += count;
         e = double(in) * s - double(total);
         if (out.size() >= 108000 && i + 1 == L.size()) {

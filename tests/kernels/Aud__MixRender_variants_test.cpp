@@ -295,8 +295,8 @@ TEST_P(Variants, PeakOfLongBuffersWithTheLoudestSampleAnywhere) {
 }
 
 INSTANTIATE_TEST_SUITE_P(MixRender, Variants, ::testing::ValuesIn(machineSets()),
-                         [](const ::testing::TestParamInfo<eInstructionSet>& info) {
-                             switch (info.param) {
+                         [](const ::testing::TestParamInfo<eInstructionSet>& p) {
+                             switch (p.param) {
                              case eInstructionSet::kSSE2: return std::string("SSE2");
                              case eInstructionSet::kAVX2: return std::string("AVX2");
                              case eInstructionSet::kAVX512: return std::string("AVX512");

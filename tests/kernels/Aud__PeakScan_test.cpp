@@ -64,10 +64,10 @@ void fill(std::vector<unsigned char>& buf, std::size_t at, int type, unsigned n,
             const double v = special ? dspecial[s] : std::uniform_real_distribution<double>(-1.5, 1.5)(rng);
             put(buf, p, v);
         } else {
-            for (unsigned b = 0; b < kStride[type]; ++b) buf[p + b] = (unsigned char)rng();
+            for (unsigned b = 0; b < kStride[type]; ++b) buf[p + b] = static_cast<unsigned char>(rng());
             if (special) {
                 const std::uint32_t w = wspecial[s];
-                for (unsigned b = 0; b < kStride[type]; ++b) buf[p + b] = (unsigned char)(w >> (8 * b));
+                for (unsigned b = 0; b < kStride[type]; ++b) buf[p + b] = static_cast<unsigned char>(w >> (8 * b));
             }
         }
     }

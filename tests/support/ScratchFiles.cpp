@@ -61,7 +61,7 @@ bool fileExists(const std::string& path) {
 
 unsigned long inodeOf(const std::string& path) {
     struct stat st {};
-    return ::stat(path.c_str(), &st) == 0 ? (unsigned long)st.st_ino : 0;
+    return ::stat(path.c_str(), &st) == 0 ? static_cast<unsigned long>(st.st_ino) : 0;
 }
 
 unsigned permissionsOf(const std::string& path) {
