@@ -41,7 +41,10 @@ public:
     // (empty list channels when nothing was read).
     Aud::StreamBufferList& buffers() { return list_; }
     unsigned framesRead() const { return framesRead_; }
-    float* channel(unsigned c) { return floats_[c].data(); }
+    // Channel c's floats: maxFrames + kPadding samples, read only. The decoder writes
+    // them only in decode(), and only as far as needed to hold the frames read and
+    // silence after them, so whatever it does not rewrite must stay as it left it.
+    const float* channel(unsigned c) const { return floats_[c].data(); }
     unsigned channels() const { return static_cast<unsigned>(floats_.size()); }
 
 private:
