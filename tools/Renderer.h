@@ -53,7 +53,8 @@
 //
 // The kernels work in whole groups of four samples: a run of n samples is processed as
 // ceil(n/4) groups, so up to three samples past the run are written too; the next run
-// rewrites them, and every buffer has BlockDecoder::kPadding zero samples of room.
+// rewrites them, and every buffer has BlockDecoder::kPadding samples of room past the
+// longest block.
 //
 // run() holds platform::ScopedFlushDenormals (flush-to-zero, denormals-are-zero) for
 // its whole duration and restores the previous mode after it.
