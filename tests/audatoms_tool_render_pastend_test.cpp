@@ -32,7 +32,7 @@ TEST(ToolRenderPastEnd, TheFiniteCheckFailsOnAnInfinityAndOnANaN) {
     const float fine[] = {0.0f, -1.0f, 1e30f, std::numeric_limits<float>::denorm_min()};
     EXPECT_NONFATAL_FAILURE(tooltest::expectFinite(inf, 3, "inf"), "inf: 1 samples are not finite, the first at frame 2");
     EXPECT_NONFATAL_FAILURE(tooltest::expectFinite(nan, 2, "nan", 100), "the first at frame 100");
-    tooltest::expectFinite(fine, 4, "fine");  // no failure
+    EXPECT_TRUE(tooltest::expectFinite(fine, 4, "fine"));  // and no failure
 }
 
 namespace {

@@ -179,8 +179,8 @@ inline std::vector<std::int32_t> rawInt24(const std::string& path) {
 }
 
 // Fails the current test when any of x[0 .. n-1] is an infinity or a NaN, naming the
-// first (its index counted from `first`) and how many there are.
-inline void expectFinite(const float* x, std::size_t n, const std::string& what, std::int64_t first = 0) {
+// first (its index counted from `first`) and how many there are; true when all are finite.
+inline bool expectFinite(const float* x, std::size_t n, const std::string& what, std::int64_t first = 0) {
     std::size_t bad = 0, at = 0;
     for (std::size_t i = 0; i < n; ++i)
         if (!std::isfinite(x[i])) {
@@ -189,10 +189,12 @@ inline void expectFinite(const float* x, std::size_t n, const std::string& what,
     if (bad)
         ADD_FAILURE() << what << ": " << bad << " samples are not finite, the first at frame " << first + std::int64_t(at)
                       << " (" << x[at] << ")";
+    return bad == 0;
 }
 
 // A render's output channels as the sink gets them, each block checked finite on arrival
-// (and kept unless `keep` is false).
+// (an output's first failing block is reported, not every one after it), and kept
+// unless `keep` is false.
 struct MixCapture {
     std::vector<std::vector<float>> out;
     std::int64_t frames = 0;
@@ -200,15 +202,19 @@ struct MixCapture {
 
     void attach(audtool::Renderer& r) {
         out.assign(r.config().outputs, {});
+        failed_.assign(out.size(), 0);
         frames = 0;
         r.setSink([this](const float* const* o, unsigned n) {
             for (std::size_t k = 0; k < out.size(); ++k) {
-                expectFinite(o[k], n, "output " + std::to_string(k + 1), frames);
+                if (!failed_[k]) failed_[k] = !expectFinite(o[k], n, "output " + std::to_string(k + 1), frames);
                 if (keep) out[k].insert(out[k].end(), o[k], o[k] + n);
             }
             frames += n;
         });
     }
+
+private:
+    std::vector<char> failed_;
 };
 
 // Renders a session in this process as `audatoms render` does (buildRenderJob, run),
