@@ -47,7 +47,11 @@ BlockDecoder::BlockDecoder(const AudioSource& source, unsigned maxFrames)
     if (splitInPairs_ &&
         interleaver_.createOutputBuffers((maxFrames + 1) / 2, splitFormat_, pairs_) != AudioInterleaver::kSuccess)
         throw OutputError("out of memory for a block of " + source.name());
-    floats_.assign(format_.channels, std::vector<float>(std::size_t(maxFrames) + kPadding, 0.0f));
+    // Silence as the file would hold it: digital zero, offset binary for unsigned 8-bit.
+    const unsigned char silent[8] = {format_.sampleType == 4 ? (unsigned char)0x80 : (unsigned char)0};
+    if (format_.stride() > sizeof silent || !Aud::SampleConvert::toFloat(format_.sampleType, silent, 1, &silence_))
+        throw InputError(source.name() + ": no float conversion for sample type " + std::to_string(format_.sampleType));
+    floats_.assign(format_.channels, std::vector<float>(std::size_t(maxFrames) + kPadding, silence_));
 }
 
 unsigned BlockDecoder::decode(AudioSource& source, unsigned frames) {
@@ -56,7 +60,7 @@ unsigned BlockDecoder::decode(AudioSource& source, unsigned frames) {
     const unsigned n = source.readFrames(static_cast<unsigned char*>(raw_->getBuffer()), frames);
     framesRead_ = n;
     if (n < previous)
-        for (auto& ch : floats_) std::fill(ch.begin() + n, ch.begin() + previous, 0.0f);
+        for (auto& ch : floats_) std::fill(ch.begin() + n, ch.begin() + previous, silence_);
     list_.numSamples = n;
     if (n == 0) return 0;
 

@@ -11,8 +11,12 @@
 // big-endian 64-bit floats are split as two channels (even and odd frames) and the two
 // halves, already in host order, are joined back into one buffer of the file's type.
 //
-// Float channels hold the block's frames followed by kPadding zero samples, so that the
-// four-sample kernels may run up to three samples past a run (see Renderer.h).
+// Float channels hold the block's frames followed by silence up to kPadding samples past
+// the longest block, so that the four-sample kernels may run up to three samples past a
+// run (see Renderer.h). Silence is the float of a silent sample of the file's own type
+// (digital zero; 0x80 for unsigned 8-bit), so a file that has ended reads exactly as if
+// it went on with digital silence: 0.0 for every type but 32-bit integers, whose
+// symmetric conversion gives zero the value 0.5 / 2147483647.5.
 // Allocation: at construction; decode() allocates only where the library's one-channel
 // split rebuilds its list.
 #pragma once
@@ -41,7 +45,10 @@ public:
     // (empty list channels when nothing was read).
     Aud::StreamBufferList& buffers() { return list_; }
     unsigned framesRead() const { return framesRead_; }
-    float* channel(unsigned c) { return floats_[c].data(); }
+    // Channel c's floats: maxFrames + kPadding samples, read only. The decoder writes
+    // them only in decode(), and only as far as needed to hold the frames read and
+    // silence after them, so whatever it does not rewrite must stay as it left it.
+    const float* channel(unsigned c) const { return floats_[c].data(); }
     unsigned channels() const { return static_cast<unsigned>(floats_.size()); }
 
 private:
@@ -59,6 +66,7 @@ private:
     Aud::StreamBufferList pairs_;     // split in pairs: even and odd frames
     Aud::StreamBufferList list_;
     std::vector<std::vector<float>> floats_;
+    float silence_ = 0.0f;        // the float of a silent sample of the file's type
     unsigned framesRead_ = 0;
 };
 

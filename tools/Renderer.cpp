@@ -108,12 +108,14 @@ void Renderer::setEqualiser(unsigned input, Equaliser eq) { channels_.at(input).
 
 float* Renderer::output(unsigned k) { return static_cast<float*>(outputs_.streamBuffers[k].memory->getBuffer()); }
 
-float* Renderer::applyAutomation(Channel& ch, float* src, unsigned frames, double blockTime) {
+const float* Renderer::applyAutomation(Channel& ch, const float* in, unsigned frames, double blockTime) {
+    // The kernels only read their source (their signatures predate const).
+    float* src = const_cast<float*>(in);
     auto& st = ch.walk;
     DynamicLevelApplyingIteratorBase walk(st);
     walk.handleStoreModsForwards(blockTime);
     // A whole block at unity needs no pass at all.
-    if (st.atEnd_ && st.level_ == 1.0f && st.levelDelta_ == 0.0f) return src;
+    if (st.atEnd_ && st.level_ == 1.0f && st.levelDelta_ == 0.0f) return in;
     float* dst = ch.work.data();
     unsigned done = 0;
     int stalls = 0;
@@ -147,25 +149,35 @@ float* Renderer::applyAutomation(Channel& ch, float* src, unsigned frames, doubl
 }
 
 void Renderer::renderBlock(std::int64_t firstFrame, unsigned frames) {
-    const unsigned g = groups(frames);
-    const double blockTime = double(firstFrame) / double(config_.rate);
-
     for (auto& s : sources_) {
         s->decoder.decode(*s->source, frames);
         if (s->decoder.framesRead()) s->monitor.updateMonitoringPoints(s->decoder.buffers());
     }
+    for (unsigned i = 0; i < channels_.size(); ++i)
+        inputData_[i] = channels_[i].source->decoder.channel(channels_[i].sourceChannel);
+    mixBlock(inputData_.data(), frames, double(firstFrame) / double(config_.rate));
+}
 
+void Renderer::mixBlock(const float* const* inputs, unsigned frames, double blockTime) {
+    const unsigned g = groups(frames);
     for (auto& bus : buses_) std::fill(bus.begin(), bus.begin() + std::size_t(g) * 4, 0.0f);
     for (unsigned i = 0; i < channels_.size(); ++i) {
         Channel& ch = channels_[i];
-        float* src = ch.source->decoder.channel(ch.sourceChannel);
-        channelData_[i] = ch.store ? applyAutomation(ch, src, frames, blockTime) : src;
+        const float* x = ch.store ? applyAutomation(ch, inputs[i], frames, blockTime) : inputs[i];
+        // The equaliser filters in place, so only in this input's own buffer: the input
+        // buffer is not ours to change.
+        if (!ch.eq.empty() && x != ch.work.data()) {
+            std::copy_n(x, std::size_t(g) * 4, ch.work.data());
+            x = ch.work.data();
+        }
+        mixData_[i] = x;
     }
-    equalisers_.process(channelData_.data(), frames);
+    equalisers_.process(workData_.data(), frames);
 
     const bool inputSolo = mixer_.anyInputSolo();
     for (unsigned i = 0; i < channels_.size(); ++i) {
-        float* x = channelData_[i];
+        // The kernels only read their source (their signatures predate const).
+        float* x = const_cast<float*>(mixData_[i]);
         const int in = int(i);
         if (mixer_.getInputMuteState(in) || (inputSolo && !mixer_.getInputSoloState(in))) continue;
         const float gain = Aud::GainCurve::MixerStyleLog1::UVal2Mag(mixer_.getInputLevel(in));
@@ -204,7 +216,10 @@ RenderStats Renderer::run() {
     std::vector<Equaliser*> equalisers;
     for (Channel& ch : channels_) equalisers.push_back(ch.eq.empty() ? nullptr : &ch.eq);
     equalisers_ = EqualiserBank(equalisers);
-    channelData_.assign(channels_.size(), nullptr);
+    inputData_.assign(channels_.size(), nullptr);
+    mixData_.assign(channels_.size(), nullptr);
+    workData_.clear();
+    for (Channel& ch : channels_) workData_.push_back(ch.work.data());
     platform::ScopedFlushDenormals flushDenormals;
     const auto start = std::chrono::steady_clock::now();
     const double cpuStart = threadCpuSeconds();

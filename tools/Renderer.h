@@ -10,9 +10,9 @@
 //     Aud::DynamicLevelControl::DynamicLevelApplyingIteratorState (reacting at the block
 //     start to edits made since the last block) and applies the runs with the ramp
 //     kernels (MixRender::MultiplyWithDelta, or MultiplyConstant for a flat run);
-//  3. every input's equaliser filters the result, all inputs at once
-//     (EqualiserBank: Biquad::processChannels, exactly what each Equaliser::process
-//     would give);
+//  3. every input's equaliser filters the result in the input's own work buffer, all
+//     inputs at once (EqualiserBank: Biquad::processChannels, exactly what each
+//     Equaliser::process would give);
 //  4. the mixer state routes it: each input feeds the left and right sides of each mix
 //     bus it is routed to (MultiplyConstantAndAdd2) with gain = fader x pan side, and
 //     each mix bus side feeds the real outputs it is routed to (MultiplyConstantAndAdd)
@@ -28,9 +28,33 @@
 // Mixer outputs 0 .. outputs-1 are the output channels; the two special slots are not
 // rendered.
 //
+// Steps 2 to 5 are mixBlock(), which takes each input's block as a read-only pointer;
+// step 1 only supplies those pointers.
+//
+// Buffer ownership. Every buffer of the block path has one owner, the one stage that
+// writes it; every other stage only reads it, and only within the block it was written
+// for. No stage scales, filters or clears a buffer it does not own, in place or
+// otherwise:
+//  - a source's decoded channels belong to its BlockDecoder (BlockDecoder::channel
+//    hands them out read-only). The decoder writes them only when it reads frames and
+//    keeps them silent past the frames read, so a buffer it no longer writes (the file
+//    has ended) must still hold what it last put there;
+//  - each input's work buffer belongs to that input's automation and equaliser stages:
+//    automation writes its result there, and an input with an equaliser has its samples
+//    there (copied from the decoder's buffer when automation left them in place) and
+//    filtered there;
+//  - the mix buses and the outputs belong to the mixing stage, which clears and fills
+//    them every block; the sink reads the outputs and does not write them.
+// So a block's result depends only on the inputs' samples of that block and on the
+// stages' own state (filter memories, automation walks), never on what a stage did to
+// another's buffer in an earlier block; a future player that shares mixBlock() can
+// hand it buffers it keeps and reuses (a cache, a disk reader's ring) and get them back
+// unchanged.
+//
 // The kernels work in whole groups of four samples: a run of n samples is processed as
 // ceil(n/4) groups, so up to three samples past the run are written too; the next run
-// rewrites them, and every buffer has BlockDecoder::kPadding zero samples of room.
+// rewrites them, and every buffer has BlockDecoder::kPadding samples of room past the
+// longest block.
 //
 // run() holds platform::ScopedFlushDenormals (flush-to-zero, denormals-are-zero) for
 // its whole duration and restores the previous mode after it.
@@ -121,11 +145,14 @@ private:
         const Aud::DynamicLevelControl::Store* store = nullptr;
         Aud::DynamicLevelControl::DynamicLevelApplyingIteratorState walk;
         Equaliser eq;
-        std::vector<float> work;
+        std::vector<float> work;  // this input's own buffer: automation's and the equaliser's output
     };
 
     void renderBlock(std::int64_t firstFrame, unsigned frames);
-    float* applyAutomation(Channel& ch, float* src, unsigned frames, double blockTime);
+    // Steps 2 to 5 for one block: inputs[i] holds input i's frames (and the kernels' room
+    // past them), read only.
+    void mixBlock(const float* const* inputs, unsigned frames, double blockTime);
+    const float* applyAutomation(Channel& ch, const float* src, unsigned frames, double blockTime);
     float* output(unsigned k);
 
     RenderConfig config_;
@@ -134,7 +161,9 @@ private:
     std::vector<std::unique_ptr<Source>> sources_;
     std::vector<Channel> channels_;
     EqualiserBank equalisers_;        // the channels' equalisers, built by run()
-    std::vector<float*> channelData_; // per block: each channel's samples after automation
+    std::vector<const float*> inputData_;  // per block: each input's decoded samples (the decoder's)
+    std::vector<const float*> mixData_;    // per block: each input's samples as the mix reads them
+    std::vector<float*> workData_;         // each input's work buffer, what the equalisers filter
     Aud::SimpleMixState mixer_;
     std::vector<std::vector<float>> buses_;   // [mix slot * 2 + side]
     Aud::StreamBufferList outputs_;

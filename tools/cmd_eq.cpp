@@ -15,10 +15,12 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <vector>
 
 namespace audtool {
 
@@ -50,14 +52,16 @@ void applyToFile(const GlobalOptions& g, const EqOptions& o, const std::vector<E
     for (unsigned c = 0; c < f.channels; ++c) eqs.emplace_back(bands, float(f.rate));
     AudioFileWriter writer(o.output, type, f.channels, f.rate, kBlock);
     ProgressBar bar("equalising", g.quiet);
+    std::vector<std::vector<float>> filtered(f.channels, std::vector<float>(kBlock));  // the decoder's are read only
     std::vector<const float*> chans(f.channels);
+    for (unsigned c = 0; c < f.channels; ++c) chans[c] = filtered[c].data();
     {
         platform::ScopedFlushDenormals flushDenormals;
         std::int64_t done = 0;
         while (const unsigned n = decoder.decode(source, kBlock)) {
             for (unsigned c = 0; c < f.channels; ++c) {
-                eqs[c].process(decoder.channel(c), n);
-                chans[c] = decoder.channel(c);
+                std::copy_n(decoder.channel(c), n, filtered[c].data());
+                eqs[c].process(filtered[c].data(), n);
             }
             writer.write(chans.data(), n);
             done += n;

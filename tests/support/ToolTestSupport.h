@@ -1,12 +1,24 @@
 // Helpers of the audatoms tool suites: a scratch folder per test, running the built
 // tool (AUDATOMS_TOOL_PATH) with its output captured, and writing and reading audio
 // files with libsndfile directly (independently of the tool's own paths).
+//
+// Every render test gets its mix through MixCapture (a render in this process) or
+// renderWithTool (the tool's render command); both fail the test on a mix sample that is
+// not a finite number. A tool render writes integer samples, where an infinity or a NaN
+// only shows as a clipped or odd value, so renderWithTool also renders the same session
+// file here and checks the float mix the file was made from.
 #pragma once
+
+#include "tools/AudioSource.h"
+#include "tools/RenderJob.h"
+#include "tools/Renderer.h"
+#include "tools/Session.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <stdexcept>
 #include <cstdio>
@@ -164,6 +176,79 @@ inline std::vector<std::int32_t> rawInt24(const std::string& path) {
         v.push_back(std::int32_t(u << 8) >> 8);
     }
     return v;
+}
+
+// Fails the current test when any of x[0 .. n-1] is an infinity or a NaN, naming the
+// first (its index counted from `first`) and how many there are; true when all are finite.
+inline bool expectFinite(const float* x, std::size_t n, const std::string& what, std::int64_t first = 0) {
+    std::size_t bad = 0, at = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        if (!std::isfinite(x[i])) {
+            if (bad++ == 0) at = i;
+        }
+    if (bad)
+        ADD_FAILURE() << what << ": " << bad << " samples are not finite, the first at frame " << first + std::int64_t(at)
+                      << " (" << x[at] << ")";
+    return bad == 0;
+}
+
+// A render's output channels as the sink gets them, each block checked finite on arrival
+// (an output's first failing block is reported, not every one after it), and kept
+// unless `keep` is false.
+struct MixCapture {
+    std::vector<std::vector<float>> out;
+    std::int64_t frames = 0;
+    bool keep = true;
+
+    void attach(audtool::Renderer& r) {
+        out.assign(r.config().outputs, {});
+        failed_.assign(out.size(), 0);
+        frames = 0;
+        r.setSink([this](const float* const* o, unsigned n) {
+            for (std::size_t k = 0; k < out.size(); ++k) {
+                if (!failed_[k]) failed_[k] = !expectFinite(o[k], n, "output " + std::to_string(k + 1), frames);
+                if (keep) out[k].insert(out[k].end(), o[k], o[k] + n);
+            }
+            frames += n;
+        });
+    }
+
+private:
+    std::vector<char> failed_;
+};
+
+// Renders a session in this process as `audatoms render` does (buildRenderJob, run),
+// from its files or from `sources` (one per session file), checking every block
+// finite; the outputs are kept when `keep`.
+inline MixCapture renderSession(const audtool::Session& session,
+                                std::vector<std::unique_ptr<audtool::AudioSource>> sources = {}, bool keep = true) {
+    MixCapture cap;
+    cap.keep = keep;
+    audtool::RenderJob job = audtool::buildRenderJob(session, std::move(sources));
+    cap.attach(*job.renderer);
+    job.renderer->run();
+    return cap;
+}
+
+// The same for a session file (loadSession).
+inline MixCapture renderSessionHere(const std::string& sessionPath, bool keep = true) {
+    return renderSession(audtool::loadSession(sessionPath), {}, keep);
+}
+
+// Runs `audatoms GLOBAL... render SESSION -o OUTPUT OPTIONS...`; when the render
+// succeeds, the session is rendered here too, so that a sample that is not finite fails
+// the test even though the file holds integers.
+inline RunResult renderWithTool(const std::vector<std::string>& global, const std::string& sessionPath,
+                                const std::string& output, const std::vector<std::string>& options = {}) {
+    std::vector<std::string> args = global;
+    args.insert(args.end(), {"render", sessionPath, "-o", output});
+    args.insert(args.end(), options.begin(), options.end());
+    RunResult r = runTool(args);
+    if (r.status == 0) {
+        SCOPED_TRACE("the float mix of " + sessionPath);
+        renderSessionHere(sessionPath, false);
+    }
+    return r;
 }
 
 } // namespace tooltest

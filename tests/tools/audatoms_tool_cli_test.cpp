@@ -44,6 +44,9 @@ TEST(ToolCli, DemoWritesAValidWavWhosePeaksMatchTheMeterTable) {
     ASSERT_EQ(r.status, 0) << r.err;
     const nlohmann::json j = nlohmann::json::parse(r.out);
     const tooltest::Audio wav = tooltest::readAudio(dir.file("demo-out/demo.wav"));
+    // The file holds integers; the float mix of the session the demo wrote (its render
+    // without the edit it makes while rendering) is checked finite here.
+    tooltest::renderSessionHere(dir.file("demo-out/session.ini"), false);
     EXPECT_EQ(wav.info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_24);
     EXPECT_EQ(wav.info.samplerate, 48000);
     EXPECT_EQ(wav.info.frames, 480000);
@@ -79,6 +82,7 @@ TEST(ToolCli, DemoTextPrintsTheSpeedAndTheMeterTable) {
     EXPECT_FALSE(contains(r.err, "\r"));  // no progress bar when standard error is not a terminal
     // The printed output rows (dBFS to two decimals) against the file's peaks.
     const tooltest::Audio wav = tooltest::readAudio(dir.file("d/demo.wav"));
+    tooltest::renderSessionHere(dir.file("d/session.ini"), false);  // its float mix checked finite
     ASSERT_EQ(wav.info.channels, 4);
     for (int c = 0; c < 4; ++c) {
         const std::string key = "  out  " + std::to_string(c) + " ";

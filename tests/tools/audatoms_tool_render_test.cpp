@@ -65,7 +65,7 @@ TEST(ToolRender, UnitySessionReproducesA24BitInputBitForBit) {
     tooltest::writeText(dir.file("unity.ini"),
                         "[Session]\nSampleRate=48000\nLength=" + std::to_string(double(frames) / 48000) +
                             "\n[Inputs]\nFile=in.wav\n");
-    const auto r = tooltest::runTool({"--quiet", "render", dir.file("unity.ini"), "-o", dir.file("out.wav")});
+    const auto r = tooltest::renderWithTool({"--quiet"}, dir.file("unity.ini"), dir.file("out.wav"));
     ASSERT_EQ(r.status, 0) << r.err;
     const std::vector<std::int32_t> out = tooltest::rawInt24(dir.file("out.wav"));
     ASSERT_EQ(out.size(), std::size_t(frames) * 2);
@@ -109,7 +109,7 @@ File=b.aiff    ; inputs 1 and 2
 01L->04=1
 01R->05=1
 )"));
-    const auto r = tooltest::runTool({"--quiet", "render", dir.file("gains.ini"), "-o", dir.file("out.wav")});
+    const auto r = tooltest::renderWithTool({"--quiet"}, dir.file("gains.ini"), dir.file("out.wav"));
     ASSERT_EQ(r.status, 0) << r.err;
     const std::vector<std::int32_t> out = tooltest::rawInt24(dir.file("out.wav"));
     ASSERT_EQ(out.size(), std::size_t(frames) * 4);
@@ -141,16 +141,8 @@ File=b.aiff    ; inputs 1 and 2
 
 namespace {
 
-// A renderer over in-memory inputs whose outputs are collected as floats.
-struct Capture {
-    std::vector<std::vector<float>> out;
-    void attach(Renderer& r) {
-        out.assign(r.config().outputs, {});
-        r.setSink([this](const float* const* o, unsigned n) {
-            for (std::size_t k = 0; k < out.size(); ++k) out[k].insert(out[k].end(), o[k], o[k] + n);
-        });
-    }
-};
+// The outputs collected as floats (and checked finite).
+using Capture = tooltest::MixCapture;
 
 std::unique_ptr<Renderer> constantInputRenderer(float value, double seconds) {
     std::vector<std::unique_ptr<AudioSource>> sources;
@@ -305,8 +297,8 @@ TEST(ToolRender, SixteenBitAndUnpackedOutputsCarryTheSameMix) {
     tooltest::writeInts(dir.file("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, in);
     tooltest::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=" + std::to_string(frames / 48000.0) +
                                                "\n[Inputs]\nFile=in.wav\n");
-    ASSERT_EQ(tooltest::runTool({"-q", "render", dir.file("s.ini"), "-o", dir.file("o16.wav"), "--sample-type", "16"}).status, 0);
-    const auto r = tooltest::runTool({"-q", "render", dir.file("s.ini"), "-o", dir.file("o.raw"), "--sample-type", "24-unpacked"});
+    ASSERT_EQ(tooltest::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o16.wav"), {"--sample-type", "16"}).status, 0);
+    const auto r = tooltest::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o.raw"), {"--sample-type", "24-unpacked"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out.find("assertion failed"), std::string::npos);  // the per-sample reports are not shown
     const tooltest::Audio a16 = tooltest::readAudio(dir.file("o16.wav"));

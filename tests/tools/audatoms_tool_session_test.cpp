@@ -216,7 +216,7 @@ TEST(ToolSession, TheExampleIsTheDemoSessionAndRenders) {
     EXPECT_EQ(settings(example), settings(tooltest::readText(dir.file("demo-out/session.ini"))));
     std::filesystem::create_directory(dir.file("examples"));
     tooltest::writeText(dir.file("examples/session.ini"), example);
-    const auto r = tooltest::runTool({"-q", "--json", "render", dir.file("examples/session.ini"), "-o", dir.file("mix.wav")});
+    const auto r = tooltest::renderWithTool({"-q", "--json"}, dir.file("examples/session.ini"), dir.file("mix.wav"));
     ASSERT_EQ(r.status, 0) << r.err;
     const tooltest::Audio mix = tooltest::readAudio(dir.file("mix.wav"));
     EXPECT_EQ(mix.info.channels, 4);
