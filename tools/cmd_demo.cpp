@@ -159,7 +159,7 @@ struct DemoOptions {
     std::string out = "demo-out";
 };
 
-int runDemo(const GlobalOptions& g, const DemoOptions& o) {
+std::unique_ptr<Result> runDemo(const GlobalOptions& g, const DemoOptions& o) {
     makeFolder(o.out);
     const Session session = parseSession(kDemoSession, "demo session", o.out);
     std::vector<DemoInput> inputs = synthesise();
@@ -198,12 +198,10 @@ int runDemo(const GlobalOptions& g, const DemoOptions& o) {
     if (!platform::writeFileAtomically(svg, eqSvg(responses, freqs, "audatoms demo: equaliser responses"), &error))
         throw InputError(svg + ": cannot write: " + error);
 
-    const RenderReport report = makeReport(r, stats, wav, 2);
-    std::cout << (g.json ? reportJson(report) : reportText(report)) << std::flush;
-    if (!g.quiet)
-        std::fprintf(stderr, "wrote %s, the inputs and %s/session.ini (audatoms render %s/session.ini renders it again)\n",
-                     svg.c_str(), o.out.c_str(), o.out.c_str());
-    return 0;
+    auto report = makeReport(r, stats, wav, 2);
+    report->note = "wrote " + svg + ", the inputs and " + o.out + "/session.ini (audatoms render " + o.out +
+                   "/session.ini renders it again)\n";
+    return report;
 }
 
 } // namespace

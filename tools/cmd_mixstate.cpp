@@ -9,8 +9,8 @@
 #include "platform/IniFile.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
-#include <cstdio>
 #include <memory>
 
 namespace audtool {
@@ -37,7 +37,24 @@ Form formOf(const std::string& path) {
                      "' (configuration text: .ini, .txt, .cfg; object stream: .mixstate, .strm, .bin)");
 }
 
-int runConvert(const GlobalOptions& g, const MixstateOptions& o) {
+const char* formName(Form form) { return form == Form::kText ? "text" : "stream"; }
+
+// Text: nothing on standard output; the note says what was written. JSON: the files,
+// their forms and the dimensions of the mixer state.
+struct ConvertResult final : Result {
+    std::string in, out;
+    Form from = Form::kText, to = Form::kText;
+    int inputs = 0, mixes = 0, outputSlots = 0;
+
+    std::string text() const override { return ""; }
+    nlohmann::json json() const override {
+        return {{"input", in},       {"input_form", formName(from)}, {"output", out},
+                {"output_form", formName(to)}, {"inputs", inputs},   {"mixes", mixes},
+                {"output_slots", outputSlots}};
+    }
+};
+
+std::unique_ptr<Result> runConvert(const MixstateOptions& o) {
     const Form from = formOf(o.in), to = formOf(o.out);
     if (o.outputs < 2 || o.outputs > 16) throw InputError("--outputs must be from 2 to 16");
     requireReadableFile(o.in, "a mixer state file");
@@ -62,15 +79,22 @@ int runConvert(const GlobalOptions& g, const MixstateOptions& o) {
         state.storeCompatibleConfigurationInformation(ini);
         if (!ini.save(o.out, &error)) throw InputError(o.out + ": cannot write: " + error);
     }
-    if (!g.quiet)
-        std::fprintf(stderr, "wrote %s (%d inputs, %d mixes, %d output slots)\n", o.out.c_str(), state.numInputChans(),
-                     state.numMixChans(), state.numOutputChans());
-    return 0;
+    auto result = std::make_unique<ConvertResult>();
+    result->in = o.in;
+    result->out = o.out;
+    result->from = from;
+    result->to = to;
+    result->inputs = state.numInputChans();
+    result->mixes = state.numMixChans();
+    result->outputSlots = state.numOutputChans();
+    result->note = formatText("wrote %s (%d inputs, %d mixes, %d output slots)\n", o.out.c_str(), result->inputs,
+                              result->mixes, result->outputSlots);
+    return result;
 }
 
 } // namespace
 
-void addMixstateCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
+void addMixstateCommand(CLI::App& app, const GlobalOptions&, Action& action) {
     CLI::App* sub = app.add_subcommand("mixstate", "Mixer state files");
     sub->require_subcommand(1);
     auto o = std::make_shared<MixstateOptions>();
@@ -82,7 +106,7 @@ void addMixstateCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     conv->add_option("IN", o->in, "File to read")->required();
     conv->add_option("OUT", o->out, "File to write")->required();
     conv->add_option("--outputs", o->outputs, "Real outputs when reading text (2 to 16)")->capture_default_str();
-    conv->callback([&action, &g, o] { action = [&g, o] { return runConvert(g, *o); }; });
+    conv->callback([&action, o] { action = [o] { return runConvert(*o); }; });
 }
 
 } // namespace audtool

@@ -6,8 +6,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
-#include <iostream>
 #include <memory>
 
 namespace audtool {
@@ -27,7 +25,7 @@ std::string defaultOutput(const std::string& session) {
     return name + ".wav";
 }
 
-int runRender(const GlobalOptions& g, const RenderOptions& o) {
+std::unique_ptr<Result> runRender(const GlobalOptions& g, const RenderOptions& o) {
     const int type = exportSampleType(o.sampleType);
     const Session session = loadSession(o.session);
     RenderJob job = buildRenderJob(session);
@@ -40,9 +38,7 @@ int runRender(const GlobalOptions& g, const RenderOptions& o) {
     const RenderStats stats = r.run();
     bar.finish();
     writer.commit();
-    const RenderReport report = makeReport(r, stats, out, type);
-    std::cout << (g.json ? reportJson(report) : reportText(report)) << std::flush;
-    return 0;
+    return makeReport(r, stats, out, type);
 }
 
 } // namespace

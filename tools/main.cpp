@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <string>
 
 int main(int argc, char** argv) {
@@ -61,7 +62,14 @@ int main(int argc, char** argv) {
     }
     if (!action) return kExitBadInput;
     try {
-        return action();
+        const std::unique_ptr<Result> result = action();
+        printResult(*result, global.json);
+        if (!global.quiet && !result->note.empty()) std::fputs(result->note.c_str(), stderr);
+        if (!result->failure.empty()) {
+            std::fprintf(stderr, "audatoms: %s\n", result->failure.c_str());
+            return kExitFailure;
+        }
+        return kExitOk;
     } catch (const InputError& e) {
         std::fflush(stdout);
         std::fprintf(stderr, "audatoms: %s\n", e.what());
