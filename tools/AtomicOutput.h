@@ -8,6 +8,7 @@
 // Threads: the main thread of the tool.
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace audtool {
@@ -16,21 +17,21 @@ class AtomicOutput {
 public:
     // Creates the temporary; InputError naming the target when its folder is missing
     // or not writable.
-    explicit AtomicOutput(std::string target);
+    explicit AtomicOutput(std::filesystem::path target);
     ~AtomicOutput();
     AtomicOutput(const AtomicOutput&) = delete;
     AtomicOutput& operator=(const AtomicOutput&) = delete;
 
-    const std::string& target() const { return target_; }
-    const std::string& tempPath() const { return temp_; }
+    const std::filesystem::path& target() const { return target_; }
+    const std::filesystem::path& tempPath() const { return temp_; }
 
     // Flushes the temporary to disk and renames it over the target; OutputError on
     // failure (the temporary is then removed).
     void commit();
 
 private:
-    std::string target_;
-    std::string temp_;
+    std::filesystem::path target_;
+    std::filesystem::path temp_;
     int slot_ = -1;
     bool committed_ = false;
 };

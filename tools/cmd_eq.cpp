@@ -16,6 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -26,16 +27,17 @@ namespace {
 struct EqOptions {
     std::vector<std::string> bands;
     std::string rate;
-    std::string svg;
-    std::string csv;
-    std::string apply;
-    std::string output;
+    std::filesystem::path svg;
+    std::filesystem::path csv;
+    std::filesystem::path apply;
+    std::filesystem::path output;
     std::string sampleType;
 };
 
-void writeWhole(const std::string& path, const std::string& text) {
+void writeWhole(const std::filesystem::path& path, const std::string& text) {
     std::string error;
-    if (!platform::writeFileAtomically(path, text, &error)) throw InputError(path + ": cannot write: " + error);
+    if (!platform::writeFileAtomically(path.string(), text, &error))
+        throw InputError(path.string() + ": cannot write: " + error);
 }
 
 struct Applied {
@@ -72,7 +74,7 @@ Applied applyToFile(const GlobalOptions& g, const EqOptions& o, const std::vecto
     }
     bar.finish();
     writer.commit();
-    return {o.apply, o.output, f.channels, type};
+    return {o.apply.string(), o.output.string(), f.channels, type};
 }
 
 struct ResponsePoint {
@@ -126,7 +128,7 @@ std::unique_ptr<Result> runEq(const GlobalOptions& g, const EqOptions& o) {
     if (!o.apply.empty()) {
         SndfileSource probe(o.apply);
         if (!o.rate.empty() && double(probe.format().rate) != rate)
-            throw InputError(o.apply + ": sample rate " + std::to_string(probe.format().rate) +
+            throw InputError(o.apply.string() + ": sample rate " + std::to_string(probe.format().rate) +
                              " Hz differs from --rate " + o.rate);
         rate = probe.format().rate;
     }
@@ -137,11 +139,11 @@ std::unique_ptr<Result> runEq(const GlobalOptions& g, const EqOptions& o) {
     result->rate = rate;
     if (!o.svg.empty()) {
         writeWhole(o.svg, eqSvg({response}, freqs, "Equaliser magnitude response"));
-        result->svg = o.svg;
+        result->svg = o.svg.string();
     }
     if (!o.csv.empty()) {
         writeWhole(o.csv, eqCsv(response, freqs));
-        result->csv = o.csv;
+        result->csv = o.csv.string();
     }
     if (!o.apply.empty()) {
         const Applied& a = result->applied.emplace(applyToFile(g, o, bands));

@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -23,7 +24,7 @@ namespace audtool {
 namespace {
 
 struct InfoOptions {
-    std::vector<std::string> files;
+    std::vector<std::filesystem::path> files;
     std::string fps = "25";
 };
 
@@ -43,9 +44,9 @@ std::string sampleTypeName(int type) {
     return "";
 }
 
-FileInfo inspect(const std::string& path, Qm::FrameRate fps, const GlobalOptions& g) {
+FileInfo inspect(const std::filesystem::path& path, Qm::FrameRate fps, const GlobalOptions& g) {
     FileInfo info;
-    info.path = path;
+    info.path = path.string();
     SndfileSource source(path);
     info.format = source.format();
     info.libraryType = info.format.metadata().getSampleTypeNumber();
@@ -67,7 +68,7 @@ FileInfo inspect(const std::string& path, Qm::FrameRate fps, const GlobalOptions
     MeterSet meters;
     for (unsigned c = 0; c < info.format.channels; ++c)
         meters.add("ch " + std::to_string(c + 1), monitor.getInputMonitoringPointId(c));
-    ProgressBar bar("reading " + path, g.quiet);
+    ProgressBar bar("reading " + info.path, g.quiet);
     std::int64_t done = 0;
     while (decoder.decode(source, kBlock) > 0) {
         monitor.updateMonitoringPoints(decoder.buffers());
@@ -149,7 +150,7 @@ struct InfoResult final : Result {
 std::unique_ptr<Result> runInfo(const GlobalOptions& g, const InfoOptions& o) {
     auto result = std::make_unique<InfoResult>();
     result->fps = parseFrameRate(o.fps);
-    for (const std::string& f : o.files) result->files.push_back(inspect(f, result->fps, g));
+    for (const std::filesystem::path& f : o.files) result->files.push_back(inspect(f, result->fps, g));
     return result;
 }
 

@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
 #include <memory>
 
 namespace audtool {
@@ -18,22 +19,19 @@ namespace audtool {
 namespace {
 
 struct MixstateOptions {
-    std::string in;
-    std::string out;
+    std::filesystem::path in;
+    std::filesystem::path out;
     unsigned outputs = 2;
 };
 
 enum class Form { kText, kStream };
 
-Form formOf(const std::string& path) {
-    const auto dot = path.find_last_of('.');
-    const auto slash = path.find_last_of('/');
-    const std::string ext = dot == std::string::npos || (slash != std::string::npos && dot < slash)
-                                ? ""
-                                : lower(path.substr(dot + 1));
+Form formOf(const std::filesystem::path& path) {
+    std::string ext = lower(path.extension().string());
+    if (!ext.empty()) ext.erase(0, 1);
     if (ext == "ini" || ext == "txt" || ext == "cfg") return Form::kText;
     if (ext == "mixstate" || ext == "strm" || ext == "bin") return Form::kStream;
-    throw InputError(path + ": unknown mixer state file type '." + ext +
+    throw InputError(path.string() + ": unknown mixer state file type '." + ext +
                      "' (configuration text: .ini, .txt, .cfg; object stream: .mixstate, .strm, .bin)");
 }
 
@@ -61,33 +59,33 @@ std::unique_ptr<Result> runConvert(const MixstateOptions& o) {
     Aud::SimpleMixState state;
     std::string error;
     if (from == Form::kStream) {
-        if (!state.loadFromStreamFile(o.in, &error)) throw InputError(o.in + ": " + error);
-        if (!state.valid()) throw InputError(o.in + ": the record holds a mixer state without dimensions");
+        if (!state.loadFromStreamFile(o.in.string(), &error)) throw InputError(o.in.string() + ": " + error);
+        if (!state.valid()) throw InputError(o.in.string() + ": the record holds a mixer state without dimensions");
     } else {
         QmIniFile ini;
-        if (!ini.load(o.in, &error)) throw InputError(o.in + ": " + error);
+        if (!ini.load(o.in.string(), &error)) throw InputError(o.in.string() + ": " + error);
         bool any = false;
         for (const auto& name : ini.sectionNames()) any = any || name.toStd().rfind("SimpleMixState", 0) == 0;
-        if (!any) throw InputError(o.in + ": no SimpleMixState sections in this file");
+        if (!any) throw InputError(o.in.string() + ": no SimpleMixState sections in this file");
         state.init(EditChanMaxAudio, 4, int(o.outputs) + 2);
         state.retrieveCompatibleConfigurationInformation(ini);
     }
     if (to == Form::kStream) {
-        if (!state.saveToStreamFile(o.out, &error)) throw InputError(o.out + ": cannot write: " + error);
+        if (!state.saveToStreamFile(o.out.string(), &error)) throw InputError(o.out.string() + ": cannot write: " + error);
     } else {
         QmIniFile ini;
         state.storeCompatibleConfigurationInformation(ini);
-        if (!ini.save(o.out, &error)) throw InputError(o.out + ": cannot write: " + error);
+        if (!ini.save(o.out.string(), &error)) throw InputError(o.out.string() + ": cannot write: " + error);
     }
     auto result = std::make_unique<ConvertResult>();
-    result->in = o.in;
-    result->out = o.out;
+    result->in = o.in.string();
+    result->out = o.out.string();
     result->from = from;
     result->to = to;
     result->inputs = state.numInputChans();
     result->mixes = state.numMixChans();
     result->outputSlots = state.numOutputChans();
-    result->note = formatText("wrote %s (%d inputs, %d mixes, %d output slots)\n", o.out.c_str(), result->inputs,
+    result->note = formatText("wrote %s (%d inputs, %d mixes, %d output slots)\n", result->out.c_str(), result->inputs,
                               result->mixes, result->outputSlots);
     return result;
 }

@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <filesystem>
 #include <memory>
 
 namespace audtool {
@@ -13,16 +14,14 @@ namespace audtool {
 namespace {
 
 struct RenderOptions {
-    std::string session;
-    std::string output;
+    std::filesystem::path session;
+    std::filesystem::path output;
     std::string sampleType = "24";
 };
 
-std::string defaultOutput(const std::string& session) {
-    std::string name = session.substr(session.find_last_of('/') + 1);
-    const auto dot = name.find_last_of('.');
-    if (dot != std::string::npos && dot > 0) name.resize(dot);
-    return name + ".wav";
+// The session's file name with .wav for its extension, in the working folder.
+std::filesystem::path defaultOutput(const std::filesystem::path& session) {
+    return session.filename().replace_extension(".wav");
 }
 
 std::unique_ptr<Result> runRender(const GlobalOptions& g, const RenderOptions& o) {
@@ -30,7 +29,7 @@ std::unique_ptr<Result> runRender(const GlobalOptions& g, const RenderOptions& o
     const Session session = loadSession(o.session);
     RenderJob job = buildRenderJob(session);
     Renderer& r = *job.renderer;
-    const std::string out = o.output.empty() ? defaultOutput(o.session) : o.output;
+    const std::filesystem::path out = o.output.empty() ? defaultOutput(o.session) : o.output;
     AudioFileWriter writer(out, type, session.outputs, session.rate, r.maxBlock());
     ProgressBar bar("rendering", g.quiet);
     r.setSink([&](const float* const* outs, unsigned n) { writer.write(outs, n); });
@@ -38,7 +37,7 @@ std::unique_ptr<Result> runRender(const GlobalOptions& g, const RenderOptions& o
     const RenderStats stats = r.run();
     bar.finish();
     writer.commit();
-    return makeReport(r, stats, out, type);
+    return makeReport(r, stats, out.string(), type);
 }
 
 } // namespace
