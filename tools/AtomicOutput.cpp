@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -16,27 +15,11 @@ namespace audtool {
 
 namespace {
 
-// Temporaries alive now, for the signal handler (which may only unlink).
+// Temporaries alive now, for removeLiveTemporaries() (which may only unlink).
 constexpr int kSlots = 16;
 constexpr std::size_t kPathMax = 4096;
 char g_paths[kSlots][kPathMax];
 std::atomic<bool> g_used[kSlots];
-
-extern "C" void removeTemporariesAndExit(int sig) {
-    for (int i = 0; i < kSlots; ++i)
-        if (g_used[i].load()) ::unlink(g_paths[i]);
-    ::_exit(128 + sig);
-}
-
-void installHandlers() {
-    static bool installed = false;
-    if (installed) return;
-    installed = true;
-    struct sigaction sa{};
-    sa.sa_handler = removeTemporariesAndExit;
-    sigemptyset(&sa.sa_mask);
-    for (int sig : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(sig, &sa, nullptr);
-}
 
 int claimSlot(const std::string& path) {
     if (path.size() >= kPathMax) return -1;
@@ -60,17 +43,21 @@ std::filesystem::path folderOf(const std::filesystem::path& path) {
 
 } // namespace
 
+void removeLiveTemporaries() noexcept {
+    for (int i = 0; i < kSlots; ++i)
+        if (g_used[i].load()) ::unlink(g_paths[i]);
+}
+
 AtomicOutput::AtomicOutput(std::filesystem::path target) : target_(std::move(target)) {
     if (target_.empty()) throw InputError("an output file name is empty");
     std::error_code ec;
     if (std::filesystem::is_directory(target_, ec))
-        throw InputError(target_.string() + ": is a directory, not an output file");
-    installHandlers();
+        throw OutputError(target_.string() + ": is a directory, not an output file");
     const std::string pattern = target_.string() + ".tmp.XXXXXX";
     std::vector<char> name(pattern.c_str(), pattern.c_str() + pattern.size() + 1);
     const int fd = ::mkstemp(name.data());
     if (fd < 0)
-        throw InputError(target_.string() + ": cannot create the output file in " + folderOf(target_).string() + ": " +
+        throw OutputError(target_.string() + ": cannot create the output file in " + folderOf(target_).string() + ": " +
                          std::strerror(errno));
     ::fchmod(fd, 0644);
     ::close(fd);

@@ -50,8 +50,8 @@ private:
 
 class AudioFileWriter {
 public:
-    // InputError for an unknown extension, a sample type the container cannot hold, or
-    // an output that cannot be created.
+    // InputError for an unknown extension or a sample type the container cannot hold;
+    // OutputError for an output that cannot be created.
     AudioFileWriter(const std::filesystem::path& path, int sampleType, unsigned channels, unsigned rate,
                     unsigned maxFrames);
     ~AudioFileWriter();

@@ -126,9 +126,9 @@ std::vector<DemoInput> synthesise() {
 void makeFolder(const std::filesystem::path& dir) {
     std::error_code ec;
     if (std::filesystem::is_directory(dir, ec)) return;
-    if (std::filesystem::exists(dir, ec)) throw InputError(dir.string() + ": is not a folder");
+    if (std::filesystem::exists(dir, ec)) throw OutputError(dir.string() + ": is not a folder");
     std::filesystem::create_directories(dir, ec);
-    if (ec) throw InputError(dir.string() + ": cannot create the output folder: " + ec.message());
+    if (ec) throw OutputError(dir.string() + ": cannot create the output folder: " + ec.message());
 }
 
 // The raw frames of an input, as they are, in a file of its container.
@@ -160,7 +160,7 @@ std::unique_ptr<Result> runDemo(const GlobalOptions& g, const DemoOptions& o) {
     const std::filesystem::path sessionFile = o.out / "session.ini";
     std::string error;
     if (!platform::writeFileAtomically(sessionFile.string(), kDemoSession, &error))
-        throw InputError(sessionFile.string() + ": cannot write: " + error);
+        throw OutputError(sessionFile.string() + ": cannot write: " + error);
 
     std::vector<std::unique_ptr<AudioSource>> sources;
     for (DemoInput& in : inputs) sources.push_back(std::move(in.source));
@@ -191,7 +191,7 @@ std::unique_ptr<Result> runDemo(const GlobalOptions& g, const DemoOptions& o) {
         responses.push_back(eqResponse(r.equaliser(input), kRate, freqs, label));
     if (!platform::writeFileAtomically(svg.string(), eqSvg(responses, freqs, "audatoms demo: equaliser responses"),
                                        &error))
-        throw InputError(svg.string() + ": cannot write: " + error);
+        throw OutputError(svg.string() + ": cannot write: " + error);
 
     auto report = makeReport(r, stats, wav.string(), 2);
     report->note = "wrote " + svg.string() + ", the inputs and " + sessionFile.string() + " (audatoms render " +

@@ -37,7 +37,7 @@ struct EqOptions {
 void writeWhole(const std::filesystem::path& path, const std::string& text) {
     std::string error;
     if (!platform::writeFileAtomically(path.string(), text, &error))
-        throw InputError(path.string() + ": cannot write: " + error);
+        throw OutputError(path.string() + ": cannot write: " + error);
 }
 
 struct Applied {

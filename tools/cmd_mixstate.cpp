@@ -71,11 +71,12 @@ std::unique_ptr<Result> runConvert(const MixstateOptions& o) {
         state.retrieveCompatibleConfigurationInformation(ini);
     }
     if (to == Form::kStream) {
-        if (!state.saveToStreamFile(o.out.string(), &error)) throw InputError(o.out.string() + ": cannot write: " + error);
+        if (!state.saveToStreamFile(o.out.string(), &error))
+            throw OutputError(o.out.string() + ": cannot write: " + error);
     } else {
         QmIniFile ini;
         state.storeCompatibleConfigurationInformation(ini);
-        if (!ini.save(o.out.string(), &error)) throw InputError(o.out.string() + ": cannot write: " + error);
+        if (!ini.save(o.out.string(), &error)) throw OutputError(o.out.string() + ": cannot write: " + error);
     }
     auto result = std::make_unique<ConvertResult>();
     result->in = o.in.string();
