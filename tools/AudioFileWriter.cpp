@@ -16,16 +16,15 @@ namespace audtool {
 
 namespace {
 
-std::string lowerExtension(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    const auto dot = path.find_last_of('.');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
-    std::string ext = path.substr(dot + 1);
+// The extension without its dot, in lower case ("" for none).
+std::string lowerExtension(const std::filesystem::path& path) {
+    std::string ext = path.extension().string();
+    if (!ext.empty()) ext.erase(0, 1);
     for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
     return ext;
 }
 
-int containerFor(const std::string& path, int sampleType) {
+int containerFor(const std::filesystem::path& path, int sampleType) {
     const std::string ext = lowerExtension(path);
     int container = 0;
     if (ext == "wav") container = SF_FORMAT_WAV;
@@ -33,9 +32,9 @@ int containerFor(const std::string& path, int sampleType) {
     else if (ext == "aif" || ext == "aiff" || ext == "aifc") container = SF_FORMAT_AIFF | SF_ENDIAN_LITTLE;
     else if (ext == "raw") container = SF_FORMAT_RAW;
     else
-        throw InputError(path + ": unknown output file type '." + ext + "' (use .wav, .w64, .aif, .aiff or .raw)");
+        throw InputError(path.string() + ": unknown output file type '." + ext + "' (use .wav, .w64, .aif, .aiff or .raw)");
     if (sampleType == 5 && ext != "raw")
-        throw InputError(path + ": 24-bit samples in 4-byte words (24-unpacked) are written to .raw files only");
+        throw InputError(path.string() + ": 24-bit samples in 4-byte words (24-unpacked) are written to .raw files only");
     return container;
 }
 
@@ -90,7 +89,7 @@ const unsigned char* ExportConverter::convert(const float* const* channels, unsi
     return interleaver_.getScratch();
 }
 
-AudioFileWriter::AudioFileWriter(const std::string& path, int sampleType, unsigned channels, unsigned rate,
+AudioFileWriter::AudioFileWriter(const std::filesystem::path& path, int sampleType, unsigned channels, unsigned rate,
                                  unsigned maxFrames)
     : out_((containerFor(path, sampleType), path)), converter_(sampleType, channels, maxFrames) {
     SF_INFO info{};
@@ -98,14 +97,14 @@ AudioFileWriter::AudioFileWriter(const std::string& path, int sampleType, unsign
     info.channels = static_cast<int>(channels);
     info.format = containerFor(path, sampleType) | encodingForSampleType(sampleType);
     if (!sf_format_check(&info))
-        throw InputError(path + ": the container cannot hold " + std::to_string(channels) + " channels of " +
+        throw InputError(path.string() + ": the container cannot hold " + std::to_string(channels) + " channels of " +
                          exportSampleTypeText(sampleType) + "-bit samples at " + std::to_string(rate) + " Hz");
     file_ = sf_open(out_.tempPath().c_str(), SFM_WRITE, &info);
-    if (!file_) throw OutputError(path + ": cannot write: " + sf_strerror(nullptr));
+    if (!file_) throw OutputError(path.string() + ": cannot write: " + sf_strerror(nullptr));
     if (sf_command(file_, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE) {
         sf_close(file_);
         file_ = nullptr;
-        throw OutputError(path + ": the container wants big-endian samples; the library writes little-endian");
+        throw OutputError(path.string() + ": the container wants big-endian samples; the library writes little-endian");
     }
 }
 
@@ -117,13 +116,13 @@ void AudioFileWriter::write(const float* const* channels, unsigned frames) {
     std::size_t bytes = 0;
     const unsigned char* data = converter_.convert(channels, frames, bytes);
     if (bytes && sf_write_raw(file_, data, sf_count_t(bytes)) != sf_count_t(bytes))
-        throw OutputError(out_.target() + ": write failed: " + sf_strerror(file_));
+        throw OutputError(out_.target().string() + ": write failed: " + sf_strerror(file_));
 }
 
 void AudioFileWriter::commit() {
     const int err = sf_close(file_);
     file_ = nullptr;
-    if (err != 0) throw OutputError(out_.target() + ": closing failed: " + sf_error_number(err));
+    if (err != 0) throw OutputError(out_.target().string() + ": closing failed: " + sf_error_number(err));
     out_.commit();
 }
 

@@ -15,6 +15,7 @@
 
 #include "AudAtoms/buffers/AudioInterleaver.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -49,9 +50,10 @@ private:
 
 class AudioFileWriter {
 public:
-    // InputError for an unknown extension, a sample type the container cannot hold, or
-    // an output that cannot be created.
-    AudioFileWriter(const std::string& path, int sampleType, unsigned channels, unsigned rate, unsigned maxFrames);
+    // InputError for an unknown extension or a sample type the container cannot hold;
+    // OutputError for an output that cannot be created.
+    AudioFileWriter(const std::filesystem::path& path, int sampleType, unsigned channels, unsigned rate,
+                    unsigned maxFrames);
     ~AudioFileWriter();
     AudioFileWriter(const AudioFileWriter&) = delete;
     AudioFileWriter& operator=(const AudioFileWriter&) = delete;

@@ -10,14 +10,14 @@
 
 namespace audtool {
 
-SndfileSource::SndfileSource(const std::string& path) : path_(path) {
+SndfileSource::SndfileSource(const std::filesystem::path& path) : path_(path.string()) {
     requireReadableFile(path, "an audio file");
 
     SF_INFO info{};
     file_.reset(sf_open(path.c_str(), SFM_READ, &info));
     if (!file_) {
         const std::string why = sf_strerror(nullptr);
-        throw InputError(path + ": cannot read as an audio file: " + why);
+        throw InputError(path_ + ": cannot read as an audio file: " + why);
     }
     format_.sfFormat = info.format;
     format_.channels = static_cast<unsigned>(info.channels);
@@ -25,10 +25,10 @@ SndfileSource::SndfileSource(const std::string& path) : path_(path) {
     format_.frames = info.frames;
     format_.sampleType = sampleTypeForEncoding(info.format & SF_FORMAT_SUBMASK);
     if (format_.sampleType < 0)
-        throw InputError(path + ": unsupported format " + format_.containerName() + ", " + format_.encodingName() +
+        throw InputError(path_ + ": unsupported format " + format_.containerName() + ", " + format_.encodingName() +
                          " (readable: 8, 16, 24 and 32-bit integer PCM, 32 and 64-bit float)");
     if (info.channels < 1 || info.channels > 32)
-        throw InputError(path + ": unsupported channel count " + std::to_string(info.channels) + " (1 to 32)");
+        throw InputError(path_ + ": unsupported channel count " + std::to_string(info.channels) + " (1 to 32)");
     if (format_.stride() > 1) {
         // The host is little-endian: raw data that needs swapping is big-endian.
         format_.bigEndian = sf_command(file_.get(), SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE;

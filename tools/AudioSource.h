@@ -10,6 +10,7 @@
 #include "tools/FileFormat.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,7 +34,7 @@ class SndfileSource : public AudioSource {
 public:
     // Opens the file; InputError naming the path when it is missing, unreadable, not
     // an audio file, or of an encoding the library cannot read.
-    explicit SndfileSource(const std::string& path);
+    explicit SndfileSource(const std::filesystem::path& path);
     ~SndfileSource() override;
     SndfileSource(const SndfileSource&) = delete;
     SndfileSource& operator=(const SndfileSource&) = delete;

@@ -1,10 +1,14 @@
 // The audatoms commands. Each add*Command registers its subcommand, options and help
 // text on the application; when the subcommand is chosen, `action` is set to the work
-// to run after parsing, which returns the exit status (errors are thrown as
-// InputError / OutputError, see ToolError.h).
+// to run after parsing. The work returns the command's Result (see Result.h), which
+// main.cpp prints; errors are thrown as InputError / OutputError (see ToolError.h), and
+// main.cpp alone turns results and errors into exit statuses.
 #pragma once
 
+#include "tools/Result.h"
+
 #include <functional>
+#include <memory>
 
 namespace CLI {
 class App;
@@ -17,7 +21,7 @@ struct GlobalOptions {
     bool json = false;   // machine-readable results on standard output
 };
 
-using Action = std::function<int()>;
+using Action = std::function<std::unique_ptr<Result>()>;
 
 void addDemoCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addRenderCommand(CLI::App& app, const GlobalOptions& global, Action& action);

@@ -63,46 +63,45 @@ RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<Aud
     return job;
 }
 
-RenderReport makeReport(const Renderer& renderer, const RenderStats& stats, std::string outputPath, int sampleType) {
-    RenderReport rep;
-    rep.outputPath = std::move(outputPath);
-    rep.sampleType = sampleType;
-    rep.stats = stats;
-    rep.inputs = renderer.inputMeters().read();
-    rep.outputs = renderer.outputMeters().read();
+std::unique_ptr<RenderReport> makeReport(const Renderer& renderer, const RenderStats& stats, std::string outputPath,
+                                         int sampleType) {
+    auto rep = std::make_unique<RenderReport>();
+    rep->outputPath = std::move(outputPath);
+    rep->sampleType = sampleType;
+    rep->stats = stats;
+    rep->inputs = renderer.inputMeters().read();
+    rep->outputs = renderer.outputMeters().read();
     return rep;
 }
 
-std::string reportText(const RenderReport& r) {
-    char line[512];
-    std::snprintf(line, sizeof line,
-                  "rendered %.3f s of audio (%lld frames, %lld blocks) in %.3f s of processor time (%.3f s wall): "
-                  "%.1f x real time on one core\n",
-                  r.stats.audioSeconds(), static_cast<long long>(r.stats.frames), static_cast<long long>(r.stats.blocks),
-                  r.stats.cpuSeconds, r.stats.seconds, r.stats.timesRealTime());
-    std::string s = line;
-    if (!r.outputPath.empty())
-        s += "wrote " + r.outputPath + " (" + std::to_string(r.outputs.size()) + " channels, " +
-             exportSampleTypeText(r.sampleType) + " bit)\n";
-    s += formatMeterTable(r.inputs, r.outputs);
+std::string RenderReport::text() const {
+    std::string s = formatText("rendered %.3f s of audio (%lld frames, %lld blocks) in %.3f s of processor time (%.3f s "
+                               "wall): %.1f x real time on one core\n",
+                               stats.audioSeconds(), static_cast<long long>(stats.frames),
+                               static_cast<long long>(stats.blocks), stats.cpuSeconds, stats.seconds,
+                               stats.timesRealTime());
+    if (!outputPath.empty())
+        s += "wrote " + outputPath + " (" + std::to_string(outputs.size()) + " channels, " +
+             exportSampleTypeText(sampleType) + " bit)\n";
+    s += formatMeterTable(inputs, outputs);
     return s;
 }
 
-std::string reportJson(const RenderReport& r) {
+nlohmann::json RenderReport::json() const {
     nlohmann::json j;
-    j["output"] = r.outputPath;
-    j["sample_type"] = exportSampleTypeText(r.sampleType);
-    j["rate"] = r.stats.rate;
-    j["frames"] = r.stats.frames;
-    j["blocks"] = r.stats.blocks;
-    j["audio_seconds"] = r.stats.audioSeconds();
-    j["render_seconds"] = r.stats.seconds;
-    j["render_cpu_seconds"] = r.stats.cpuSeconds;
-    j["times_real_time"] = r.stats.timesRealTime();
-    j["times_real_time_wall"] = r.stats.timesRealTimeWall();
-    j["inputs"] = meterJson(r.inputs);
-    j["outputs"] = meterJson(r.outputs);
-    return j.dump(2) + "\n";
+    j["output"] = outputPath;
+    j["sample_type"] = exportSampleTypeText(sampleType);
+    j["rate"] = stats.rate;
+    j["frames"] = stats.frames;
+    j["blocks"] = stats.blocks;
+    j["audio_seconds"] = stats.audioSeconds();
+    j["render_seconds"] = stats.seconds;
+    j["render_cpu_seconds"] = stats.cpuSeconds;
+    j["times_real_time"] = stats.timesRealTime();
+    j["times_real_time_wall"] = stats.timesRealTimeWall();
+    j["inputs"] = meterJson(inputs);
+    j["outputs"] = meterJson(outputs);
+    return j;
 }
 
 } // namespace audtool

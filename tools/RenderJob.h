@@ -1,10 +1,12 @@
 // A render set up from a session file (or built in code by the demo): the input files
 // opened, the automation stores filled, the equalisers designed, the mixer state read
 // from the session's configuration-text sections, and the renderer holding them all;
-// plus the report printed after a run (render speed and meter table, as text or JSON).
+// plus the result of a run (render speed and meter table, as text or JSON), which is
+// the result of the render and demo commands.
 #pragma once
 
 #include "tools/Renderer.h"
+#include "tools/Result.h"
 #include "tools/Session.h"
 
 #include "AudAtoms/automation/Aud__DynamicLevelControl.h"
@@ -29,17 +31,20 @@ RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<Aud
 // A store holding the points as normal nodes.
 std::unique_ptr<Aud::DynamicLevelControl::Store> makeStore(const std::vector<AutomationPoint>& points);
 
-struct RenderReport {
+// Text: the speed line, the file written, then the meter table. JSON: one object with
+// the same facts.
+struct RenderReport final : Result {
     std::string outputPath;
     int sampleType = 2;
     RenderStats stats;
     std::vector<MeterReading> inputs;
     std::vector<MeterReading> outputs;
+
+    std::string text() const override;
+    nlohmann::json json() const override;
 };
 
-RenderReport makeReport(const Renderer& renderer, const RenderStats& stats, std::string outputPath, int sampleType);
-// Text: the speed line, then the meter table. JSON: one object with the same facts.
-std::string reportText(const RenderReport& report);
-std::string reportJson(const RenderReport& report);
+std::unique_ptr<RenderReport> makeReport(const Renderer& renderer, const RenderStats& stats, std::string outputPath,
+                                         int sampleType);
 
 } // namespace audtool

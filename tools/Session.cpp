@@ -32,7 +32,7 @@ enum class Kind { kNone, kSession, kInputs, kAutomation, kEq, kMixer };
 
 struct Parser {
     Session s;
-    std::string baseDir;
+    std::filesystem::path baseDir;
     Kind kind = Kind::kNone;
     unsigned input = 0;       // for Automation.N / EQ.N
     std::string mixerSection;
@@ -137,9 +137,8 @@ struct Parser {
     void inputsEntry(int line, const std::string& key, const std::string& value) {
         if (lower(key) != "file") fail(line, "unknown key '" + key + "' in [Inputs] (File=PATH)");
         if (value.empty()) fail(line, "File= needs a path");
-        std::string path = value;
-        if (path[0] != '/' && !baseDir.empty()) path = baseDir + "/" + path;
-        s.files.push_back({path, line});
+        // Relative paths are relative to the session's folder; an absolute one stands.
+        s.files.push_back({baseDir / value, line});
     }
 
     void automationEntry(int line, const std::string& key, const std::string& value) {
@@ -198,7 +197,7 @@ struct Parser {
 
 } // namespace
 
-Session parseSession(const std::string& text, const std::string& name, const std::string& baseDir) {
+Session parseSession(const std::string& text, const std::string& name, const std::filesystem::path& baseDir) {
     Parser p;
     p.s.name = name;
     p.baseDir = baseDir;
@@ -230,13 +229,12 @@ Session parseSession(const std::string& text, const std::string& name, const std
     return s;
 }
 
-Session loadSession(const std::string& path) {
+Session loadSession(const std::filesystem::path& path) {
     requireReadableFile(path, "a session file");
     std::string text, error;
-    if (!platform::readWholeFile(path, text, &error)) throw InputError(path + ": cannot read the session file: " + error);
-    const auto slash = path.find_last_of('/');
-    const std::string dir = slash == std::string::npos ? "" : path.substr(0, slash == 0 ? 1 : slash);
-    return parseSession(text, path, dir);
+    if (!platform::readWholeFile(path.string(), text, &error))
+        throw InputError(path.string() + ": cannot read the session file: " + error);
+    return parseSession(text, path.string(), path.parent_path());
 }
 
 } // namespace audtool

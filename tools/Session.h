@@ -31,6 +31,7 @@
 #include "platform/FrameRate.h"
 #include "platform/IniFile.h"
 
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -44,7 +45,7 @@ struct AutomationPoint {
 };
 
 struct SessionFile {
-    std::string path;   // resolved against the session file's folder
+    std::filesystem::path path;   // resolved against the session file's folder
     int line = 0;
 };
 
@@ -70,10 +71,10 @@ struct Session {
 
 // Reads and parses a session file; InputError for a missing or unreadable file and for
 // every malformed entry.
-Session loadSession(const std::string& path);
+Session loadSession(const std::filesystem::path& path);
 // Parses session text; `name` is used in messages, relative file paths are resolved
 // against baseDir.
-Session parseSession(const std::string& text, const std::string& name, const std::string& baseDir);
+Session parseSession(const std::string& text, const std::string& name, const std::filesystem::path& baseDir);
 
 // Section names of the mixer state's configuration text.
 const std::vector<std::string>& mixerSectionNames();

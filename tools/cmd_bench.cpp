@@ -21,9 +21,9 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <random>
 
 namespace audtool {
@@ -162,46 +162,72 @@ GuardBench benchGuard() {
     return b;
 }
 
-int runBench(const GlobalOptions& g, const BenchOptions& o) {
+constexpr double kGuardLimit = 1.5;
+
+// Text: a paragraph per measurement. JSON: "render" (unless --skip-render) and
+// "denormal" objects. The result is a failure when the guarded tail costs more than
+// kGuardLimit times the signal.
+struct BenchResult final : Result {
+    BenchOptions options;
+    std::optional<RenderBench> render;
+    GuardBench guard;
+
+    double ratio(int withGuard) const { return guard.tailUs[withGuard] / guard.signalUs[withGuard]; }
+    bool passed() const { return ratio(1) <= kGuardLimit; }
+
+    std::string text() const override {
+        std::string s;
+        if (render)
+            s += formatText("render: %u inputs x %g s at 48 kHz (24-bit), level automation and a 3-band equaliser on every\n"
+                            "        input, %d mix buses to %u outputs, 24-bit export in memory; one core\n"
+                            "        %.3f s of processor time (%.3f s wall) for %g s of audio: %.1f x real time\n",
+                            options.inputs, options.seconds, Renderer::kMixBuses, render->outputs,
+                            render->stats.cpuSeconds, render->stats.seconds, options.seconds,
+                            render->stats.timesRealTime());
+        s += formatText("denormal guard: one 1920-sample block of a 3-band equaliser, decaying tail vs signal\n"
+                        "        without guard: signal %.1f us, tail %.1f us: %.2f x\n"
+                        "        with guard:    signal %.1f us, tail %.1f us: %.2f x (limit %g)%s\n",
+                        guard.signalUs[0], guard.tailUs[0], ratio(0), guard.signalUs[1], guard.tailUs[1], ratio(1),
+                        kGuardLimit, passed() ? "" : "  FAILED");
+        return s;
+    }
+    nlohmann::json json() const override {
+        nlohmann::json j;
+        if (render)
+            j["render"] = {{"inputs", options.inputs},
+                           {"seconds", options.seconds},
+                           {"mix_buses", Renderer::kMixBuses},
+                           {"outputs", render->outputs},
+                           {"render_seconds", render->stats.seconds},
+                           {"render_cpu_seconds", render->stats.cpuSeconds},
+                           {"times_real_time", render->stats.timesRealTime()},
+                           {"times_real_time_wall", render->stats.timesRealTimeWall()}};
+        j["denormal"] = {{"block", 1920},
+                         {"tail_was_subnormal", guard.tailWasSubnormal},
+                         {"tail_subnormal_samples", guard.tailSubnormalSamples},
+                         {"without_guard", {{"signal_us", guard.signalUs[0]}, {"tail_us", guard.tailUs[0]}, {"ratio", ratio(0)}}},
+                         {"with_guard", {{"signal_us", guard.signalUs[1]}, {"tail_us", guard.tailUs[1]}, {"ratio", ratio(1)}}},
+                         {"limit", kGuardLimit},
+                         {"passed", passed()}};
+        return j;
+    }
+};
+
+std::unique_ptr<Result> runBench(const GlobalOptions& g, const BenchOptions& o) {
     if (o.inputs < 1 || o.inputs > 32) throw InputError("--inputs must be from 1 to 32");
     if (!(o.seconds > 0) || o.seconds > 3600) throw InputError("--seconds must be above 0 and at most 3600");
-    nlohmann::json j;
+    auto result = std::make_unique<BenchResult>();
+    result->options = o;
     if (!o.skipRender) {
         if (!g.quiet) std::fprintf(stderr, "rendering %u inputs x %g s ...\n", o.inputs, o.seconds);
-        const RenderBench rb = benchRender(o.inputs, o.seconds);
-        j["render"] = {{"inputs", o.inputs},          {"seconds", o.seconds},
-                       {"mix_buses", Renderer::kMixBuses}, {"outputs", rb.outputs},
-                       {"render_seconds", rb.stats.seconds}, {"render_cpu_seconds", rb.stats.cpuSeconds},
-                       {"times_real_time", rb.stats.timesRealTime()}, {"times_real_time_wall", rb.stats.timesRealTimeWall()}};
-        if (!g.json) {
-            std::printf("render: %u inputs x %g s at 48 kHz (24-bit), level automation and a 3-band equaliser on every\n"
-                        "        input, %d mix buses to %u outputs, 24-bit export in memory; one core\n"
-                        "        %.3f s of processor time (%.3f s wall) for %g s of audio: %.1f x real time\n",
-                        o.inputs, o.seconds, Renderer::kMixBuses, rb.outputs, rb.stats.cpuSeconds, rb.stats.seconds,
-                        o.seconds, rb.stats.timesRealTime());
-        }
+        result->render = benchRender(o.inputs, o.seconds);
     }
-    const GuardBench gb = benchGuard();
-    const double without = gb.tailUs[0] / gb.signalUs[0];
-    const double with = gb.tailUs[1] / gb.signalUs[1];
-    j["denormal"] = {{"block", 1920},
-                     {"tail_was_subnormal", gb.tailWasSubnormal},
-                     {"tail_subnormal_samples", gb.tailSubnormalSamples},
-                     {"without_guard", {{"signal_us", gb.signalUs[0]}, {"tail_us", gb.tailUs[0]}, {"ratio", without}}},
-                     {"with_guard", {{"signal_us", gb.signalUs[1]}, {"tail_us", gb.tailUs[1]}, {"ratio", with}}},
-                     {"limit", 1.5},
-                     {"passed", with <= 1.5}};
-    if (g.json) {
-        std::cout << j.dump(2) << "\n";
-    } else {
-        std::printf("denormal guard: one 1920-sample block of a 3-band equaliser, decaying tail vs signal\n"
-                    "        without guard: signal %.1f us, tail %.1f us: %.2f x\n"
-                    "        with guard:    signal %.1f us, tail %.1f us: %.2f x (limit 1.5)%s\n",
-                    gb.signalUs[0], gb.tailUs[0], without, gb.signalUs[1], gb.tailUs[1], with,
-                    with <= 1.5 ? "" : "  FAILED");
-    }
-    std::fflush(stdout);
-    return with <= 1.5 ? 0 : 1;
+    result->guard = benchGuard();
+    if (!result->passed())
+        result->failure = formatText("the denormal guard check failed: with the guard, the tail costs %.2f times the "
+                                     "signal (limit %g)",
+                                     result->ratio(1), kGuardLimit);
+    return result;
 }
 
 } // namespace

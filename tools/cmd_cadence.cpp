@@ -9,8 +9,6 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
-#include <iostream>
 #include <memory>
 #include <numeric>
 
@@ -24,28 +22,30 @@ struct CadenceOptions {
     bool all = false;
 };
 
-void printSequence(const char* what, const std::vector<std::uint32_t>& seq, bool all) {
+std::string sequenceText(const char* what, const std::vector<std::uint32_t>& seq, bool all) {
     const unsigned long long total = std::accumulate(seq.begin(), seq.end(), 0ull);
-    std::printf("%s: %zu entries per cycle, %llu samples\n", what, seq.size(), total);
+    std::string s = formatText("%s: %zu entries per cycle, %llu samples\n", what, seq.size(), total);
     const std::size_t shown = all ? seq.size() : std::min<std::size_t>(seq.size(), 200);
-    for (std::size_t i = 0; i < shown; ++i) std::printf("%s%u", i % 16 == 0 ? (i ? "\n  " : "  ") : " ", seq[i]);
-    if (shown) std::printf("\n");
-    if (shown < seq.size()) std::printf("  ... %zu more (--all shows them)\n", seq.size() - shown);
+    for (std::size_t i = 0; i < shown; ++i) s += formatText("%s%u", i % 16 == 0 ? (i ? "\n  " : "  ") : " ", seq[i]);
+    if (shown) s += "\n";
+    if (shown < seq.size()) s += formatText("  ... %zu more (--all shows them)\n", seq.size() - shown);
+    return s;
 }
 
-int runCadence(const GlobalOptions& g, const CadenceOptions& o) {
-    const Aud::SampleRate rate = parseSampleRate(o.rate);
-    const Qm::FrameRate fps = parseFrameRate(o.fps);
+// Text: the rate and frame rate, then each sequence (long ones cut short unless --all).
+// JSON: one object with both sequences whole.
+struct CadenceResult final : Result {
+    Aud::SampleRate rate;
+    Qm::FrameRate fps = Qm::FrameRate25;
     std::vector<std::uint32_t> frames, fields;
-    if (g.json) {
-        StdoutSilencer quiet;  // keep the JSON clean of the library's assertion lines
-        frames = Aud::Util::getSMPTE_FrameSequence(rate, fps);
-        fields = Aud::Util::getSMPTE_FieldSequence(rate, fps);
-    } else {
-        frames = Aud::Util::getSMPTE_FrameSequence(rate, fps);
-        fields = Aud::Util::getSMPTE_FieldSequence(rate, fps);
+    bool all = false;
+
+    std::string text() const override {
+        return formatText("rate %s (%.6f Hz), %s fps (host frame rate code %d)\n", rateDisplayText(rate).c_str(),
+                          rate.calcCombinedSampleRate(), frameRateText(fps).c_str(), int(fps)) +
+               sequenceText("samples per frame", frames, all) + sequenceText("samples per field", fields, all);
     }
-    if (g.json) {
+    nlohmann::json json() const override {
         nlohmann::json j;
         j["rate"] = rateDisplayText(rate);
         j["rate_hz"] = rate.calcCombinedSampleRate();
@@ -54,16 +54,27 @@ int runCadence(const GlobalOptions& g, const CadenceOptions& o) {
         j["frame_rate_code"] = int(fps);
         j["samples_per_frame"] = frames;
         j["samples_per_field"] = fields;
-        std::cout << j.dump(2) << "\n";
-    } else {
-        std::printf("rate %s (%.6f Hz), %s fps (host frame rate code %d)\n", rateDisplayText(rate).c_str(),
-                    rate.calcCombinedSampleRate(), frameRateText(fps).c_str(), int(fps));
-        printSequence("samples per frame", frames, o.all);
-        printSequence("samples per field", fields, o.all);
+        return j;
     }
-    std::fflush(stdout);
-    if (frames.empty()) throw InputError("the library defines no cadence for " + rateDisplayText(rate) + " at " + frameRateText(fps) + " fps");
-    return 0;
+};
+
+std::unique_ptr<Result> runCadence(const GlobalOptions& g, const CadenceOptions& o) {
+    auto result = std::make_unique<CadenceResult>();
+    result->rate = parseSampleRate(o.rate);
+    result->fps = parseFrameRate(o.fps);
+    result->all = o.all;
+    if (g.json) {
+        StdoutSilencer quiet;  // keep the JSON clean of the library's assertion lines
+        result->frames = Aud::Util::getSMPTE_FrameSequence(result->rate, result->fps);
+        result->fields = Aud::Util::getSMPTE_FieldSequence(result->rate, result->fps);
+    } else {
+        result->frames = Aud::Util::getSMPTE_FrameSequence(result->rate, result->fps);
+        result->fields = Aud::Util::getSMPTE_FieldSequence(result->rate, result->fps);
+    }
+    if (result->frames.empty())
+        throw InputError("the library defines no cadence for " + rateDisplayText(result->rate) + " at " +
+                         frameRateText(result->fps) + " fps");
+    return result;
 }
 
 } // namespace

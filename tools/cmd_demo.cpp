@@ -13,12 +13,9 @@
 #include <CLI/CLI.hpp>
 #include <sndfile.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <iostream>
+#include <filesystem>
 #include <memory>
-#include <sys/stat.h>
+#include <system_error>
 
 namespace audtool {
 
@@ -125,48 +122,45 @@ std::vector<DemoInput> synthesise() {
     return in;
 }
 
-void makeFolder(const std::string& dir) {
-    std::size_t pos = 0;
-    while (pos != std::string::npos) {
-        pos = dir.find('/', pos + 1);
-        const std::string path = dir.substr(0, pos);
-        if (path.empty()) continue;
-        if (::mkdir(path.c_str(), 0755) != 0 && errno != EEXIST)
-            throw InputError(dir + ": cannot create the output folder: " + std::strerror(errno));
-    }
-    struct stat st{};
-    if (::stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) throw InputError(dir + ": is not a folder");
+// The folder and its missing parents.
+void makeFolder(const std::filesystem::path& dir) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(dir, ec)) return;
+    if (std::filesystem::exists(dir, ec)) throw OutputError(dir.string() + ": is not a folder");
+    std::filesystem::create_directories(dir, ec);
+    if (ec) throw OutputError(dir.string() + ": cannot create the output folder: " + ec.message());
 }
 
 // The raw frames of an input, as they are, in a file of its container.
-void writeInputFile(const MemorySource& s, int container, const std::string& path) {
+void writeInputFile(const MemorySource& s, int container, const std::filesystem::path& path) {
     AtomicOutput out(path);
     SF_INFO info{};
     info.samplerate = int(s.format().rate);
     info.channels = int(s.format().channels);
     info.format = container | encodingForSampleType(s.format().sampleType);
     SNDFILE* f = sf_open(out.tempPath().c_str(), SFM_WRITE, &info);
-    if (!f) throw OutputError(path + ": cannot write: " + sf_strerror(nullptr));
+    if (!f) throw OutputError(path.string() + ": cannot write: " + sf_strerror(nullptr));
     const bool swaps = s.format().stride() > 1 && sf_command(f, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE;
     const bool ok = swaps == s.format().bigEndian &&
                     sf_write_raw(f, s.bytes().data(), sf_count_t(s.bytes().size())) == sf_count_t(s.bytes().size());
     sf_close(f);
-    if (!ok) throw OutputError(path + ": cannot write the input's frames");
+    if (!ok) throw OutputError(path.string() + ": cannot write the input's frames");
     out.commit();
 }
 
 struct DemoOptions {
-    std::string out = "demo-out";
+    std::filesystem::path out = "demo-out";
 };
 
-int runDemo(const GlobalOptions& g, const DemoOptions& o) {
+std::unique_ptr<Result> runDemo(const GlobalOptions& g, const DemoOptions& o) {
     makeFolder(o.out);
     const Session session = parseSession(kDemoSession, "demo session", o.out);
     std::vector<DemoInput> inputs = synthesise();
-    for (const DemoInput& in : inputs) writeInputFile(*in.source, in.container, o.out + "/" + in.source->name());
+    for (const DemoInput& in : inputs) writeInputFile(*in.source, in.container, o.out / in.source->name());
+    const std::filesystem::path sessionFile = o.out / "session.ini";
     std::string error;
-    if (!platform::writeFileAtomically(o.out + "/session.ini", kDemoSession, &error))
-        throw InputError(o.out + "/session.ini: cannot write: " + error);
+    if (!platform::writeFileAtomically(sessionFile.string(), kDemoSession, &error))
+        throw OutputError(sessionFile.string() + ": cannot write: " + error);
 
     std::vector<std::unique_ptr<AudioSource>> sources;
     for (DemoInput& in : inputs) sources.push_back(std::move(in.source));
@@ -181,8 +175,8 @@ int runDemo(const GlobalOptions& g, const DemoOptions& o) {
         }
     });
 
-    const std::string wav = o.out + "/demo.wav";
-    const std::string svg = o.out + "/demo-eq.svg";
+    const std::filesystem::path wav = o.out / "demo.wav";
+    const std::filesystem::path svg = o.out / "demo-eq.svg";
     AudioFileWriter writer(wav, 2, session.outputs, kRate, r.maxBlock());
     ProgressBar bar("demo", g.quiet);
     r.setSink([&](const float* const* outs, unsigned n) { writer.write(outs, n); });
@@ -195,15 +189,14 @@ int runDemo(const GlobalOptions& g, const DemoOptions& o) {
     std::vector<EqResponse> responses;
     for (const auto& [label, input] : std::vector<std::pair<std::string, unsigned>>{{"tones", 0}, {"sweep", 1}, {"noise", 3}})
         responses.push_back(eqResponse(r.equaliser(input), kRate, freqs, label));
-    if (!platform::writeFileAtomically(svg, eqSvg(responses, freqs, "audatoms demo: equaliser responses"), &error))
-        throw InputError(svg + ": cannot write: " + error);
+    if (!platform::writeFileAtomically(svg.string(), eqSvg(responses, freqs, "audatoms demo: equaliser responses"),
+                                       &error))
+        throw OutputError(svg.string() + ": cannot write: " + error);
 
-    const RenderReport report = makeReport(r, stats, wav, 2);
-    std::cout << (g.json ? reportJson(report) : reportText(report)) << std::flush;
-    if (!g.quiet)
-        std::fprintf(stderr, "wrote %s, the inputs and %s/session.ini (audatoms render %s/session.ini renders it again)\n",
-                     svg.c_str(), o.out.c_str(), o.out.c_str());
-    return 0;
+    auto report = makeReport(r, stats, wav.string(), 2);
+    report->note = "wrote " + svg.string() + ", the inputs and " + sessionFile.string() + " (audatoms render " +
+                   sessionFile.string() + " renders it again)\n";
+    return report;
 }
 
 } // namespace

@@ -17,9 +17,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <iostream>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace audtool {
@@ -29,19 +29,27 @@ namespace {
 struct EqOptions {
     std::vector<std::string> bands;
     std::string rate;
-    std::string svg;
-    std::string csv;
-    std::string apply;
-    std::string output;
+    std::filesystem::path svg;
+    std::filesystem::path csv;
+    std::filesystem::path apply;
+    std::filesystem::path output;
     std::string sampleType;
 };
 
-void writeWhole(const std::string& path, const std::string& text) {
+void writeWhole(const std::filesystem::path& path, const std::string& text) {
     std::string error;
-    if (!platform::writeFileAtomically(path, text, &error)) throw InputError(path + ": cannot write: " + error);
+    if (!platform::writeFileAtomically(path.string(), text, &error))
+        throw OutputError(path.string() + ": cannot write: " + error);
 }
 
-void applyToFile(const GlobalOptions& g, const EqOptions& o, const std::vector<EqBandSettings>& bands) {
+struct Applied {
+    std::string input;
+    std::string output;
+    unsigned channels = 0;
+    int sampleType = 2;
+};
+
+Applied applyToFile(const GlobalOptions& g, const EqOptions& o, const std::vector<EqBandSettings>& bands) {
     SndfileSource source(o.apply);
     const FileFormat& f = source.format();
     int type = f.sampleType == 1 ? 1 : 2;
@@ -70,11 +78,51 @@ void applyToFile(const GlobalOptions& g, const EqOptions& o, const std::vector<E
     }
     bar.finish();
     writer.commit();
-    if (!g.quiet) std::fprintf(stderr, "wrote %s (%u channels, %s bit)\n", o.output.c_str(), f.channels,
-                               exportSampleTypeText(type).c_str());
+    return {o.apply.string(), o.output.string(), f.channels, type};
 }
 
-int runEq(const GlobalOptions& g, const EqOptions& o) {
+struct ResponsePoint {
+    double frequency = 0;
+    float magnitude = 0;
+};
+
+// Text: the bands, then the response at the octave centres in dB. JSON: the same, with
+// the files written.
+struct EqResult final : Result {
+    double rate = 48000;
+    std::vector<std::string> bands;
+    std::vector<ResponsePoint> response;
+    std::string svg, csv;
+    std::optional<Applied> applied;
+
+    std::string text() const override {
+        std::string s;
+        for (std::size_t b = 0; b < bands.size(); ++b) s += formatText("band %zu  %s\n", b + 1, bands[b].c_str());
+        s += "frequency   response\n";
+        for (const ResponsePoint& p : response)
+            s += formatText("%8g Hz  %+7.2f dB\n", p.frequency, 20 * std::log10(double(p.magnitude)));
+        return s;
+    }
+    nlohmann::json json() const override {
+        nlohmann::json j;
+        j["rate"] = rate;
+        j["bands"] = bands;
+        j["response"] = nlohmann::json::array();
+        for (const ResponsePoint& p : response)
+            j["response"].push_back(
+                {{"frequency_hz", p.frequency}, {"magnitude", p.magnitude}, {"db", 20 * std::log10(double(p.magnitude))}});
+        if (!svg.empty()) j["svg"] = svg;
+        if (!csv.empty()) j["csv"] = csv;
+        if (applied)
+            j["applied"] = {{"input", applied->input},
+                            {"output", applied->output},
+                            {"channels", applied->channels},
+                            {"sample_type", exportSampleTypeText(applied->sampleType)}};
+        return j;
+    }
+};
+
+std::unique_ptr<Result> runEq(const GlobalOptions& g, const EqOptions& o) {
     std::vector<EqBandSettings> bands;
     for (const std::string& b : o.bands) bands.push_back(parseEqBand(b));
     if (!o.apply.empty() && o.output.empty()) throw InputError("--apply needs -o OUT");
@@ -84,40 +132,34 @@ int runEq(const GlobalOptions& g, const EqOptions& o) {
     if (!o.apply.empty()) {
         SndfileSource probe(o.apply);
         if (!o.rate.empty() && double(probe.format().rate) != rate)
-            throw InputError(o.apply + ": sample rate " + std::to_string(probe.format().rate) +
+            throw InputError(o.apply.string() + ": sample rate " + std::to_string(probe.format().rate) +
                              " Hz differs from --rate " + o.rate);
         rate = probe.format().rate;
     }
     const Equaliser eq(bands, float(rate));
     const std::vector<double> freqs = plotFrequencies(rate);
     const EqResponse response = eqResponse(eq, rate, freqs, "equaliser");
-    if (!o.svg.empty()) writeWhole(o.svg, eqSvg({response}, freqs, "Equaliser magnitude response"));
-    if (!o.csv.empty()) writeWhole(o.csv, eqCsv(response, freqs));
-    if (!o.apply.empty()) applyToFile(g, o, bands);
-
-    // The response at the octave centres, on standard output.
-    const double centres[] = {31.25, 62.5, 125, 250, 500, 1000, 2000, 4000, 8000, 16000};
-    if (g.json) {
-        nlohmann::json j;
-        j["rate"] = rate;
-        j["bands"] = nlohmann::json::array();
-        for (unsigned b = 0; b < eq.numBands(); ++b) j["bands"].push_back(bandLabel(eq.settings(b)));
-        j["response"] = nlohmann::json::array();
-        for (double f : centres)
-            if (f < rate / 2) {
-                const float m = eq.responseMagnitude(float(f / (rate / 2)));
-                j["response"].push_back({{"frequency_hz", f}, {"magnitude", m}, {"db", 20 * std::log10(double(m))}});
-            }
-        std::cout << j.dump(2) << "\n";
-    } else {
-        for (unsigned b = 0; b < eq.numBands(); ++b) std::printf("band %u  %s\n", b + 1, bandLabel(eq.settings(b)).c_str());
-        std::printf("frequency   response\n");
-        for (double f : centres)
-            if (f < rate / 2)
-                std::printf("%8g Hz  %+7.2f dB\n", f, 20 * std::log10(double(eq.responseMagnitude(float(f / (rate / 2))))));
+    auto result = std::make_unique<EqResult>();
+    result->rate = rate;
+    if (!o.svg.empty()) {
+        writeWhole(o.svg, eqSvg({response}, freqs, "Equaliser magnitude response"));
+        result->svg = o.svg.string();
     }
-    std::fflush(stdout);
-    return 0;
+    if (!o.csv.empty()) {
+        writeWhole(o.csv, eqCsv(response, freqs));
+        result->csv = o.csv.string();
+    }
+    if (!o.apply.empty()) {
+        const Applied& a = result->applied.emplace(applyToFile(g, o, bands));
+        result->note = formatText("wrote %s (%u channels, %s bit)\n", a.output.c_str(), a.channels,
+                                  exportSampleTypeText(a.sampleType).c_str());
+    }
+
+    // The response at the octave centres.
+    for (unsigned b = 0; b < eq.numBands(); ++b) result->bands.push_back(bandLabel(eq.settings(b)));
+    for (double f : {31.25, 62.5, 125.0, 250.0, 500.0, 1000.0, 2000.0, 4000.0, 8000.0, 16000.0})
+        if (f < rate / 2) result->response.push_back({f, eq.responseMagnitude(float(f / (rate / 2)))});
+    return result;
 }
 
 } // namespace

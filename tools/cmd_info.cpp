@@ -15,8 +15,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
-#include <cstdio>
-#include <iostream>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -25,7 +24,7 @@ namespace audtool {
 namespace {
 
 struct InfoOptions {
-    std::vector<std::string> files;
+    std::vector<std::filesystem::path> files;
     std::string fps = "25";
 };
 
@@ -45,9 +44,9 @@ std::string sampleTypeName(int type) {
     return "";
 }
 
-FileInfo inspect(const std::string& path, Qm::FrameRate fps, const GlobalOptions& g) {
+FileInfo inspect(const std::filesystem::path& path, Qm::FrameRate fps, const GlobalOptions& g) {
     FileInfo info;
-    info.path = path;
+    info.path = path.string();
     SndfileSource source(path);
     info.format = source.format();
     info.libraryType = info.format.metadata().getSampleTypeNumber();
@@ -69,7 +68,7 @@ FileInfo inspect(const std::string& path, Qm::FrameRate fps, const GlobalOptions
     MeterSet meters;
     for (unsigned c = 0; c < info.format.channels; ++c)
         meters.add("ch " + std::to_string(c + 1), monitor.getInputMonitoringPointId(c));
-    ProgressBar bar("reading " + path, g.quiet);
+    ProgressBar bar("reading " + info.path, g.quiet);
     std::int64_t done = 0;
     while (decoder.decode(source, kBlock) > 0) {
         monitor.updateMonitoringPoints(decoder.buffers());
@@ -90,27 +89,28 @@ std::string cadenceText(const std::vector<std::uint32_t>& c) {
     return s;
 }
 
-void printText(const FileInfo& f, Qm::FrameRate fps) {
+std::string fileText(const FileInfo& f, Qm::FrameRate fps) {
     const FileFormat& fm = f.format;
-    std::printf("%s\n", f.path.c_str());
-    std::printf("  format       %s, %s, %s-endian samples\n", fm.containerName().c_str(), fm.encodingName().c_str(),
-                fm.bigEndian ? "big" : "little");
-    if (f.typeName.empty()) std::printf("  sample type  %d\n", f.libraryType);
-    else std::printf("  sample type  %d \"%s\"\n", f.libraryType, f.typeName.c_str());
-    std::printf("  channels     %u\n", fm.channels);
-    if (f.rate) std::printf("  rate         %s (%u Hz)\n", rateDisplayText(*f.rate).c_str(), fm.rate);
-    else std::printf("  rate         %u Hz (not a library rate)\n", fm.rate);
-    std::printf("  duration     %.3f s (%lld frames)\n", double(fm.frames) / fm.rate, static_cast<long long>(fm.frames));
-    std::printf("  per frame    %s samples at %s fps\n", f.rate ? cadenceText(f.cadence).c_str() : "n/a",
-                frameRateText(fps).c_str());
+    std::string s = f.path + "\n";
+    s += formatText("  format       %s, %s, %s-endian samples\n", fm.containerName().c_str(), fm.encodingName().c_str(),
+                    fm.bigEndian ? "big" : "little");
+    if (f.typeName.empty()) s += formatText("  sample type  %d\n", f.libraryType);
+    else s += formatText("  sample type  %d \"%s\"\n", f.libraryType, f.typeName.c_str());
+    s += formatText("  channels     %u\n", fm.channels);
+    if (f.rate) s += formatText("  rate         %s (%u Hz)\n", rateDisplayText(*f.rate).c_str(), fm.rate);
+    else s += formatText("  rate         %u Hz (not a library rate)\n", fm.rate);
+    s += formatText("  duration     %.3f s (%lld frames)\n", double(fm.frames) / fm.rate, static_cast<long long>(fm.frames));
+    s += formatText("  per frame    %s samples at %s fps\n", f.rate ? cadenceText(f.cadence).c_str() : "n/a",
+                    frameRateText(fps).c_str());
     for (const MeterReading& p : f.peaks) {
         const double db = toDbfs(p.peak);
-        if (std::isinf(db)) std::printf("  peak %-7s     -inf dBFS%s\n", p.label.c_str(), p.clipped ? "  CLIP" : "");
-        else std::printf("  peak %-7s %8.2f dBFS%s\n", p.label.c_str(), db, p.clipped ? "  CLIP" : "");
+        if (std::isinf(db)) s += formatText("  peak %-7s     -inf dBFS%s\n", p.label.c_str(), p.clipped ? "  CLIP" : "");
+        else s += formatText("  peak %-7s %8.2f dBFS%s\n", p.label.c_str(), db, p.clipped ? "  CLIP" : "");
     }
+    return s;
 }
 
-nlohmann::json toJson(const FileInfo& f, Qm::FrameRate fps) {
+nlohmann::json fileJson(const FileInfo& f, Qm::FrameRate fps) {
     const FileFormat& fm = f.format;
     nlohmann::json j;
     j["file"] = f.path;
@@ -130,19 +130,28 @@ nlohmann::json toJson(const FileInfo& f, Qm::FrameRate fps) {
     return j;
 }
 
-int runInfo(const GlobalOptions& g, const InfoOptions& o) {
-    const Qm::FrameRate fps = parseFrameRate(o.fps);
-    std::vector<FileInfo> infos;
-    for (const std::string& f : o.files) infos.push_back(inspect(f, fps, g));
-    if (g.json) {
-        nlohmann::json a = nlohmann::json::array();
-        for (const FileInfo& f : infos) a.push_back(toJson(f, fps));
-        std::cout << a.dump(2) << "\n";
-    } else {
-        for (const FileInfo& f : infos) printText(f, fps);
+// Text: one block per file. JSON: an array, one object per file.
+struct InfoResult final : Result {
+    Qm::FrameRate fps = Qm::FrameRate25;
+    std::vector<FileInfo> files;
+
+    std::string text() const override {
+        std::string s;
+        for (const FileInfo& f : files) s += fileText(f, fps);
+        return s;
     }
-    std::fflush(stdout);
-    return 0;
+    nlohmann::json json() const override {
+        nlohmann::json a = nlohmann::json::array();
+        for (const FileInfo& f : files) a.push_back(fileJson(f, fps));
+        return a;
+    }
+};
+
+std::unique_ptr<Result> runInfo(const GlobalOptions& g, const InfoOptions& o) {
+    auto result = std::make_unique<InfoResult>();
+    result->fps = parseFrameRate(o.fps);
+    for (const std::filesystem::path& f : o.files) result->files.push_back(inspect(f, result->fps, g));
+    return result;
 }
 
 } // namespace

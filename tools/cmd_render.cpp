@@ -6,8 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
-#include <iostream>
+#include <filesystem>
 #include <memory>
 
 namespace audtool {
@@ -15,24 +14,22 @@ namespace audtool {
 namespace {
 
 struct RenderOptions {
-    std::string session;
-    std::string output;
+    std::filesystem::path session;
+    std::filesystem::path output;
     std::string sampleType = "24";
 };
 
-std::string defaultOutput(const std::string& session) {
-    std::string name = session.substr(session.find_last_of('/') + 1);
-    const auto dot = name.find_last_of('.');
-    if (dot != std::string::npos && dot > 0) name.resize(dot);
-    return name + ".wav";
+// The session's file name with .wav for its extension, in the working folder.
+std::filesystem::path defaultOutput(const std::filesystem::path& session) {
+    return session.filename().replace_extension(".wav");
 }
 
-int runRender(const GlobalOptions& g, const RenderOptions& o) {
+std::unique_ptr<Result> runRender(const GlobalOptions& g, const RenderOptions& o) {
     const int type = exportSampleType(o.sampleType);
     const Session session = loadSession(o.session);
     RenderJob job = buildRenderJob(session);
     Renderer& r = *job.renderer;
-    const std::string out = o.output.empty() ? defaultOutput(o.session) : o.output;
+    const std::filesystem::path out = o.output.empty() ? defaultOutput(o.session) : o.output;
     AudioFileWriter writer(out, type, session.outputs, session.rate, r.maxBlock());
     ProgressBar bar("rendering", g.quiet);
     r.setSink([&](const float* const* outs, unsigned n) { writer.write(outs, n); });
@@ -40,9 +37,7 @@ int runRender(const GlobalOptions& g, const RenderOptions& o) {
     const RenderStats stats = r.run();
     bar.finish();
     writer.commit();
-    const RenderReport report = makeReport(r, stats, out, type);
-    std::cout << (g.json ? reportJson(report) : reportText(report)) << std::flush;
-    return 0;
+    return makeReport(r, stats, out.string(), type);
 }
 
 } // namespace

@@ -1,8 +1,10 @@
 // The audatoms command line, run as a program: the demo writes a valid WAV whose peaks
 // are the printed meter table's; --help for every command; info, eq, cadence and
-// mixstate convert; and every kind of bad input (missing or unreadable file,
-// unsupported format, malformed session entry, impossible band type, bad option) gives
-// a message naming the file, line or entry, exit status 2, and leaves no output file.
+// mixstate convert, as text and as JSON; every kind of bad input (missing or unreadable
+// file, unsupported format, malformed session entry, impossible band type, bad option)
+// gives a message naming the file, line or entry, exit status 2, and leaves no output
+// file; every output that cannot be written gives a message naming it, exit status 1,
+// and leaves nothing; an interrupt gives exit status 130 and leaves nothing.
 #include "tests/support/ToolTestSupport.h"
 
 #include <nlohmann/json.hpp>
@@ -268,7 +270,6 @@ TEST(ToolCli, BadArgumentsGiveStatusTwoAndNoOutput) {
         {{"render", "s.ini", "-o", "out.xyz"}, "out.xyz: unknown output file type"},
         {{"render", "s.ini", "-o", "out.wav", "--sample-type", "20"}, "unknown sample type '20'"},
         {{"render", "s.ini", "-o", "out.wav", "--sample-type", "24-unpacked"}, "24-unpacked"},
-        {{"render", "s.ini", "-o", "nofolder/out.wav"}, "nofolder/out.wav: cannot create the output file"},
         {{"render"}, "SESSION is required"},
         {{"frobnicate"}, "unknown command 'frobnicate'"},
         {{"info", "missing.wav"}, "missing.wav: cannot open"},
@@ -283,6 +284,8 @@ TEST(ToolCli, BadArgumentsGiveStatusTwoAndNoOutput) {
         {{"mixstate", "convert", "missing.mixstate", "out.ini"}, "missing.mixstate: cannot open: No such file"},
         {{"render", "."}, ".: is a directory, not a session file"},
         {{"bench", "--inputs", "40"}, "--inputs must be from 1 to 32"},
+        {{"demo", "--frob"}, "--frob"},
+        {{"mixstate", "convert", "s.ini", "out.ini", "--outputs", "40"}, "--outputs must be from 2 to 16"},
     };
     for (const auto& [args, expect] : cases) {
         std::string joined;
@@ -378,4 +381,249 @@ TEST(ToolCli, TheProgressBarIsDrawnOnATerminalUnlessQuiet) {
     const std::string quiet = runOnTerminal({"--quiet", "render", "s.ini", "-o", "b.wav"}, dir.path());
     EXPECT_FALSE(contains(quiet, "rendering [")) << quiet;
     EXPECT_TRUE(contains(quiet, "wrote b.wav"));  // the results are still printed
+}
+
+// ---- outputs that cannot be written: message naming the path, status 1, nothing left ----
+
+TEST(ToolCli, EveryUnwritableOutputGivesStatusOneNamingItAndLeavesNothing) {
+    ScratchDir dir;
+    writeStereoTone(dir.file("tone.wav"));
+    tooltest::writeText(dir.file("s.ini"), std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n");
+    tooltest::writeText(dir.file("m.ini"), "[SimpleMixState.InputChannels.Fader]\n003=0.25\n");
+    // A regular file where a folder is expected: no one can create anything inside it,
+    // whatever the user's privileges.
+    tooltest::writeText(dir.file("afile"), "not a folder");
+    std::filesystem::create_directory(dir.file("adir.wav"));
+    std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"render", "s.ini", "-o", "afile/out.wav"}, "afile/out.wav: cannot create the output file in afile"},
+        {{"render", "s.ini", "-o", "nofolder/out.wav"}, "nofolder/out.wav: cannot create the output file"},
+        {{"render", "s.ini", "-o", "adir.wav"}, "adir.wav: is a directory"},
+        {{"demo", "--out", "afile/demo-out"}, "afile/demo-out: cannot create the output folder"},
+        {{"demo", "--out", "afile"}, "afile: is not a folder"},
+        {{"eq", "--band", "lp:100", "--svg", "afile/eq.svg"}, "afile/eq.svg: cannot write"},
+        {{"eq", "--band", "lp:100", "--csv", "afile/eq.csv"}, "afile/eq.csv: cannot write"},
+        {{"eq", "--band", "lp:100", "--apply", "tone.wav", "-o", "afile/out.wav"}, "afile/out.wav: cannot create the output file"},
+        {{"mixstate", "convert", "m.ini", "afile/m.mixstate"}, "afile/m.mixstate: cannot write"},
+        {{"mixstate", "convert", "m.ini", "afile/back.ini"}, "afile/back.ini: cannot write"},
+    };
+    // A folder without write permission stops only users other than root.
+    const bool root = ::geteuid() == 0;
+    if (!root) {
+        std::filesystem::create_directory(dir.file("locked"));
+        std::filesystem::permissions(dir.file("locked"),
+                                     std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+        cases.push_back({{"render", "s.ini", "-o", "locked/out.wav"}, "locked/out.wav: cannot create the output file"});
+        cases.push_back({{"mixstate", "convert", "m.ini", "locked/m.mixstate"}, "locked/m.mixstate: cannot write"});
+    }
+    for (const auto& [args, expect] : cases) {
+        std::string joined;
+        for (const auto& a : args) joined += a + " ";
+        SCOPED_TRACE(joined);
+        const std::vector<std::string> before = dir.entries();
+        const RunResult r = runTool(args, dir.path());
+        EXPECT_EQ(r.status, 1) << r.err;
+        EXPECT_TRUE(contains(r.err, "audatoms: " + expect)) << "message: " << r.err;
+        EXPECT_EQ(dir.entries(), before) << "an output or temporary file was left";
+        EXPECT_EQ(tooltest::readText(dir.file("afile")), "not a folder");
+    }
+    if (!root) {
+        EXPECT_TRUE(std::filesystem::is_empty(dir.file("locked")));
+        std::filesystem::permissions(dir.file("locked"), std::filesystem::perms::owner_all);
+    }
+}
+
+namespace {
+
+// Runs the tool with its standard output on `stdoutPath`; returns the exit status and
+// standard error.
+RunResult runWithStdout(const std::vector<std::string>& args, const std::string& cwd, const std::string& stdoutPath) {
+    ScratchDir capture;
+    const std::string errPath = capture.file("stderr");
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const int out = ::open(stdoutPath.c_str(), O_WRONLY);
+        const int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (out < 0 || err < 0 || ::chdir(cwd.c_str()) != 0) ::_exit(127);
+        ::dup2(out, 1);
+        ::dup2(err, 2);
+        std::vector<std::string> copy = args;
+        std::string tool = AUDATOMS_TOOL_PATH;
+        std::vector<char*> argv{tool.data()};
+        for (std::string& a : copy) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        ::execv(tool.c_str(), argv.data());
+        ::_exit(127);
+    }
+    int wstatus = 0;
+    ::waitpid(pid, &wstatus, 0);
+    RunResult r;
+    r.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
+    r.err = tooltest::readText(errPath);
+    return r;
+}
+
+} // namespace
+
+TEST(ToolCli, AStandardOutputThatCannotBeWrittenGivesStatusOne) {
+    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this system";
+    ScratchDir dir;
+    writeStereoTone(dir.file("tone.wav"));
+    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+             {"info", "tone.wav"}, {"--json", "info", "tone.wav"}, {"cadence", "--rate", "48000", "--fps", "25"}}) {
+        SCOPED_TRACE(args[0] + " " + args[1]);
+        const RunResult r = runWithStdout(args, dir.path(), "/dev/full");
+        EXPECT_EQ(r.status, 1) << r.err;
+        EXPECT_TRUE(contains(r.err, "audatoms: standard output: cannot write the results")) << r.err;
+    }
+    // The same commands with a writable standard output succeed.
+    const RunResult ok = runWithStdout({"info", "tone.wav"}, dir.path(), "/dev/null");
+    EXPECT_EQ(ok.status, 0) << ok.err;
+}
+
+// ---- interrupts: status 130, nothing left ----
+
+namespace {
+
+struct Started {
+    pid_t pid = -1;
+    int err = -1;  // read end of the child's standard error
+};
+
+// Starts the tool in `cwd` with standard output on /dev/null and standard error on a pipe.
+Started startTool(const std::vector<std::string>& args, const std::string& cwd) {
+    int fds[2];
+    if (::pipe(fds) != 0) return {};
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::close(fds[0]);
+        const int null = ::open("/dev/null", O_RDWR);
+        if (null < 0 || ::chdir(cwd.c_str()) != 0) ::_exit(127);
+        ::dup2(null, 0);
+        ::dup2(null, 1);
+        ::dup2(fds[1], 2);
+        std::vector<std::string> copy = args;
+        std::string tool = AUDATOMS_TOOL_PATH;
+        std::vector<char*> argv{tool.data()};
+        for (std::string& a : copy) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        ::execv(tool.c_str(), argv.data());
+        ::_exit(127);
+    }
+    ::close(fds[1]);
+    return {pid, fds[0]};
+}
+
+// Reads the child's standard error until it holds `part` or ends.
+std::string readErrorUntil(int fd, const std::string& part, std::string text = "") {
+    char buf[512];
+    while (!contains(text, part)) {
+        const ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n <= 0) break;
+        text.append(buf, std::size_t(n));
+    }
+    return text;
+}
+
+} // namespace
+
+TEST(ToolCli, AnInterruptedRenderExitsWith130AndLeavesNoFile) {
+    ScratchDir dir;
+    writeStereoTone(dir.file("tone.wav"));
+    // An hour of output: far longer than the moment of the interrupt.
+    tooltest::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=3600\n[Inputs]\nFile=tone.wav\n");
+    const Started child = startTool({"render", "s.ini", "-o", "out.wav"}, dir.path());
+    ASSERT_GT(child.pid, 0);
+    bool sawTemporary = false;
+    for (int i = 0; i < 500 && !sawTemporary; ++i) {
+        for (const std::string& e : dir.entries()) sawTemporary = sawTemporary || e.rfind("out.wav.tmp.", 0) == 0;
+        if (!sawTemporary) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ::kill(child.pid, SIGINT);
+    const std::string err = readErrorUntil(child.err, "\n");
+    ::close(child.err);
+    int wstatus = 0;
+    ::waitpid(child.pid, &wstatus, 0);
+    ASSERT_TRUE(sawTemporary);
+    ASSERT_TRUE(WIFEXITED(wstatus)) << "the tool was killed by the signal instead of handling it";
+    EXPECT_EQ(WEXITSTATUS(wstatus), 130);
+    EXPECT_TRUE(contains(err, "audatoms: interrupted")) << err;
+    EXPECT_EQ(dir.entries(), (std::vector<std::string>{"s.ini", "tone.wav"}));
+}
+
+TEST(ToolCli, AnInterruptedBenchExitsWith130) {
+    ScratchDir dir;
+    // The full benchmark runs for many seconds; it is interrupted once it has said that
+    // it is rendering.
+    const Started child = startTool({"bench"}, dir.path());
+    ASSERT_GT(child.pid, 0);
+    std::string err = readErrorUntil(child.err, "rendering 32 inputs");
+    const bool started = contains(err, "rendering 32 inputs");
+    ::kill(child.pid, SIGINT);
+    err = readErrorUntil(child.err, "audatoms: interrupted", err);
+    ::close(child.err);
+    int wstatus = 0;
+    ::waitpid(child.pid, &wstatus, 0);
+    ASSERT_TRUE(started) << err;
+    ASSERT_TRUE(WIFEXITED(wstatus)) << "the tool was killed by the signal instead of handling it";
+    EXPECT_EQ(WEXITSTATUS(wstatus), 130);
+    EXPECT_TRUE(contains(err, "audatoms: interrupted")) << err;
+    EXPECT_TRUE(dir.entries().empty());
+}
+
+// ---- the JSON form of the commands without a meter table ----
+
+TEST(ToolCli, EqMixstateAndBenchGiveTheirResultsAsJson) {
+    ScratchDir dir;
+    writeStereoTone(dir.file("in.wav"));
+    RunResult r = runTool({"--json", "-q", "eq", "--band", "peaking:1k:q=2:+6", "--csv", "eq.csv", "--apply", "in.wav", "-o",
+                           "out.wav"},
+                          dir.path());
+    ASSERT_EQ(r.status, 0) << r.err;
+    nlohmann::json j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["rate"], 48000.0);
+    EXPECT_EQ(j["bands"].size(), 1u);
+    EXPECT_EQ(j["csv"], "eq.csv");
+    EXPECT_FALSE(j.contains("svg"));
+    EXPECT_EQ(j["applied"]["output"], "out.wav");
+    EXPECT_EQ(j["applied"]["channels"], 2);
+    EXPECT_EQ(j["applied"]["sample_type"], "24");
+    bool sawPeak = false;
+    for (const auto& p : j["response"])
+        if (p["frequency_hz"] == 1000.0) {
+            sawPeak = true;
+            EXPECT_NEAR(p["db"].get<double>(), 6.0, 1e-3);
+        }
+    EXPECT_TRUE(sawPeak);
+    EXPECT_TRUE(std::filesystem::exists(dir.file("out.wav")));
+
+    tooltest::writeText(dir.file("m.ini"), "[SimpleMixState.InputChannels.Fader]\n003=0.25\n");
+    r = runTool({"--json", "mixstate", "convert", "m.ini", "m.mixstate", "--outputs", "6"}, dir.path());
+    ASSERT_EQ(r.status, 0) << r.err;
+    j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["input"], "m.ini");
+    EXPECT_EQ(j["input_form"], "text");
+    EXPECT_EQ(j["output"], "m.mixstate");
+    EXPECT_EQ(j["output_form"], "stream");
+    EXPECT_EQ(j["inputs"], 32);
+    EXPECT_EQ(j["mixes"], 4);
+    EXPECT_EQ(j["output_slots"], 8);
+    EXPECT_TRUE(contains(r.err, "wrote m.mixstate (32 inputs, 4 mixes, 8 output slots)")) << r.err;
+    // Text form: nothing on standard output; the note on standard error, unless quiet.
+    r = runTool({"mixstate", "convert", "m.mixstate", "back.ini"}, dir.path());
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "");
+    EXPECT_TRUE(contains(r.err, "wrote back.ini"));
+    r = runTool({"-q", "mixstate", "convert", "m.mixstate", "back2.ini"}, dir.path());
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+
+    // The denormal check decides the status: 0 when it passed, 1 when it failed.
+    r = runTool({"--json", "-q", "bench", "--inputs", "2", "--seconds", "1"}, dir.path());
+    j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["render"]["inputs"], 2);
+    EXPECT_GT(j["render"]["times_real_time"].get<double>(), 0.0);
+    EXPECT_EQ(j["denormal"]["limit"], 1.5);
+    EXPECT_EQ(j["denormal"]["passed"].get<bool>(), j["denormal"]["with_guard"]["ratio"].get<double>() <= 1.5);
+    EXPECT_EQ(r.status, j["denormal"]["passed"].get<bool>() ? 0 : 1) << r.err;
+    EXPECT_EQ(contains(r.err, "denormal guard check failed"), !j["denormal"]["passed"].get<bool>()) << r.err;
 }
