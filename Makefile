@@ -5,12 +5,15 @@
 #   make bench          build and run the benchmarks (Release)
 #   make fuzz           run every fuzz target for FUZZ_SECONDS each (clang)
 #   make demo           build everything and run the audatoms demo
+#   make lint           format check (clang-format) and clang-tidy of the library
+# In CI (CI=true in the environment) compiler warnings are errors; WERROR=ON|OFF overrides.
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 GENERATOR := -G Ninja
 CTEST := ctest --output-on-failure -j$(JOBS) --timeout 900
+WERROR ?= $(if $(CI),ON,OFF)
 
-.PHONY: all deps build test test-sanitize test-tsan bench fuzz demo install clean
+.PHONY: all deps build test test-sanitize test-tsan bench fuzz demo lint install clean
 
 all: build
 
@@ -18,7 +21,7 @@ deps:
 	@scripts/install-deps.sh
 
 build: deps
-	cmake -S . -B build $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake -S . -B build $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DAUDATOMS_WERROR=$(WERROR)
 	cmake --build build -j$(JOBS)
 
 test: build
@@ -26,14 +29,14 @@ test: build
 
 test-sanitize: deps
 	cmake -S . -B build-asan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DAUDATOMS_SANITIZE=address,undefined -DAUDATOMS_BUILD_TOOLS=ON
+	  -DAUDATOMS_SANITIZE=address,undefined -DAUDATOMS_BUILD_TOOLS=ON -DAUDATOMS_WERROR=$(WERROR)
 	cmake --build build-asan -j$(JOBS)
 	cd build-asan && ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 $(CTEST)
 
 test-tsan: deps
 	cmake -S . -B build-tsan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DAUDATOMS_SANITIZE=thread -DAUDATOMS_BUILD_TOOLS=OFF
+	  -DAUDATOMS_SANITIZE=thread -DAUDATOMS_BUILD_TOOLS=OFF -DAUDATOMS_WERROR=$(WERROR)
 	cmake --build build-tsan -j$(JOBS) --target audatoms_threaded_tests
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(CTEST) -L threaded
 
@@ -54,8 +57,11 @@ demo: build
 	@if [ -x build/tools/audatoms ]; then build/tools/audatoms demo --out demo-out; \
 	else echo "make demo: the audatoms command-line tool has not been built yet"; fi
 
+lint: deps
+	scripts/lint.sh
+
 install: build
 	cmake --install build
 
 clean:
-	rm -rf build build-asan build-tsan build-bench build-fuzz
+	rm -rf build build-asan build-tsan build-bench build-fuzz build-lint

@@ -50,7 +50,8 @@ public:
     Ptr(const Ptr<U>& o) : p_(o.get()) { if (p_) p_->addRef(); }
     ~Ptr() { reset(); }
 
-    Ptr& operator=(const Ptr& o) { Ptr(o).swap(*this); return *this; }
+    // Copy and swap: assigning a pointer to itself takes and drops one reference.
+    Ptr& operator=(const Ptr& o) { Ptr(o).swap(*this); return *this; }  // NOLINT(bugprone-unhandled-self-assignment)
     Ptr& operator=(Ptr&& o) noexcept { Ptr(std::move(o)).swap(*this); return *this; }
     Ptr& operator=(T* p) { Ptr(p).swap(*this); return *this; }
 

@@ -8,6 +8,7 @@ packages=(
   cmake ninja-build g++ clang libclang-rt-14-dev pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev librapidcheck-dev
   libsndfile1-dev libcli11-dev nlohmann-json3-dev
+  clang-format-14 clang-tidy-14
 )
 
 missing=()

@@ -96,7 +96,7 @@ void splitRef(const unsigned char* src, unsigned channels, unsigned stride, unsi
 }
 
 void swapPairsRef(const unsigned char* src, unsigned char* dst, unsigned count) {
-    for (unsigned i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         const unsigned char b0 = src[2 * i], b1 = src[2 * i + 1];
         dst[2 * i] = b1;
         dst[2 * i + 1] = b0;
@@ -104,7 +104,7 @@ void swapPairsRef(const unsigned char* src, unsigned char* dst, unsigned count) 
 }
 
 void reverseQuadsRef(const unsigned char* src, unsigned char* dst, unsigned count) {
-    for (unsigned i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         unsigned char b[4];
         std::memcpy(b, src + 4 * i, 4);
         for (unsigned k = 0; k < 4; ++k) dst[4 * i + k] = b[3 - k];
@@ -112,7 +112,7 @@ void reverseQuadsRef(const unsigned char* src, unsigned char* dst, unsigned coun
 }
 
 void mirrorLowHalfRef(const unsigned char* src, unsigned char* dst, unsigned count) {
-    for (unsigned i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         const unsigned char b0 = src[4 * i], b1 = src[4 * i + 1];
         dst[4 * i] = b0;
         dst[4 * i + 1] = b1;
