@@ -1,9 +1,13 @@
 #include "AudAtoms/buffers/Aud__SampleManip.h"
 
+#include "AudAtoms/internal/AssertionSource.h"
 #include "AudAtoms/internal/SampleKernels.h"
-#include "platform/Report.h"
 
 namespace Aud::SampleManip {
+
+namespace {
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__SampleManip"};
+}
 
 float exportFloat32(float x) {
     if (x > 0.9999999f) return 0.9999999f;
@@ -106,7 +110,7 @@ bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsig
         // The 24-in-4 path reports itself once for every sample it writes.
         const unsigned long long samples = (unsigned long long)frames * channels;
         for (unsigned long long i = 0; i < samples; ++i)
-            assertionReport("false", "ole/AudAtoms/Aud__SampleManip", 514);
+            kSource.report("false", 514);
     }
     return true;
 }
