@@ -44,7 +44,7 @@ void* key(const DynamicLevelApplyingIteratorState& s) {
 
 class ApplyingIterator : public ::testing::Test {
 protected:
-    testsupport::FrameDurationScope frame_{0.04};
+    audatoms::test::FrameDurationScope frame_{0.04};
     void add(double t, float level, Store::eNodeType type = Store::kNormal) {
         store.insert_noAdjust(Node(t, level, type, false));
     }
@@ -171,7 +171,7 @@ TEST_F(ApplyingIterator, ForwardsBeforeTheFirstNodeHoldsItsLevel) {
     EXPECT_EQ(state.samplesToNextNode_, samples((1.0 - 0.5) * kRate));
     EXPECT_EQ(state.nextNodeTime_, 1.0);
     // Rendered, the level stays exactly 0.3 until the node is reached.
-    testsupport::LevelRenderer r(state, false, 30000);
+    audatoms::test::LevelRenderer r(state, false, 30000);
     std::vector<float> out(24000);
     ASSERT_TRUE(r.render(out.data(), out.size()));
     for (float v : out) ASSERT_EQ(v, 0.3f);

@@ -12,7 +12,7 @@
 #include <limits>
 
 using namespace Aud::SampleManip;
-using bufferhelpers::assertionText;
+using audatoms::test::assertionText;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
@@ -166,13 +166,13 @@ TEST(ExportInterleaved, UnknownTypesWriteNothing) {
 TEST(ByteOrder, GroupsAreReversedAndMirrored) {
     unsigned char d[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     swapPairs(d, d, 4);
-    EXPECT_EQ(bufferhelpers::Bytes(d, d + 8), (bufferhelpers::Bytes{2, 1, 4, 3, 6, 5, 8, 7}));
+    EXPECT_EQ(audatoms::test::Bytes(d, d + 8), (audatoms::test::Bytes{2, 1, 4, 3, 6, 5, 8, 7}));
     reverseQuads(d, d, 2);
-    EXPECT_EQ(bufferhelpers::Bytes(d, d + 8), (bufferhelpers::Bytes{3, 4, 1, 2, 7, 8, 5, 6}));
+    EXPECT_EQ(audatoms::test::Bytes(d, d + 8), (audatoms::test::Bytes{3, 4, 1, 2, 7, 8, 5, 6}));
     unsigned char t[6] = {1, 2, 3, 4, 5, 6};
     reverseTriples(t, t, 2);
-    EXPECT_EQ(bufferhelpers::Bytes(t, t + 6), (bufferhelpers::Bytes{3, 2, 1, 6, 5, 4}));
+    EXPECT_EQ(audatoms::test::Bytes(t, t + 6), (audatoms::test::Bytes{3, 2, 1, 6, 5, 4}));
     unsigned char q[4] = {0x11, 0x22, 0x33, 0x44};
     mirrorLowHalf(q, q, 1);
-    EXPECT_EQ(bufferhelpers::Bytes(q, q + 4), (bufferhelpers::Bytes{0x11, 0x22, 0x22, 0x11}));
+    EXPECT_EQ(audatoms::test::Bytes(q, q + 4), (audatoms::test::Bytes{0x11, 0x22, 0x22, 0x11}));
 }

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-using namespace bufferhelpers;
+using namespace audatoms::test;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 

@@ -7,7 +7,7 @@
 
 #include <random>
 
-using namespace bufferhelpers;
+using namespace audatoms::test;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 

@@ -9,7 +9,7 @@
 
 #include <cstring>
 
-using namespace bufferhelpers;
+using namespace audatoms::test;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 

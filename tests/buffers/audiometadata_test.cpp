@@ -9,7 +9,7 @@
 
 using Aud::Metadata;
 using Aud::WavHeaderEx;
-using bufferhelpers::assertionText;
+using audatoms::test::assertionText;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 

@@ -9,8 +9,8 @@
 
 using namespace Aud;
 
-using testsupport::registerPoint;
-using Point = testsupport::RegisteredPoint;
+using audatoms::test::registerPoint;
+using Point = audatoms::test::RegisteredPoint;
 
 TEST(MonitoringPointManager, InstanceIsOneObject) {
     EXPECT_EQ(&MonitoringPointManager::instance(), &MonitoringPointManager::instance());

@@ -7,9 +7,9 @@
 #include <functional>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::faderFromMagnitude;
-using mixtest::stdoutOf;
+using audatoms::test::assertionLine;
+using audatoms::test::faderFromMagnitude;
+using audatoms::test::stdoutOf;
 
 namespace {
 
@@ -116,7 +116,7 @@ TEST(SimpleMixStateConfig, RetrieveResetsFirstAndMarksDirty) {
     EXPECT_EQ(s.retrieveCompatibleConfigurationInformation(QmIniFile()), 0);
     SimpleMixState fresh(2, 2, 4);
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(s, fresh, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(s, fresh, &why)) << why;
     EXPECT_TRUE(s.getDirty());
 }
 
@@ -294,7 +294,7 @@ TEST(SimpleMixStateConfig, StoredTextReadsBackThroughTheTextForm) {
     SimpleMixState back(3, 3, 5);
     back.retrieveCompatibleConfigurationInformation(fileFrom(file.toText()));
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(back, s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(back, s, &why)) << why;
 }
 
 TEST(SimpleMixStateConfig, InvalidStateReadsNothingAndReports) {

@@ -8,8 +8,8 @@
 #include <random>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::stdoutOf;
+using audatoms::test::assertionLine;
+using audatoms::test::stdoutOf;
 
 namespace {
 
@@ -38,10 +38,10 @@ TEST(SimpleMixStateCopy, CopyOntoItselfChangesNothing) {
     s->clearDirty();
     EXPECT_EQ(stdoutOf([&] { s->copyFrom(*s, true); }), "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(*s, *reference, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*s, *reference, &why)) << why;
     EXPECT_FALSE(s->getDirty());
     *s = *s;
-    EXPECT_TRUE(mixtest::sameState(*s, *reference, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*s, *reference, &why)) << why;
 }
 
 TEST(SimpleMixStateCopy, InvalidOntoInvalidChangesNothing) {
@@ -59,7 +59,7 @@ TEST(SimpleMixStateCopy, ValidOntoInvalidTakesDimensionsValuesAndDirtyFlag) {
     SimpleMixState dst;
     EXPECT_EQ(stdoutOf([&] { dst.copyFrom(*src, false); }), "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(dst, *src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(dst, *src, &why)) << why;
     EXPECT_FALSE(dst.getDirty()); // the source's flag, although init made it dirty
 }
 
@@ -131,17 +131,17 @@ TEST(SimpleMixStateCopy, MoreOutputsInTheSourceAreTakenOver) {
     src.setMixRoutedToOutput(2, 3, true, true);
     EXPECT_EQ(stdoutOf([&] { dst.copyFrom(src, false); }), "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(dst, src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(dst, src, &why)) << why;
 }
 
 TEST(SimpleMixStateCopy, EqualDimensionsCopyEverything) {
     std::mt19937 rng(11);
     for (int k = 0; k < 50; ++k) {
-        Qm::Ptr<SimpleMixState> src = mixtest::randomState(rng, false);
+        Qm::Ptr<SimpleMixState> src = audatoms::test::randomState(rng, false);
         SimpleMixState dst(src->numInputChans(), src->numMixChans(), src->numOutputChans());
         stdoutOf([&] { dst.copyFrom(*src, false); });
         std::string why;
-        EXPECT_TRUE(mixtest::sameState(dst, *src, &why)) << why;
+        EXPECT_TRUE(audatoms::test::sameState(dst, *src, &why)) << why;
     }
 }
 
@@ -154,14 +154,14 @@ TEST(SimpleMixStateCopy, CloneIsAnEqualIndependentObject) {
     EXPECT_NE(state, src.get());
     EXPECT_EQ(copy->refCount(), 1);
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(*state, *src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*state, *src, &why)) << why;
     state->setInputLevel(0, 0.0f);
     EXPECT_EQ(src->getInputLevel(0), 1.0f);
 
     Qm::Ptr<Streamable> viaBuilder = src->clone(Streamable::BuilderType(nullptr));
     auto* state2 = dynamic_cast<SimpleMixState*>(viaBuilder.get());
     ASSERT_NE(state2, nullptr);
-    EXPECT_TRUE(mixtest::sameState(*state2, *src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*state2, *src, &why)) << why;
 
     SimpleMixState small(2, 4, 4);
     EXPECT_EQ(stdoutOf([&] { copy = small.clone(); }), kInputsNot32);
@@ -183,7 +183,7 @@ TEST(SimpleMixStateCopy, AssignTakesOnlyMixerStates) {
     SimpleMixState dst(32, 4, 4);
     EXPECT_TRUE(dst.assign(src.get()));
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(dst, *src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(dst, *src, &why)) << why;
     Qm::Ptr<OtherThing> other(new OtherThing);
     SimpleMixState untouched(32, 4, 4);
     EXPECT_FALSE(untouched.assign(other.get()));

@@ -22,7 +22,7 @@ TEST(SimpleMixStateRoundTrip, ObjectStream) {
     testing::internal::CaptureStdout();
     int failures = 0;
     for (int k = 0; k < kStates && failures < 5; ++k) {
-        Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, false);
+        Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false);
         StreamFile f;
         PStream out(f);
         ASSERT_EQ(s->STRM_hierarchyPack(out), kStreamLayerOk);
@@ -32,7 +32,7 @@ TEST(SimpleMixStateRoundTrip, ObjectStream) {
         const int status = back.STRM_hierarchyUnpack(in);
         std::string why;
         if (status != kStreamLayerOk || !in.errorText().empty() || !f.atEnd() ||
-            !mixtest::sameState(back, *s, &why)) {
+            !audatoms::test::sameState(back, *s, &why)) {
             ++failures;
             ADD_FAILURE() << "state " << k << " (" << s->numInputChans() << "x" << s->numMixChans() << "x"
                           << s->numOutputChans() << "): status " << status << " errors '" << in.errorText().c_str()
@@ -49,7 +49,7 @@ TEST(SimpleMixStateRoundTrip, ObjectStream) {
 TEST(SimpleMixStateRoundTrip, ObjectStreamBuiltThroughTheRegistry) {
     std::mt19937 rng(99);
     for (int k = 0; k < 200; ++k) {
-        Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, false);
+        Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false);
         StreamFile f;
         PStream out(f);
         s->STRM_hierarchyPack(out);
@@ -59,7 +59,7 @@ TEST(SimpleMixStateRoundTrip, ObjectStreamBuiltThroughTheRegistry) {
         auto* back = dynamic_cast<SimpleMixState*>(built.get());
         ASSERT_NE(back, nullptr);
         std::string why;
-        ASSERT_TRUE(mixtest::sameState(*back, *s, &why)) << k << " " << why;
+        ASSERT_TRUE(audatoms::test::sameState(*back, *s, &why)) << k << " " << why;
     }
 }
 
@@ -68,7 +68,7 @@ TEST(SimpleMixStateRoundTrip, ConfigurationText) {
     testing::internal::CaptureStdout();
     int failures = 0;
     for (int k = 0; k < kStates && failures < 5; ++k) {
-        Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, true);
+        Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, true);
         QmIniFile file;
         s->storeCompatibleConfigurationInformation(file);
         QmIniFile reread;
@@ -78,7 +78,7 @@ TEST(SimpleMixStateRoundTrip, ConfigurationText) {
         back.retrieveCompatibleConfigurationInformation(reread);
         std::string why;
         // Mix mutes and solos are written but never read back.
-        if (skipped != 0 || !mixtest::sameState(back, *s, &why, {false}) || !back.getDirty()) {
+        if (skipped != 0 || !audatoms::test::sameState(back, *s, &why, {false}) || !back.getDirty()) {
             ++failures;
             ADD_FAILURE() << "state " << k << " (" << s->numInputChans() << "x" << s->numMixChans() << "x"
                           << s->numOutputChans() << "): " << why;
@@ -97,7 +97,7 @@ TEST(SimpleMixStateRoundTrip, ConfigurationText) {
 // The same property driven by rapidcheck, with shrinking to the smallest failing seed.
 RC_GTEST_PROP(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsigned seed)) {
     std::mt19937 rng(seed);
-    Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, false, 12, 5);
+    Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false, 12, 5);
     StreamFile f;
     PStream out(f);
     RC_ASSERT(s->STRM_hierarchyPack(out) == kStreamLayerOk);
@@ -107,7 +107,7 @@ RC_GTEST_PROP(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsigned
     RC_ASSERT(back.STRM_hierarchyUnpack(in) == kStreamLayerOk);
     RC_ASSERT(in.errorText().empty());
     std::string why;
-    RC_ASSERT(mixtest::sameState(back, *s, &why));
+    RC_ASSERT(audatoms::test::sameState(back, *s, &why));
 }
 #endif
 

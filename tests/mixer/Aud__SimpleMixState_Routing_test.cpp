@@ -8,8 +8,8 @@
 #include <functional>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::stdoutOf;
+using audatoms::test::assertionLine;
+using audatoms::test::stdoutOf;
 
 namespace {
 

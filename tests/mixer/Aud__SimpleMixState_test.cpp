@@ -10,8 +10,8 @@
 #include <limits>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::stdoutOf;
+using audatoms::test::assertionLine;
+using audatoms::test::stdoutOf;
 
 namespace {
 
@@ -79,7 +79,7 @@ TEST(SimpleMixState, LevelsAreClampedPansAreNot) {
     s.setInputLevel(0, std::nanf(""));
     EXPECT_TRUE(std::isnan(s.getInputLevel(0))); // NaN passes the clamp unchanged
     s.setInputLevel(0, -0.0f);
-    EXPECT_EQ(mixtest::floatBits(s.getInputLevel(0)), mixtest::floatBits(-0.0f)); // not less than 0.0: kept
+    EXPECT_EQ(audatoms::test::floatBits(s.getInputLevel(0)), audatoms::test::floatBits(-0.0f)); // not less than 0.0: kept
 
     s.setInputPan(0, 7.0f);
     EXPECT_EQ(s.getInputPan(0), 7.0f);
@@ -179,7 +179,7 @@ TEST(SimpleMixState, EveryAccessorReportsItsOwnLineOutOfRange) {
     }
     EXPECT_FALSE(s.getDirty());
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(s, *reference, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(s, *reference, &why)) << why;
 }
 
 TEST(SimpleMixState, SettersMarkDirtyAndStore) {
@@ -338,11 +338,11 @@ TEST(SimpleMixState, ResetLeavesTheStateDirtyThroughItsInnerSetters) {
 
 TEST(SimpleMixState, ResetRestoresEveryDefault) {
     std::mt19937 rng(7);
-    Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, false);
+    Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false);
     Qm::Ptr<SimpleMixState> fresh(new SimpleMixState(s->numInputChans(), s->numMixChans(), s->numOutputChans()));
     s->resetToDefaultConfiguration(false);
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(*s, *fresh, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*s, *fresh, &why)) << why;
 }
 
 TEST(SimpleMixState, MainMixWithNoMixesReportsPerInputOnReset) {

@@ -11,9 +11,9 @@
 #include <vector>
 
 TEST(ReportConcurrency, LinesLoggedFromSeveralThreadsStayWhole) {
-    testsupport::ScratchDir dir;
+    audatoms::test::ScratchDir dir;
     const std::string path = dir.file("host.log");
-    testsupport::ScopedEnv file("AUDATOMS_LOG_FILE", path.c_str());
+    audatoms::test::ScopedEnv file("AUDATOMS_LOG_FILE", path.c_str());
     platform::LogCapture capture;
     constexpr int kThreads = 4;
     constexpr int kLines = 300;
@@ -38,7 +38,7 @@ TEST(ReportConcurrency, LinesLoggedFromSeveralThreadsStayWhole) {
             expected.insert(line);
         }
     }
-    for (const std::string& text : {capture.logText(), testsupport::readFile(path)}) {
+    for (const std::string& text : {capture.logText(), audatoms::test::readFile(path)}) {
         std::istringstream in(text);
         std::set<std::string> got;
         std::string line;

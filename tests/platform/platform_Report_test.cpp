@@ -6,8 +6,8 @@
 
 #include <string>
 
-using testsupport::ScopedEnv;
-using testsupport::ScratchDir;
+using audatoms::test::ScopedEnv;
+using audatoms::test::ScratchDir;
 
 namespace {
 // Output of one call on standard output and standard error.
@@ -75,18 +75,18 @@ TEST(Report, LogWithALogFileAppendsToTheFileOnly) {
         Log("second\n");
     });
     EXPECT_EQ(s.err, "");
-    EXPECT_EQ(testsupport::readFile(path), "first 1.50\nsecond\n");
+    EXPECT_EQ(audatoms::test::readFile(path), "first 1.50\nsecond\n");
 }
 
 TEST(Report, LogBothWithALogFileWritesTheFileAndStandardError) {
     ScratchDir dir;
     const std::string path = dir.file("host.log");
-    testsupport::writeFile(path, "earlier line\n");
+    audatoms::test::writeFile(path, "earlier line\n");
     ScopedEnv file("AUDATOMS_LOG_FILE", path.c_str());
     platform::LogCapture capture;
     const Streams s = captureBoth([] { LogBoth("Warning: encountered unreadable SampleRate value!\n"); });
     EXPECT_EQ(s.err, "Warning: encountered unreadable SampleRate value!\n");
-    EXPECT_EQ(testsupport::readFile(path), "earlier line\nWarning: encountered unreadable SampleRate value!\n");
+    EXPECT_EQ(audatoms::test::readFile(path), "earlier line\nWarning: encountered unreadable SampleRate value!\n");
     EXPECT_EQ(capture.logText(), "Warning: encountered unreadable SampleRate value!\n") << "recorded once";
 }
 
@@ -106,7 +106,7 @@ TEST(Report, AnEmptyOrUnopenableLogFileFallsBackToStandardError) {
     ScopedEnv bad("AUDATOMS_LOG_FILE", path.c_str());
     EXPECT_EQ(captureBoth([] { Log("b\n"); }).err, "b\n");
     EXPECT_EQ(captureBoth([] { LogBoth("c\n"); }).err, "c\n") << "not twice: the log is standard error";
-    EXPECT_FALSE(testsupport::fileExists(path));
+    EXPECT_FALSE(audatoms::test::fileExists(path));
 }
 
 TEST(Report, LongLogTextsAreFormattedWhole) {

@@ -8,34 +8,34 @@
 #include <cstring>
 #include <sstream>
 
-namespace mixtest {
+namespace audatoms::test {
 
 std::string assertionLine(int line, const std::string& condition) {
     return "assertion failed " + condition + " at ole/AudAtoms/Aud__SimpleMixState line " + std::to_string(line) + "\n";
 }
 
-Bytes& Bytes::u8(unsigned v) {
+StreamBytes& StreamBytes::u8(unsigned v) {
     s_ += char(v & 0xFF);
     return *this;
 }
-Bytes& Bytes::u16(unsigned v) { return u8(v).u8(v >> 8); }
-Bytes& Bytes::u32(std::uint32_t v) { return u8(v).u8(v >> 8).u8(v >> 16).u8(v >> 24); }
-Bytes& Bytes::f32(float v) { return u32(floatBits(v)); }
-Bytes& Bytes::str(const std::string& s) {
+StreamBytes& StreamBytes::u16(unsigned v) { return u8(v).u8(v >> 8); }
+StreamBytes& StreamBytes::u32(std::uint32_t v) { return u8(v).u8(v >> 8).u8(v >> 16).u8(v >> 24); }
+StreamBytes& StreamBytes::f32(float v) { return u32(floatBits(v)); }
+StreamBytes& StreamBytes::str(const std::string& s) {
     s_ += s;
     s_ += '\0';
     return *this;
 }
-Bytes& Bytes::raw(const std::string& s) {
+StreamBytes& StreamBytes::raw(const std::string& s) {
     s_ += s;
     return *this;
 }
-Bytes& Bytes::raw(const std::vector<std::uint8_t>& v) {
+StreamBytes& StreamBytes::raw(const std::vector<std::uint8_t>& v) {
     for (auto b : v) u8(b);
     return *this;
 }
-Bytes& Bytes::block(const std::vector<std::uint8_t>& v) { return u32(std::uint32_t(v.size())).raw(v); }
-Bytes& Bytes::header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total) {
+StreamBytes& StreamBytes::block(const std::vector<std::uint8_t>& v) { return u32(std::uint32_t(v.size())).raw(v); }
+StreamBytes& StreamBytes::header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total) {
     return str(name).u8(major).u8(minor).u32(own).u32(total);
 }
 
@@ -44,7 +44,7 @@ std::string wholeRecord(const std::string& ownData, unsigned major, unsigned min
     // Each header: name + NUL, two version bytes, two uint32 lengths.
     const std::uint32_t asLayer = 3 + 2 + 8 + own;
     const std::uint32_t tLayer = 2 + 2 + 8 + asLayer;
-    Bytes b;
+    StreamBytes b;
     b.header2("$", 2, 0, 0, tLayer);
     b.header2("T", 1, 0, 0, asLayer);
     b.header2("AS", major, minor, own, own);
@@ -200,4 +200,4 @@ Qm::Ptr<Aud::SimpleMixState> randomState(std::mt19937& rng, bool textExact, int 
     return s;
 }
 
-} // namespace mixtest
+} // namespace audatoms::test
