@@ -1,6 +1,7 @@
 // The per-sample export conversions, with expected values worked out by hand from the
 // formulas (comments show the arithmetic), and the block operations' own behaviour.
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/BitCompare.h"
 #include "tests/support/BufferHelpers.h"
 
 #include <gtest/gtest.h>
@@ -13,12 +14,11 @@
 
 using namespace Aud::SampleManip;
 using audatoms::test::assertionText;
+using audatoms::test::bitsOf;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
 namespace {
-std::uint32_t bitsOf(float f) { return std::bit_cast<std::uint32_t>(f); }
-std::uint64_t bitsOf(double d) { return std::bit_cast<std::uint64_t>(d); }
 const float kInf = std::numeric_limits<float>::infinity();
 } // namespace
 

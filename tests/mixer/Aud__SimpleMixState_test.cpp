@@ -1,6 +1,7 @@
 // Aud::SimpleMixState: the model. Defaults, clamps, addressing, the per-accessor range
 // reports, invalid-state reports, the dirty flag.
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/BitCompare.h"
 #include "tests/support/SimpleMixStateTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -79,7 +80,7 @@ TEST(SimpleMixState, LevelsAreClampedPansAreNot) {
     s.setInputLevel(0, std::nanf(""));
     EXPECT_TRUE(std::isnan(s.getInputLevel(0))); // NaN passes the clamp unchanged
     s.setInputLevel(0, -0.0f);
-    EXPECT_EQ(audatoms::test::floatBits(s.getInputLevel(0)), audatoms::test::floatBits(-0.0f)); // not less than 0.0: kept
+    EXPECT_EQ(audatoms::test::bitsOf(s.getInputLevel(0)), audatoms::test::bitsOf(-0.0f)); // not less than 0.0: kept
 
     s.setInputPan(0, 7.0f);
     EXPECT_EQ(s.getInputPan(0), 7.0f);

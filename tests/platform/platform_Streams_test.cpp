@@ -1,13 +1,14 @@
 #include "platform/Streams.h"
 
+#include "tests/support/BitCompare.h"
 #include "tests/support/ScratchFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 
+using audatoms::test::bitsOf;
 using audatoms::test::ScratchDir;
 using NString = LightweightString<char>;
 
@@ -16,12 +17,6 @@ std::string bytes(std::initializer_list<unsigned char> b) {
     std::string s;
     for (unsigned char c : b) s += char(c);
     return s;
-}
-
-std::uint32_t bitsOf(float f) {
-    std::uint32_t u;
-    std::memcpy(&u, &f, 4);
-    return u;
 }
 
 // One value of each type, in this order; the bytes worked out by hand, little-endian:

@@ -1,11 +1,11 @@
 #include "SimpleMixStateTestSupport.h"
 
 #include "AudAtoms/kernels/Aud__GainCurve.h"
+#include "BitCompare.h"
 #include "platform/Report.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <sstream>
 
 namespace audatoms::test {
@@ -20,7 +20,7 @@ StreamBytes& StreamBytes::u8(unsigned v) {
 }
 StreamBytes& StreamBytes::u16(unsigned v) { return u8(v).u8(v >> 8); }
 StreamBytes& StreamBytes::u32(std::uint32_t v) { return u8(v).u8(v >> 8).u8(v >> 16).u8(v >> 24); }
-StreamBytes& StreamBytes::f32(float v) { return u32(floatBits(v)); }
+StreamBytes& StreamBytes::f32(float v) { return u32(bitsOf(v)); }
 StreamBytes& StreamBytes::str(const std::string& s) {
     s_ += s;
     s_ += '\0';
@@ -95,17 +95,6 @@ float faderFromMagnitude(float v) {
     return node.slope * (v - node.mag) + node.uval;
 }
 
-float bitsToFloat(std::uint32_t bits) {
-    float f;
-    std::memcpy(&f, &bits, 4);
-    return f;
-}
-std::uint32_t floatBits(float f) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &f, 4);
-    return bits;
-}
-
 namespace {
 template <class T>
 bool differ(const char* what, int a, int b, T x, T y, std::string* why) {
@@ -118,7 +107,7 @@ bool differ(const char* what, int a, int b, T x, T y, std::string* why) {
     return true;
 }
 bool differF(const char* what, int a, float x, float y, std::string* why) {
-    return differ(what, a, 0, floatBits(x), floatBits(y), why);
+    return differ(what, a, 0, bitsOf(x), bitsOf(y), why);
 }
 } // namespace
 
@@ -165,7 +154,7 @@ float randomLevel(std::mt19937& rng, bool textExact) {
     }
 }
 float randomPan(std::mt19937& rng, bool textExact) {
-    if (!textExact) return bitsToFloat(std::uint32_t(rng())); // any bits: NaN, infinities, subnormals
+    if (!textExact) return floatFromBits(std::uint32_t(rng())); // any bits: NaN, infinities, subnormals
     if (rng() % 2) return float(int(rng() % 8193) - 4096) / 1024.0f;
     const float magnitude = std::uniform_real_distribution<float>(0.125f, 8.0f)(rng);
     return rng() % 2 ? magnitude : -magnitude;

@@ -78,7 +78,4 @@ Unpacked unpackRecord(Aud::SimpleMixState& s, const std::string& bytes);
 // slope * (v - mag) + uval of that node.
 float faderFromMagnitude(float v);
 
-float bitsToFloat(std::uint32_t bits);
-std::uint32_t floatBits(float f);
-
 } // namespace audatoms::test
