@@ -2,6 +2,7 @@
 // Expected counts, levels and deltas are written out from the walk's rules in each test.
 #include "AudAtoms/automation/Aud__DynamicLevelApplyingIterator.h"
 #include "platform/FrameRate.h"
+#include "platform/Report.h"
 #include "tests/support/FrameDuration.h"
 #include "tests/support/LevelRender.h"
 
@@ -335,9 +336,9 @@ TEST_F(ApplyingIterator, ApproachingTheEndReportsAnAssertion) {
     state.nodeIter_ = Store::NodePos{};  // an impossible place: the end, not at end
     state.samplesToNextNode_ = 0;
     state.atEnd_ = false;
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     walk.moveToNextNodeForwards();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(capture.assertionText(),
               "assertion failed iter != state_.store_->nodeStore_.end() at ole/AudAtoms/Aud__DynamicLevelControl "
               "line 1276\n");
     // Stepping from the end does not move: the edit reaction runs, and with no edit
@@ -347,11 +348,11 @@ TEST_F(ApplyingIterator, ApproachingTheEndReportsAnAssertion) {
     // With an edit pending the reaction sets up a glide instead.
     store.setModified();
     state.nextNodeTime_ = 0.5;
-    testing::internal::CaptureStdout();
+    capture.clear();
     state.samplesToNextNode_ = 0;
     state.nodeIter_ = Store::NodePos{};
     walk.handleStoreModsForwards(0.5);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
     EXPECT_TRUE(state.pendingValid_);
     EXPECT_EQ(state.samplesToNextNode_, 480u);
 }

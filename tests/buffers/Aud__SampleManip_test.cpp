@@ -15,8 +15,6 @@
 using namespace Aud::SampleManip;
 using audatoms::test::assertionText;
 using audatoms::test::bitsOf;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 namespace {
 const float kInf = std::numeric_limits<float>::infinity();
@@ -147,9 +145,9 @@ TEST(ExportInterleaved, PaddedTwentyFourReportsOncePerSample) {
     const unsigned char b[8] = {3, 0, 0, 0, 4, 0, 0, 0};
     const unsigned char* planes[2] = {a, b};
     unsigned char out[16] = {};
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_TRUE(exportInterleaved(5, planes, 2, 2, out));
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", "ole/AudAtoms/Aud__SampleManip", 514, 4));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", "ole/AudAtoms/Aud__SampleManip", 514, 4));
     const unsigned char want[16] = {1, 0, 0, 0, 3, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0};
     EXPECT_EQ(0, std::memcmp(out, want, 16));
 }

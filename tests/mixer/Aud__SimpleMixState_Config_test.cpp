@@ -9,7 +9,7 @@
 using Aud::SimpleMixState;
 using audatoms::test::assertionLine;
 using audatoms::test::faderFromMagnitude;
-using audatoms::test::stdoutOf;
+using audatoms::test::assertionsOf;
 
 namespace {
 
@@ -181,7 +181,7 @@ TEST(SimpleMixStateConfig, FaderValuesAreClampedByTheSetter) {
 
 TEST(SimpleMixStateConfig, MalformedAndOutOfRangeEntriesAreSkipped) {
     SimpleMixState s(2, 2, 4);
-    const std::string out = stdoutOf([&] {
+    const std::string out = assertionsOf([&] {
         s.retrieveCompatibleConfigurationInformation(fileFrom(
             "[SimpleMixState.InputChannels.Fader]\n002=0.5\n-01=0.5\nabc=0.5\n000=abc\n001=0.25\n"
             "[SimpleMixState.InputChannels.Pan]\n005=0.1\n000=\n001=-2.5\n"
@@ -215,7 +215,7 @@ TEST(SimpleMixStateConfig, MuteAndSoloAreOnOnlyForTheText1) {
 
 TEST(SimpleMixStateConfig, OutOfRangeMuteAndSoloIndexesReachTheSetters) {
     SimpleMixState s(2, 2, 4);
-    const std::string out = stdoutOf([&] {
+    const std::string out = assertionsOf([&] {
         s.retrieveCompatibleConfigurationInformation(
             fileFrom("[SimpleMixState.InputChannels.Mute]\n002=1\n-1=0\nxx=1\n[SimpleMixState.InputChannels.Solo]\n"
                      "099=1\n"));
@@ -300,7 +300,7 @@ TEST(SimpleMixStateConfig, StoredTextReadsBackThroughTheTextForm) {
 TEST(SimpleMixStateConfig, InvalidStateReadsNothingAndReports) {
     SimpleMixState s;
     platform::LogCapture log;
-    const std::string out = stdoutOf([&] {
+    const std::string out = assertionsOf([&] {
         QmIniFile file;
         s.storeCompatibleConfigurationInformation(file);
         EXPECT_EQ(entries(file, "SimpleMixState.InputChannels.Fader"), Lines{});

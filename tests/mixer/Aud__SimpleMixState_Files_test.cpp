@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 using Aud::SimpleMixState;
-using audatoms::test::stdoutOf;
+using audatoms::test::assertionsOf;
 
 namespace {
 
@@ -106,7 +106,7 @@ TEST_F(SimpleMixStateFiles, MissingDamagedAndTruncatedStreamFiles) {
     for (std::size_t cut : {bytes.size() - 1, bytes.size() / 2, std::size_t(40)}) {
         write(path("cut.strm"), bytes.substr(0, cut));
         SimpleMixState target;
-        stdoutOf([&] { EXPECT_FALSE(target.loadFromStreamFile(path("cut.strm"), &error)) << cut; });
+        assertionsOf([&] { EXPECT_FALSE(target.loadFromStreamFile(path("cut.strm"), &error)) << cut; });
         EXPECT_EQ(error, "Unexpected end-of-file while unpacking Aud::SimpleMixState, layer Aud::SimpleMixState.");
     }
     // A flipped version byte: refused, the state left invalid.

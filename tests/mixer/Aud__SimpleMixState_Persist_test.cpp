@@ -14,7 +14,7 @@ using Bytes = audatoms::test::StreamBytes;
 using audatoms::test::faderFromMagnitude;
 using audatoms::test::ownData;
 using audatoms::test::record;
-using audatoms::test::stdoutOf;
+using audatoms::test::assertionsOf;
 using audatoms::test::Unpacked;
 using audatoms::test::unpackRecord;
 using audatoms::test::wholeRecord;
@@ -286,7 +286,7 @@ TEST(SimpleMixStatePersist, CheckUnpackBinary) {
         PStream p(f);
         unsigned char dest[4] = {9, 9, 9, 9};
         bool ok = true;
-        EXPECT_EQ(stdoutOf([&] { ok = s.checkUnpackBinary(dest, 4, p); }), assertionLine(772));
+        EXPECT_EQ(assertionsOf([&] { ok = s.checkUnpackBinary(dest, 4, p); }), assertionLine(772));
         EXPECT_FALSE(ok);
         EXPECT_EQ(std::vector<int>(dest, dest + 4), (std::vector<int>{9, 9, 9, 9}));
         EXPECT_TRUE(f.atEnd()); // the block was consumed

@@ -1,6 +1,7 @@
 // Aud::SimpleMixState: 10,000 random valid states through the object stream and through
 // the configuration text (fixed seeds, so every run checks the same states).
 #include "AudAtoms/AudAtoms.h"
+#include "platform/Report.h"
 #include "tests/support/SimpleMixStateTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@ constexpr int kStates = 10000;
 
 TEST(SimpleMixStateRoundTrip, ObjectStream) {
     std::mt19937 rng(20240611);
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     int failures = 0;
     for (int k = 0; k < kStates && failures < 5; ++k) {
         Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false);
@@ -43,7 +44,7 @@ TEST(SimpleMixStateRoundTrip, ObjectStream) {
         }
     }
     // Valid states within the limits never trip an assertion on the way.
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 TEST(SimpleMixStateRoundTrip, ObjectStreamBuiltThroughTheRegistry) {
@@ -65,7 +66,7 @@ TEST(SimpleMixStateRoundTrip, ObjectStreamBuiltThroughTheRegistry) {
 
 TEST(SimpleMixStateRoundTrip, ConfigurationText) {
     std::mt19937 rng(777);
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     int failures = 0;
     for (int k = 0; k < kStates && failures < 5; ++k) {
         Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, true);
@@ -90,7 +91,7 @@ TEST(SimpleMixStateRoundTrip, ConfigurationText) {
             }
         }
     }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 #ifdef AUDATOMS_HAVE_RAPIDCHECK

@@ -52,10 +52,10 @@ std::string wholeRecord(const std::string& ownData, unsigned major, unsigned min
     return b.str();
 }
 
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
+std::string assertionsOf(const std::function<void()>& fn) {
+    platform::LogCapture capture;
     fn();
-    return testing::internal::GetCapturedStdout();
+    return capture.assertionText();
 }
 
 std::string ownData(const Aud::SimpleMixState& s) {
@@ -79,7 +79,7 @@ Unpacked unpackRecord(Aud::SimpleMixState& s, const std::string& bytes) {
     PStream p(f);
     platform::LogCapture log;
     Unpacked u;
-    u.printed = stdoutOf([&] { u.status = s.STRM_hierarchyUnpack(p); });
+    u.printed = assertionsOf([&] { u.status = s.STRM_hierarchyUnpack(p); });
     u.errors = p.errorText().toStd();
     u.log = log.logText();
     u.position = f.tell();

@@ -55,15 +55,16 @@ bool sameState(const Aud::SimpleMixState& a, const Aud::SimpleMixState& b, std::
 // textExact: levels and pans that keep their exact value through "%.10f" text.
 Qm::Ptr<Aud::SimpleMixState> randomState(std::mt19937& rng, bool textExact, int maxInputs = 40, int maxMixes = 8);
 
-// Runs fn and returns what it printed on standard output.
-std::string stdoutOf(const std::function<void()>& fn);
+// Runs fn and returns the assertion lines it reported (platform::LogCapture's
+// assertionText()).
+std::string assertionsOf(const std::function<void()>& fn);
 
 // The mixer layer's own data, and the whole record (all layers) in the given stream format.
 std::string ownData(const Aud::SimpleMixState& s);
 std::string record(const Aud::SimpleMixState& s, int format = 2);
 
-// Unpacks a whole record into s: the status, the stream's error text, what was printed on
-// standard output, the log text, and where reading stopped.
+// Unpacks a whole record into s: the status, the stream's error text, the assertion lines
+// reported, the log text, and where reading stopped.
 struct Unpacked {
     int status = 0;
     std::string errors;
