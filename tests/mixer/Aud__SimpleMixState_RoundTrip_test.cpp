@@ -2,13 +2,10 @@
 // the configuration text (fixed seeds, so every run checks the same states).
 #include "AudAtoms/AudAtoms.h"
 #include "platform/Report.h"
+#include "tests/support/Property.h"
 #include "tests/support/SimpleMixStateTestSupport.h"
 
 #include <gtest/gtest.h>
-
-#ifdef AUDATOMS_HAVE_RAPIDCHECK
-#include <rapidcheck/gtest.h>
-#endif
 
 #include <random>
 
@@ -94,9 +91,8 @@ TEST(SimpleMixStateRoundTrip, ConfigurationText) {
     EXPECT_EQ(capture.assertionText(), "");
 }
 
-#ifdef AUDATOMS_HAVE_RAPIDCHECK
 // The same property driven by rapidcheck, with shrinking to the smallest failing seed.
-RC_GTEST_PROP(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsigned seed)) {
+AUDATOMS_PROPERTY(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsigned seed)) {
     std::mt19937 rng(seed);
     Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false, 12, 5);
     StreamFile f;
@@ -110,6 +106,5 @@ RC_GTEST_PROP(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsigned
     std::string why;
     RC_ASSERT(audatoms::test::sameState(back, *s, &why));
 }
-#endif
 
 } // namespace
