@@ -9,6 +9,8 @@
 namespace {
 std::mutex& captureMutex() { static std::mutex m; return m; }
 std::vector<platform::LogCapture*>& captures() { static std::vector<platform::LogCapture*> v; return v; }
+// Live captures made with AssertionEcho::silenced; guarded by captureMutex().
+int silencingCaptures = 0;
 std::mutex& outputMutex() { static std::mutex m; return m; }
 
 std::string vformat(const char* fmt, va_list args) {
@@ -46,6 +48,15 @@ bool writeLog(const std::string& text) {
 } // namespace
 
 void assertionReportAt(const char* condition, const char* position) {
+    {
+        std::lock_guard<std::mutex> g(captureMutex());
+        if (!captures().empty()) {
+            const std::string line = std::string("assertion failed ") + (condition ? condition : "") + " at " +
+                                     (position ? position : "") + "\n";
+            for (auto* c : captures()) c->appendAssertion(line);
+        }
+        if (silencingCaptures > 0) return;
+    }
     std::lock_guard<std::mutex> g(outputMutex());
     std::printf("assertion failed %s at %s\n", condition ? condition : "", position ? position : "");
     std::fflush(stdout);
@@ -95,11 +106,17 @@ struct LogCapture::Rep {
     mutable std::mutex m;
     std::string log;
     std::vector<std::string> splats;
+    std::vector<std::string> assertions;
+    bool silencing = false;
 };
 
-LogCapture::LogCapture() : rep_(new Rep) {
+LogCapture::LogCapture() : LogCapture(AssertionEcho::printed) {}
+
+LogCapture::LogCapture(AssertionEcho echo) : rep_(new Rep) {
+    rep_->silencing = echo == AssertionEcho::silenced;
     std::lock_guard<std::mutex> g(captureMutex());
     captures().push_back(this);
+    if (rep_->silencing) ++silencingCaptures;
 }
 
 LogCapture::~LogCapture() {
@@ -107,14 +124,34 @@ LogCapture::~LogCapture() {
         std::lock_guard<std::mutex> g(captureMutex());
         auto& v = captures();
         v.erase(std::remove(v.begin(), v.end(), this), v.end());
+        if (rep_->silencing) --silencingCaptures;
     }
     delete rep_;
 }
 
 std::string LogCapture::logText() const { std::lock_guard<std::mutex> g(rep_->m); return rep_->log; }
 std::vector<std::string> LogCapture::splats() const { std::lock_guard<std::mutex> g(rep_->m); return rep_->splats; }
-void LogCapture::clear() { std::lock_guard<std::mutex> g(rep_->m); rep_->log.clear(); rep_->splats.clear(); }
+std::vector<std::string> LogCapture::assertions() const {
+    std::lock_guard<std::mutex> g(rep_->m);
+    return rep_->assertions;
+}
+std::string LogCapture::assertionText() const {
+    std::lock_guard<std::mutex> g(rep_->m);
+    std::string text;
+    for (const std::string& line : rep_->assertions) text += line;
+    return text;
+}
+void LogCapture::clear() {
+    std::lock_guard<std::mutex> g(rep_->m);
+    rep_->log.clear();
+    rep_->splats.clear();
+    rep_->assertions.clear();
+}
 void LogCapture::appendLog(const std::string& t) { std::lock_guard<std::mutex> g(rep_->m); rep_->log += t; }
 void LogCapture::appendSplat(const std::string& s) { std::lock_guard<std::mutex> g(rep_->m); rep_->splats.push_back(s); }
+void LogCapture::appendAssertion(const std::string& line) {
+    std::lock_guard<std::mutex> g(rep_->m);
+    rep_->assertions.push_back(line);
+}
 
 } // namespace platform

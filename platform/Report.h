@@ -10,8 +10,16 @@
 //   error otherwise or when that file cannot be opened. No newline is added: the
 //   formats end in their own.
 //   LogBoth also writes to standard error when the log is a file.
-// - platform::LogCapture: while alive, records every formatted Log/LogBoth text and
-//   every ole_splat message (tests use it), besides the normal output.
+// - platform::LogCapture: while alive, records every formatted Log/LogBoth text, every
+//   ole_splat message and every assertion report line (tests use it), besides the
+//   normal output. assertions() holds the report lines in order, each exactly as
+//   printed ("assertion failed <condition> at <position>\n", newline included);
+//   assertionText() is those lines joined into one text. clear() empties all three
+//   records.
+//   A capture made with AssertionEcho::silenced also keeps assertion reports off
+//   standard output while it lives (every live capture still records them); the other
+//   outputs are unchanged. It is meant for the fuzz targets, whose inputs trip the
+//   reports by the million; tests leave the printing on.
 // Threads: all of these may be called from any thread; each call writes whole lines.
 #pragma once
 
@@ -34,18 +42,24 @@ namespace platform {
 
 class AUDPLATFORM_EXPORT LogCapture {
 public:
+    enum class AssertionEcho { printed, silenced };
+
     LogCapture();
+    explicit LogCapture(AssertionEcho echo);
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
     std::string logText() const;
     std::vector<std::string> splats() const;
+    std::vector<std::string> assertions() const;
+    std::string assertionText() const;
     void clear();
 
     // Internal: called by the reporting functions.
     void appendLog(const std::string& text);
     void appendSplat(const std::string& message);
+    void appendAssertion(const std::string& line);
 
 private:
     struct Rep;

@@ -1,7 +1,7 @@
 #include "AudAtoms/automation/Aud__DynamicLevelApplyingIterator.h"
 
+#include "AudAtoms/internal/AssertionSource.h"
 #include "platform/OS.h"
-#include "platform/Report.h"
 
 #include <cstdint>
 #include <limits>
@@ -10,6 +10,7 @@ namespace Aud {
 namespace DynamicLevelControl {
 
 namespace {
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__DynamicLevelControl"};
 constexpr double kGlideTime = 0.01;  // time units over which an edit is faded in
 constexpr double kNoNodeForwards = std::numeric_limits<double>::max();
 constexpr double kNoNodeReverse = std::numeric_limits<double>::min();  // 2.2250738585072014e-308
@@ -179,7 +180,7 @@ void DynamicLevelApplyingIteratorBase::moveToNextNodeForwards() {
     while (s.samplesToNextNode_ == 0 && !s.atEnd_) {
         const Store::NodePos cur = s.nodeIter_;
         if (cur.isEnd())
-            assertionReport("iter != state_.store_->nodeStore_.end()", "ole/AudAtoms/Aud__DynamicLevelControl", 1276);
+            kSource.report("iter != state_.store_->nodeStore_.end()", 1276);
         const Store::NodePos next = nodes.next(cur);
         if (next == cur) {  // stepping from the end does not move
             handleStoreModsForwards(s.nextNodeTime_);

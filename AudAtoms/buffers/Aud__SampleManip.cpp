@@ -1,10 +1,14 @@
 #include "AudAtoms/buffers/Aud__SampleManip.h"
 
 #include "AudAtoms/buffers/Aud__SampleManip_testing.h"
+#include "AudAtoms/internal/AssertionSource.h"
 #include "AudAtoms/internal/Aud__CpuFeatures.h"
-#include "platform/Report.h"
 
 namespace Aud::SampleManip {
+
+namespace {
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__SampleManip"};
+}
 
 float exportFloat32(float x) {
     if (x > 0.9999999f) return 0.9999999f;
@@ -100,7 +104,7 @@ bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsig
         // The 24-in-4 path reports itself once for every sample it writes.
         const unsigned long long samples = static_cast<unsigned long long>(frames) * channels;
         for (unsigned long long i = 0; i < samples; ++i)
-            assertionReport("false", "ole/AudAtoms/Aud__SampleManip", 514);
+            kSource.report("false", 514);
     }
     return true;
 }

@@ -1,13 +1,13 @@
 #include "AudAtoms/buffers/AudioChannelCache.h"
 
 #include "AudAtoms/buffers/audiometadata.h"
-#include "platform/Report.h"
+#include "AudAtoms/internal/AssertionSource.h"
 
 #include <algorithm>
 #include <cstdint>
 
 namespace {
-const char* const kSource = "ole/AudAtoms/AudioChannelCache";
+constexpr Aud::detail::AssertionSource kSource{"ole/AudAtoms/AudioChannelCache"};
 }
 
 bool AudioChannelCache::contains(const AudioChannelCacheReq& req) const {
@@ -26,7 +26,7 @@ Aud::StreamBufferList& AudioChannelCache::getBuffers(const AudioChannelCacheReq&
 }
 
 Aud::StreamBuffer AudioChannelCache::getResult(const AudioChannelCacheReq& req) {
-    if (!contains(req)) assertionReport("contains( req )", kSource, 31);
+    if (!contains(req)) kSource.report("contains( req )", 31);
     CacheEntry& e = entries_[req.key];
     if (req.channel >= e.buffers.streamBuffers.size()) return Aud::StreamBuffer();
 
@@ -36,7 +36,7 @@ Aud::StreamBuffer AudioChannelCache::getResult(const AudioChannelCacheReq& req) 
     const int type = e.buffers.sampleType;
     unsigned bytesPerSample = 0;
     if (type < 0 || type > 9)
-        assertionReport("false", kSource, 59);
+        kSource.report("false", 59);
     else
         bytesPerSample = Aud::sampleTypeStride(type);
 

@@ -1,6 +1,7 @@
 #include "AudAtoms/buffers/AudioInterleaver.h"
 
 #include "AudAtoms/buffers/Aud__SampleManip.h"
+#include "AudAtoms/internal/AssertionSource.h"
 #include "platform/Report.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 
 namespace {
 
-const char* const kSource = "ole/AudAtoms/AudioInterleaver";
+constexpr Aud::detail::AssertionSource kSource{"ole/AudAtoms/AudioInterleaver"};
 constexpr std::uint64_t kMaxBytes = std::numeric_limits<unsigned>::max();
 
 // Bytes one split sample takes, and the sample type its buffers carry: 24-bit samples
@@ -82,7 +83,7 @@ unsigned AudioInterleaver::copyBigEndianAudioToBuff(unsigned char* dst, unsigned
         Aud::SampleManip::swapPairs(src, dst, count);
         break;
     case 3:
-        assertionReport("false", kSource, 436);
+        kSource.report("false", 436);
         Aud::SampleManip::reverseTriples(src, dst, count / 3);
         break;
     case 4:
@@ -100,8 +101,8 @@ AudioInterleaver::eStatus AudioInterleaver::createOutputBuffers(unsigned numSamp
     if (channels == 0 || channels > 32) return kBadChannelCount;
     if (channels == 1) return kSuccess;
     if (!isListShapeOk(list, channels))
-        assertionReport("buffers.streamBuffers.size() == fmt.getChannelsPerStream() || buffers.streamBuffers.empty()",
-                        kSource, 177);
+        kSource.report("buffers.streamBuffers.size() == fmt.getChannelsPerStream() || buffers.streamBuffers.empty()",
+                       177);
 
     const std::uint64_t bytes = std::uint64_t(numSamples) * splitSampleBytes(fmt);
     if (bytes > kMaxBytes) return kOutOfMemory;
@@ -146,7 +147,7 @@ AudioInterleaver::eStatus AudioInterleaver::deinterleaveAudio(unsigned numSample
                                                               Aud::StreamBufferList& list) {
     if (!source) return kNoSamples;
     if (source->getUsed() == 0) {
-        assertionReport("false", kSource, 245);
+        kSource.report("false", 245);
         return kSuccess;
     }
     const eStatus created = createOutputBuffers(numSamples, fmt, list);
@@ -165,12 +166,12 @@ AudioInterleaver::eStatus AudioInterleaver::deinterleaveAudio(unsigned numSample
     const std::uint64_t size = source->getSize();
     if (std::uint64_t(numSamples) * frameBytes > size ||
         (numSamples > 0 && std::uint64_t(numSamples - 1) * frameBytes + reach > size)) {
-        assertionReport("false", kSource, 326);
+        kSource.report("false", 326);
         return kSourceTooSmall;
     }
     if (!isListShapeOk(list, channels))
-        assertionReport("buffers.streamBuffers.size() == fmt.getChannelsPerStream() || buffers.streamBuffers.empty()",
-                        kSource, 331);
+        kSource.report("buffers.streamBuffers.size() == fmt.getChannelsPerStream() || buffers.streamBuffers.empty()",
+                       331);
 
     const auto* src = static_cast<const unsigned char*>(source->getBuffer());
     if (!src && numSamples > 0 && sampleBytes > 0) return kNoSamples;

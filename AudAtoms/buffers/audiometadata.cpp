@@ -1,12 +1,12 @@
 #include "AudAtoms/buffers/audiometadata.h"
 
-#include "platform/Report.h"
+#include "AudAtoms/internal/AssertionSource.h"
 
 namespace Aud {
 
 namespace {
 
-const char* const kSource = "ole/AudAtoms/audiometadata";
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/audiometadata"};
 
 struct DataTypeInfo {
     const char* name;
@@ -62,7 +62,7 @@ Metadata::Metadata(unsigned streams, unsigned channels, unsigned rate, int numbe
       audioStreams(streams), channelsPerStream(channels), samplesPerSec(rate),
       sampleTypeNumber_(number), stride(0), bitsPerSample(0), location(loc) {
     if (number < 0 || number > 9) {
-        assertionReport("false", kSource, 32);
+        kSource.report("false", 32);
         return;
     }
     stride = sampleTypeStride(number);
@@ -75,7 +75,7 @@ Metadata::Metadata(unsigned streams, unsigned channels, unsigned rate, int numbe
 
 bool Metadata::isCompressedFormat() const {
     if (eDataType_ == keAudioDataTypeUnknown) {
-        assertionReport("false", kSource, 117);
+        kSource.report("false", 117);
         return false;
     }
     return dataTypeInfo(eDataType_).compressed;
@@ -83,7 +83,7 @@ bool Metadata::isCompressedFormat() const {
 
 LightweightString<char> Metadata::CompressionFormatAsString() const {
     if (eDataType_ == keAudioDataTypeUnknown) {
-        assertionReport("false", kSource, 180);
+        kSource.report("false", 180);
         return LightweightString<char>("");
     }
     return LightweightString<char>(dataTypeInfo(eDataType_).name);
@@ -114,7 +114,7 @@ void Metadata::getFromWAVFORMATEX(const WavHeaderEx& h, unsigned streams) {
         eDataType_ = keAudioDataTypePCM;
         break;
     default:
-        assertionReport("false", kSource, 234);
+        kSource.report("false", 234);
         eDataType_ = keAudioDataTypePCM;
         break;
     }
@@ -158,7 +158,7 @@ int Metadata::calculateSampleTypeNumber() {
             break;
         }
     }
-    if (sampleTypeNumber_ == -1) assertionReport("sampleTypeNumber_ != -1", kSource, 307);
+    if (sampleTypeNumber_ == -1) kSource.report("sampleTypeNumber_ != -1", 307);
     return sampleTypeNumber_;
 }
 
@@ -167,7 +167,7 @@ void Metadata::setWAVFORMATEX(WavHeaderEx& h) const {
         h.wFormatTag = 3;
     } else {
         if (eDataType_ != keAudioDataTypePCM)
-            assertionReport("eDataType_ == keAudioDataTypePCM", kSource, 316);
+            kSource.report("eDataType_ == keAudioDataTypePCM", 316);
         h.wFormatTag = 1;
     }
     const std::uint16_t channels = std::uint16_t(channelsPerStream * audioStreams);

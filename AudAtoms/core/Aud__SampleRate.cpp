@@ -1,14 +1,15 @@
 #include "AudAtoms/core/Aud__SampleRate.h"
 
+#include "AudAtoms/internal/AssertionSource.h"
 #include "platform/Exception.h"
 #include "platform/NamedObjects.h"
-#include "platform/Report.h"
 
 #include <cmath>
 
 namespace Aud {
 
 namespace {
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__SampleRate"};
 constexpr double kFactorTolerance = 0.000001;
 
 bool has(unsigned bits, eFactor flag) { return (bits & unsigned(flag)) != 0; }
@@ -40,7 +41,7 @@ eBaseSampleRate SampleRate::calcSampleRate(unsigned hertz) {
     case 48000: return keBaseSampleRate48000;
     case 96000: return keBaseSampleRate96000;
     default:
-        assertionReport("false", "ole/AudAtoms/Aud__SampleRate", 174);
+        kSource.report("false", 174);
         return keBaseSampleRateInvalid;
     }
 }

@@ -1,12 +1,15 @@
 #include "AudAtoms/core/Aud__Util_AudAtoms.h"
 
 #include "AudAtoms/AudAtomsVersion.h"
-
-#include "platform/Report.h"
+#include "AudAtoms/internal/AssertionSource.h"
 
 #include <cstddef>
 
 namespace Aud {
+
+namespace {
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__Util_AudAtoms"};
+}
 
 LightweightString<wchar_t> getAsString(int sampleType) {
     static const wchar_t* const names[] = {
@@ -14,7 +17,7 @@ LightweightString<wchar_t> getAsString(int sampleType) {
         L"24 bit unpacked (4 bytes)", L"32 bit integer",
     };
     if (unsigned(sampleType) < std::size(names)) return LightweightString<wchar_t>(names[sampleType]);
-    assertionReport("false", "ole/AudAtoms/Aud__Util_AudAtoms", 1138);
+    kSource.report("false", 1138);
     return LightweightString<wchar_t>(L"Error");
 }
 

@@ -1,5 +1,6 @@
 #include "AudAtoms/core/Aud__Util_Timing.h"
 
+#include "AudAtoms/internal/AssertionSource.h"
 #include "AudAtoms/internal/Aud__SaturatingInt.h"
 
 #include "platform/Report.h"
@@ -10,7 +11,7 @@ namespace Aud {
 
 namespace {
 
-const char* const kSource = "ole/AudAtoms/Aud__Util_AudAtoms";
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__Util_AudAtoms"};
 constexpr std::size_t kCadenceCap = 108000;
 
 // 29.97 fps at 44.1 kHz: 100 frames, 147147 samples.
@@ -33,7 +34,7 @@ void _GenerateDefinedFrameSeq(unsigned hz, std::vector<unsigned>& out, Qm::Frame
     case 2:
         if (hz == 44100) out.push_back(1839);
         else if (hz == 48000) out.push_back(2002);
-        else assertionReport("false", kSource, 86);
+        else kSource.report("false", 86);
         return;
     case 3: out.push_back(hz / 25); return;
     case 4: out.push_back(hz / 30); return;
@@ -45,20 +46,20 @@ void _GenerateDefinedFrameSeq(unsigned hz, std::vector<unsigned>& out, Qm::Frame
     case 6: out.push_back(hz / 48); return;
     case 7:
         if (hz == 48000) out.push_back(1001);
-        else assertionReport("false", kSource, 97);
+        else kSource.report("false", 97);
         return;
     case 8: out.push_back(hz / 50); return;
     case 9: out.push_back(hz / 60); return;
     case 10:
         if (hz == 48000) out = {800, 801, 801, 801, 801};
-        else assertionReport("rate == 48000", kSource, 113);
+        else kSource.report("rate == 48000", 113);
         return;
     default: {
         // One approximate entry. A rate the host gives no frames per second for (0 fps)
         // has no cadence at all; the quotient would not be a number of samples.
         const double perFrame = std::round(double(hz) / Qm::getFramesPerSecond(frameRate));
         if (std::isfinite(perFrame) && perFrame >= 0.0 && perFrame <= 4294967295.0) out.push_back(unsigned(perFrame));
-        assertionReport("false", kSource, 172);
+        kSource.report("false", 172);
         return;
     }
     }

@@ -3,15 +3,13 @@
 // in Aud__SimpleMixState.h). Not part of the public interface.
 #pragma once
 
-#include "platform/Report.h"
+#include "AudAtoms/internal/AssertionSource.h"
 
 #include <atomic>
 
 namespace Aud::SimpleMixStateInternal {
 
-inline constexpr const char* kSource = "ole/AudAtoms/Aud__SimpleMixState";
-
-inline void reportAt(int line, const char* condition = "false") { assertionReport(condition, kSource, line); }
+inline constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__SimpleMixState"};
 
 template <class T>
 T loadRelaxed(const T& field) {

@@ -1,11 +1,13 @@
 #include "AudAtoms/io/Aud__IO_ConnectionTypeInfo.h"
 
+#include "AudAtoms/internal/AssertionSource.h"
 #include "platform/Report.h"
 #include "platform/Resources.h"
 
 namespace Aud {
 
 namespace {
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__IO_ConnectionTypeInfo"};
 const IO_ConnectionTypeInfo::Rep kEmptyRep{};  // what an invalid handle answers from
 }
 
@@ -56,7 +58,7 @@ LightweightString<wchar_t> getDisplayString(eIO_ConnectionType type) {
     case 7: return resourceStrW(11644);
     case 9: return LightweightString<wchar_t>(L"HDMI");
     default:
-        assertionReport("false", "ole/AudAtoms/Aud__IO_ConnectionTypeInfo", 56);
+        kSource.report("false", 56);
         return resourceStrW(10055);
     }
 }

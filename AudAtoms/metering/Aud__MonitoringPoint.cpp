@@ -1,5 +1,6 @@
 #include "AudAtoms/metering/Aud__MonitoringPoint_testing.h"
 
+#include "AudAtoms/internal/AssertionSource.h"
 #include "platform/Report.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 namespace Aud {
 
 namespace {
+constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__MonitoringPoint"};
 std::atomic<MonitoringPointManager*> theManager{nullptr};
 
 CriticalSection& creationLock() {
@@ -36,7 +38,7 @@ eStatus MonitoringPointManager::unregisterMP(const IdStamp& writerId) { return i
 MonitoringPointInfo MonitoringPointManager::getInfo(const IdStamp& id) { return instance().mpGetInfo(id); }
 
 IdStamp MonitoringPointManager::getInternalReaderId(unsigned, eIO_Direction) {
-    assertionReport("false", "ole/AudAtoms/Aud__MonitoringPoint", 240);
+    kSource.report("false", 240);
     return IdStamp::invalidId();
 }
 

@@ -16,9 +16,9 @@ SimpleMixState::SimpleMixState(int numInputs, int numMixes, int numOutputs) { in
 SimpleMixState::~SimpleMixState() = default;
 
 void SimpleMixState::init(int numInputs, int numMixes, int numOutputs) {
-    if (valid_) reportAt(957, "valid_ == false");
+    if (valid_) kSource.report("valid_ == false", 957);
     if (numInputs < 0 || numMixes < 0 || numOutputs < 0) {
-        reportAt(957, "numInputs >= 0 && numMixes >= 0 && numOutputs >= 0");
+        kSource.report("numInputs >= 0 && numMixes >= 0 && numOutputs >= 0", 957);
         numInputs = std::max(numInputs, 0);
         numMixes = std::max(numMixes, 0);
         numOutputs = std::max(numOutputs, 0);
@@ -61,7 +61,7 @@ unsigned SimpleMixState::sizeOf(eTables table) const {
     case tMixRoutingTable: return m * o * 2u;
     case tMixRoutingTableMax: return m * 9u * 4u;
     }
-    reportAt(1003);
+    kSource.report("false", 1003);
     return 0;
 }
 
@@ -78,12 +78,12 @@ void SimpleMixState::resetToDefaultConfiguration(bool markDirty) {
     checkValid();
     CriticalSectionGuard g(lock_);
     if (inputRoutingTable_.size() < sizeOf(tInputRoutingTable)) {
-        reportAt(82);
+        kSource.report("false", 82);
         inputRoutingTable_.resize(sizeOf(tInputRoutingTable));
     }
     std::fill(inputRoutingTable_.begin(), inputRoutingTable_.end(), std::uint8_t(0));
     if (mixRoutingTable_.size() < sizeOf(tMixRoutingTableMax)) {
-        reportAt(90);
+        kSource.report("false", 90);
         mixRoutingTable_.resize(sizeOf(tMixRoutingTableMax));
     }
     std::fill(mixRoutingTable_.begin(), mixRoutingTable_.end(), std::uint8_t(0));
@@ -105,7 +105,7 @@ void SimpleMixState::copyFrom(const SimpleMixState& other, bool clearOtherDirty)
         if (!other.valid_) return;
         init(other.numInputChans_, other.numMixChans_, other.numOutputChans_);
     } else if (!other.valid_) {
-        reportAt(177);
+        kSource.report("false", 177);
     }
     if (&other == this) return;
 
@@ -120,8 +120,8 @@ void SimpleMixState::copyFrom(const SimpleMixState& other, bool clearOtherDirty)
     numMixChans_ = std::max(numMixChans_, other.numMixChans_);
     numOutputChans_ = std::max(numOutputChans_, other.numOutputChans_);
 
-    if (numMixChans_ != 4) reportAt(200, "numMixChans_ == 4");
-    if (numInputChans_ != int(EditChanMaxAudio)) reportAt(201, "numInputChans_ == EditChanMaxAudio");
+    if (numMixChans_ != 4) kSource.report("numMixChans_ == 4", 200);
+    if (numInputChans_ != int(EditChanMaxAudio)) kSource.report("numInputChans_ == EditChanMaxAudio", 201);
 
     if (inputsGrew) inputStates_.resize(std::size_t(numInputChans_));
     if (mixesGrew) mixStates_.resize(std::size_t(numMixChans_));
@@ -130,7 +130,7 @@ void SimpleMixState::copyFrom(const SimpleMixState& other, bool clearOtherDirty)
     inputStates_ = other.inputStates_;
     mixStates_ = other.mixStates_;
     if (mixRoutingTable_.size() != other.mixRoutingTable_.size())
-        reportAt(221, "mixRoutingTable_.size() == other.mixRoutingTable_.size()");
+        kSource.report("mixRoutingTable_.size() == other.mixRoutingTable_.size()", 221);
     inputRoutingTable_ = other.inputRoutingTable_;
     mixRoutingTable_ = other.mixRoutingTable_;
 

@@ -24,7 +24,7 @@ bool inRange(long long index, int count, const std::vector<Record>& records) {
 template <class Record, class T>
 T readField(const std::vector<Record>& records, long long index, int count, T Record::*field, int line, T fallback) {
     if (!inRange(index, count, records)) {
-        reportAt(line);
+        kSource.report("false", line);
         return fallback;
     }
     return loadRelaxed(records[std::size_t(index)].*field);
@@ -34,7 +34,7 @@ template <class Record, class T>
 void writeField(const SimpleMixState& state, CriticalSection& lock, std::vector<Record>& records, long long index,
                 int count, T Record::*field, T value, int line) {
     if (!inRange(index, count, records)) {
-        reportAt(line);
+        kSource.report("false", line);
         return;
     }
     CriticalSectionGuard g(lock);
@@ -122,7 +122,10 @@ void SimpleMixState::setMixSoloState(int mix, bool solo) {
 bool SimpleMixState::getInputRoutedToMix(int input, int mix) const {
     checkValid();
     const long long slot = mix + 1LL;
-    if (input < 0 || input >= numInputChans_ || slot < 0 || slot >= numMixChans_) { reportAt(528); return false; }
+    if (input < 0 || input >= numInputChans_ || slot < 0 || slot >= numMixChans_) {
+        kSource.report("false", 528);
+        return false;
+    }
     const auto cell = std::size_t(input) * std::size_t(numMixChans_) + std::size_t(slot);
     return loadRelaxed(inputRoutingTable_.at(cell)) == 1;
 }
@@ -130,7 +133,10 @@ bool SimpleMixState::getInputRoutedToMix(int input, int mix) const {
 void SimpleMixState::setInputRoutedToMix(int input, int mix, bool routed) {
     checkValid();
     const long long slot = mix + 1LL;
-    if (input < 0 || input >= numInputChans_ || slot < 0 || slot >= numMixChans_) { reportAt(547); return; }
+    if (input < 0 || input >= numInputChans_ || slot < 0 || slot >= numMixChans_) {
+        kSource.report("false", 547);
+        return;
+    }
     const auto cell = std::size_t(input) * std::size_t(numMixChans_) + std::size_t(slot);
     CriticalSectionGuard g(lock_);
     storeRelaxed(inputRoutingTable_.at(cell), std::uint8_t(routed ? 1 : 0));
@@ -144,11 +150,14 @@ long long SimpleMixState::mixRoutingCell(int mix, int output, bool left) const {
 bool SimpleMixState::getMixRoutedToOutput(int mix, int output, bool left) const {
     checkValid();
     const long long slot = mix + 1LL, outSlot = output + 2LL;
-    if (mix == -1 && outSlot <= 1) { reportAt(569); return false; }
-    if (slot > numMixChans_ || outSlot > numOutputChans_ || slot < 0 || outSlot < 0) { reportAt(585); return false; }
+    if (mix == -1 && outSlot <= 1) { kSource.report("false", 569); return false; }
+    if (slot > numMixChans_ || outSlot > numOutputChans_ || slot < 0 || outSlot < 0) {
+        kSource.report("false", 585);
+        return false;
+    }
     const long long cell = mixRoutingCell(mix, output, left);
     if (cell >= static_cast<long long>(sizeOf(tMixRoutingTable)) || cell >= static_cast<long long>(mixRoutingTable_.size())) {
-        reportAt(595);
+        kSource.report("false", 595);
         return false;
     }
     return loadRelaxed(mixRoutingTable_[std::size_t(cell)]) == 1;
@@ -173,11 +182,14 @@ void SimpleMixState::setMixRoutedToOutput(int mix, int output, bool left, bool r
         return;
     }
     const long long slot = mix + 1LL, outSlot = output + 2LL;
-    if (mix == -1 && (output == -2 || output == -1)) { reportAt(611); return; }
-    if (slot > numMixChans_ || outSlot > numOutputChans_ || slot < 0 || outSlot < 0) { reportAt(627); return; }
+    if (mix == -1 && (output == -2 || output == -1)) { kSource.report("false", 611); return; }
+    if (slot > numMixChans_ || outSlot > numOutputChans_ || slot < 0 || outSlot < 0) {
+        kSource.report("false", 627);
+        return;
+    }
     const long long cell = mixRoutingCell(mix, output, left);
     if (cell >= static_cast<long long>(sizeOf(tMixRoutingTable)) || cell >= static_cast<long long>(mixRoutingTable_.size())) {
-        reportAt(643);
+        kSource.report("false", 643);
         return;
     }
     CriticalSectionGuard g(lock_);

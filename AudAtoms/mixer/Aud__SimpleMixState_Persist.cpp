@@ -136,11 +136,11 @@ bool SimpleMixState::readUnpackedBody(PStream& s) {
     if (!readFloats(f, mixStates_, &MixState::level)) return false;
 
     if (sizeOf(tInputRoutingTable) != inputRoutingTable_.size())
-        reportAt(862, "sizeOf( tInputRoutingTable ) == inputRoutingTable_.size()");
+        kSource.report("sizeOf( tInputRoutingTable ) == inputRoutingTable_.size()", 862);
     const bool inputBlockOk = checkUnpackBinary(
         inputRoutingTable_.data(), unsigned(std::min<std::size_t>(sizeOf(tInputRoutingTable), inputRoutingTable_.size())), s);
     if (sizeOf(tMixRoutingTableMax) != mixRoutingTable_.size())
-        reportAt(870, "sizeOf( tMixRoutingTableMax ) == mixRoutingTable_.size()");
+        kSource.report("sizeOf( tMixRoutingTableMax ) == mixRoutingTable_.size()", 870);
     const bool mixBlockOk = checkUnpackBinary(
         mixRoutingTable_.data(), unsigned(std::min<std::size_t>(sizeOf(tMixRoutingTable), mixRoutingTable_.size())), s);
     if (f.failed()) return false;
@@ -157,7 +157,7 @@ bool SimpleMixState::checkUnpackBinary(void* dest, unsigned expected, PStream& s
     const std::string block = s.file().readBinary();
     if (s.file().failed()) return false;
     if (block.size() > expected) {
-        reportAt(772);
+        kSource.report("false", 772);
         return false;
     }
     if (expected == 0) return true;

@@ -23,6 +23,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     if (size < 3) return 0;
+    QuietAssertionLines quiet;
     const int inputs = data[0] % 17, mixes = data[1] % 9, outputs = data[2] % 19;
     QmIniFile text;
     text.fromText(std::string(reinterpret_cast<const char*>(data) + 3, size - 3));

@@ -24,6 +24,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     if (size < 3) return 0;
+    QuietAssertionLines quiet;
     StreamFile f;
     f.setBytes(std::string(reinterpret_cast<const char*>(data) + 3, size - 3));
     PStream s(f);

@@ -75,7 +75,7 @@ struct Player {
     DynamicLevelApplyingIteratorState state;
     DynamicLevelApplyingIteratorBase walk{state};
     bool reverse;
-    testsupport::LevelRenderer renderer;
+    audatoms::test::LevelRenderer renderer;
     explicit Player(bool rev) : reverse(rev), renderer(state, rev, 512) {}
 };
 

@@ -71,7 +71,7 @@ void fill(Store& store, const std::vector<RefNode>& nodes) {
 }
 
 // Renders `total` samples in blocks of random size; returns the output.
-std::vector<float> renderAll(testsupport::LevelRenderer& r, std::size_t total, std::mt19937& rng,
+std::vector<float> renderAll(audatoms::test::LevelRenderer& r, std::size_t total, std::mt19937& rng,
                              std::size_t maxBlock) {
     std::vector<float> out(total);
     std::uniform_int_distribution<std::size_t> block(1, maxBlock);
@@ -118,7 +118,7 @@ class ReferenceRender : public ::testing::TestWithParam<RenderCase> {};
 
 TEST_P(ReferenceRender, LevelsMeetEveryNodeAndStayBetweenNeighbours) {
     const RenderCase c = GetParam();
-    testsupport::FrameDurationScope frame(kFrame);
+    audatoms::test::FrameDurationScope frame(kFrame);
     std::mt19937 rng(c.reverse ? 1234u : 4321u);
     const std::vector<RefNode> nodes = randomAutomation(rng, 40);
     Store store;
@@ -150,7 +150,7 @@ TEST_P(ReferenceRender, LevelsMeetEveryNodeAndStayBetweenNeighbours) {
         walk.configureReverse(&store, c.rate, t0);
     }
 
-    testsupport::LevelRenderer renderer(state, c.reverse, 4096, 4 * nodes.size());
+    audatoms::test::LevelRenderer renderer(state, c.reverse, 4096, 4 * nodes.size());
     const std::vector<float> out = renderAll(renderer, total, rng, 4096);
 
     const std::size_t firstMet = c.reverse ? last : 0;
@@ -166,7 +166,7 @@ TEST_P(ReferenceRender, LevelsMeetEveryNodeAndStayBetweenNeighbours) {
 
     // Every node began a run of its own, and no run was a glide.
     std::vector<std::size_t> starts;
-    for (const testsupport::LevelRun& r : renderer.runs()) {
+    for (const audatoms::test::LevelRun& r : renderer.runs()) {
         EXPECT_FALSE(r.pendingValid);
         starts.push_back(r.start);
     }
@@ -250,7 +250,7 @@ std::vector<EditCase> reverseEdits() {
 // after the glide the output is that of a fresh walk of the edited line started there.
 void playWithEdit(double rate, bool reverse, const EditCase& e) {
     SCOPED_TRACE(e.name + (reverse ? " reverse " : " forwards ") + std::to_string(rate));
-    testsupport::FrameDurationScope frame(kFrame);
+    audatoms::test::FrameDurationScope frame(kFrame);
     const double t0 = reverse ? 0.35 : 0.05;
     Store store, unedited;
     fill(store, kLine);
@@ -275,7 +275,7 @@ void playWithEdit(double rate, bool reverse, const EditCase& e) {
     ASSERT_EQ(state.levelDelta_, d0);
 
     const std::size_t kMax = 1 << 16;
-    testsupport::LevelRenderer r(state, reverse, kMax, 64), ref(refState, reverse, kMax, 64);
+    audatoms::test::LevelRenderer r(state, reverse, kMax, 64), ref(refState, reverse, kMax, 64);
     std::vector<float> a(kMax), b(kMax);
     ASSERT_TRUE(r.render(a.data(), 1000));
     ASSERT_TRUE(ref.render(b.data(), 1000));
@@ -307,7 +307,7 @@ void playWithEdit(double rate, bool reverse, const EditCase& e) {
 
     std::vector<float> g(glide), expectGlide(glide + 4), ones(glide + 4, 1.0f);
     ASSERT_TRUE(r.render(g.data(), glide));
-    testsupport::rampRun(ones.data(), expectGlide.data(), (glide + 3) / 4, levelThen, (target - levelThen) / float(glide));
+    audatoms::test::rampRun(ones.data(), expectGlide.data(), (glide + 3) / 4, levelThen, (target - levelThen) / float(glide));
     for (std::uint32_t i = 0; i < glide; ++i) ASSERT_EQ(g[i], expectGlide[i]) << "glide sample " << i;
     EXPECT_FALSE(state.pendingValid_);
     EXPECT_EQ(state.level_, target);
@@ -319,7 +319,7 @@ void playWithEdit(double rate, bool reverse, const EditCase& e) {
     DynamicLevelApplyingIteratorBase freshWalk(freshState);
     if (reverse) freshWalk.configureReverse(&edited, rate, glideEnd);
     else freshWalk.configureForwards(&edited, rate, glideEnd);
-    testsupport::LevelRenderer fresh(freshState, reverse, kMax, 64);
+    audatoms::test::LevelRenderer fresh(freshState, reverse, kMax, 64);
     r.clearLog();
     std::vector<float> after(kMax), expectAfter(kMax);
     const std::size_t rest = std::size_t(0.5 * rate);
@@ -328,7 +328,7 @@ void playWithEdit(double rate, bool reverse, const EditCase& e) {
         ASSERT_TRUE(fresh.render(expectAfter.data(), block));
         for (std::size_t i = 0; i < block; ++i) ASSERT_EQ(after[i], expectAfter[i]) << "after glide " << done + i;
     }
-    for (const testsupport::LevelRun& run : r.runs()) EXPECT_FALSE(run.pendingValid) << "a second glide";
+    for (const audatoms::test::LevelRun& run : r.runs()) EXPECT_FALSE(run.pendingValid) << "a second glide";
 }
 
 } // namespace
@@ -344,13 +344,13 @@ TEST(LevelPlayback, EditsAreNoticedAtTheNextAdvanceWithOneGlideInReverse) {
 }
 
 TEST(LevelPlayback, AnEditDuringAGlideStartsAnotherGlideWhenItEnds) {
-    testsupport::FrameDurationScope frame(kFrame);
+    audatoms::test::FrameDurationScope frame(kFrame);
     Store store;
     fill(store, kLine);
     DynamicLevelApplyingIteratorState state;
     DynamicLevelApplyingIteratorBase walk(state);
     walk.configureForwards(&store, 48000.0, 0.05);
-    testsupport::LevelRenderer r(state, false, 1 << 16, 16);
+    audatoms::test::LevelRenderer r(state, false, 1 << 16, 16);
     std::vector<float> out(1 << 16);
     ASSERT_TRUE(r.render(out.data(), 100));
     store.find(0.2).setLevel(0.0f);

@@ -2,6 +2,7 @@
 // Expected counts, levels and deltas are written out from the walk's rules in each test.
 #include "AudAtoms/automation/Aud__DynamicLevelApplyingIterator.h"
 #include "platform/FrameRate.h"
+#include "platform/Report.h"
 #include "tests/support/FrameDuration.h"
 #include "tests/support/LevelRender.h"
 
@@ -44,7 +45,7 @@ void* key(const DynamicLevelApplyingIteratorState& s) {
 
 class ApplyingIterator : public ::testing::Test {
 protected:
-    testsupport::FrameDurationScope frame_{0.04};
+    audatoms::test::FrameDurationScope frame_{0.04};
     void add(double t, float level, Store::eNodeType type = Store::kNormal) {
         store.insert_noAdjust(Node(t, level, type, false));
     }
@@ -171,7 +172,7 @@ TEST_F(ApplyingIterator, ForwardsBeforeTheFirstNodeHoldsItsLevel) {
     EXPECT_EQ(state.samplesToNextNode_, samples((1.0 - 0.5) * kRate));
     EXPECT_EQ(state.nextNodeTime_, 1.0);
     // Rendered, the level stays exactly 0.3 until the node is reached.
-    testsupport::LevelRenderer r(state, false, 30000);
+    audatoms::test::LevelRenderer r(state, false, 30000);
     std::vector<float> out(24000);
     ASSERT_TRUE(r.render(out.data(), out.size()));
     for (float v : out) ASSERT_EQ(v, 0.3f);
@@ -335,9 +336,9 @@ TEST_F(ApplyingIterator, ApproachingTheEndReportsAnAssertion) {
     state.nodeIter_ = Store::NodePos{};  // an impossible place: the end, not at end
     state.samplesToNextNode_ = 0;
     state.atEnd_ = false;
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     walk.moveToNextNodeForwards();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(capture.assertionText(),
               "assertion failed iter != state_.store_->nodeStore_.end() at ole/AudAtoms/Aud__DynamicLevelControl "
               "line 1276\n");
     // Stepping from the end does not move: the edit reaction runs, and with no edit
@@ -347,11 +348,11 @@ TEST_F(ApplyingIterator, ApproachingTheEndReportsAnAssertion) {
     // With an edit pending the reaction sets up a glide instead.
     store.setModified();
     state.nextNodeTime_ = 0.5;
-    testing::internal::CaptureStdout();
+    capture.clear();
     state.samplesToNextNode_ = 0;
     state.nodeIter_ = Store::NodePos{};
     walk.handleStoreModsForwards(0.5);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
     EXPECT_TRUE(state.pendingValid_);
     EXPECT_EQ(state.samplesToNextNode_, 480u);
 }

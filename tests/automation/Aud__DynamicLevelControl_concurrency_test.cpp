@@ -109,7 +109,7 @@ void playContinuously(const Store& store, const std::atomic<bool>& stop, unsigne
         const double t = when(rng);
         if (reverse) walk.configureReverse(&store, kRate, t);
         else walk.configureForwards(&store, kRate, t);
-        testsupport::LevelRenderer renderer(state, reverse, kBlock);
+        audatoms::test::LevelRenderer renderer(state, reverse, kBlock);
         for (int b = 0; b < 200 && !stop.load(std::memory_order_relaxed); ++b) {
             if (!renderer.render(out.data(), kBlock)) ++result.stalls;
             for (float v : out)

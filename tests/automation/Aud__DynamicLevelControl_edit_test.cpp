@@ -32,7 +32,7 @@ struct Expect {
 
 class LevelEdit : public ::testing::Test {
 protected:
-    testsupport::FrameDurationScope frame_{0.04};
+    audatoms::test::FrameDurationScope frame_{0.04};
 
     // Builds the store exactly as given (no adjustment).
     void build(const std::vector<Expect>& nodes) {

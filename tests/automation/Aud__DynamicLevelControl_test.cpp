@@ -17,7 +17,7 @@ namespace {
 // Frame duration 0.04 (25 fps): an end guard's effective time is raw + 0.01.
 class LevelStore : public ::testing::Test {
 protected:
-    testsupport::FrameDurationScope frame_{0.04};
+    audatoms::test::FrameDurationScope frame_{0.04};
     Store store;
 };
 

@@ -1,6 +1,7 @@
 // The per-sample export conversions, with expected values worked out by hand from the
 // formulas (comments show the arithmetic), and the block operations' own behaviour.
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/BitCompare.h"
 #include "tests/support/BufferHelpers.h"
 
 #include <gtest/gtest.h>
@@ -12,13 +13,10 @@
 #include <limits>
 
 using namespace Aud::SampleManip;
-using bufferhelpers::assertionText;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
+using audatoms::test::assertionText;
+using audatoms::test::bitsOf;
 
 namespace {
-std::uint32_t bitsOf(float f) { return std::bit_cast<std::uint32_t>(f); }
-std::uint64_t bitsOf(double d) { return std::bit_cast<std::uint64_t>(d); }
 const float kInf = std::numeric_limits<float>::infinity();
 } // namespace
 
@@ -147,9 +145,9 @@ TEST(ExportInterleaved, PaddedTwentyFourReportsOncePerSample) {
     const unsigned char b[8] = {3, 0, 0, 0, 4, 0, 0, 0};
     const unsigned char* planes[2] = {a, b};
     unsigned char out[16] = {};
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_TRUE(exportInterleaved(5, planes, 2, 2, out));
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", "ole/AudAtoms/Aud__SampleManip", 514, 4));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", "ole/AudAtoms/Aud__SampleManip", 514, 4));
     const unsigned char want[16] = {1, 0, 0, 0, 3, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0};
     EXPECT_EQ(0, std::memcmp(out, want, 16));
 }
@@ -166,13 +164,13 @@ TEST(ExportInterleaved, UnknownTypesWriteNothing) {
 TEST(ByteOrder, GroupsAreReversedAndMirrored) {
     unsigned char d[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     swapPairs(d, d, 4);
-    EXPECT_EQ(bufferhelpers::Bytes(d, d + 8), (bufferhelpers::Bytes{2, 1, 4, 3, 6, 5, 8, 7}));
+    EXPECT_EQ(audatoms::test::Bytes(d, d + 8), (audatoms::test::Bytes{2, 1, 4, 3, 6, 5, 8, 7}));
     reverseQuads(d, d, 2);
-    EXPECT_EQ(bufferhelpers::Bytes(d, d + 8), (bufferhelpers::Bytes{3, 4, 1, 2, 7, 8, 5, 6}));
+    EXPECT_EQ(audatoms::test::Bytes(d, d + 8), (audatoms::test::Bytes{3, 4, 1, 2, 7, 8, 5, 6}));
     unsigned char t[6] = {1, 2, 3, 4, 5, 6};
     reverseTriples(t, t, 2);
-    EXPECT_EQ(bufferhelpers::Bytes(t, t + 6), (bufferhelpers::Bytes{3, 2, 1, 6, 5, 4}));
+    EXPECT_EQ(audatoms::test::Bytes(t, t + 6), (audatoms::test::Bytes{3, 2, 1, 6, 5, 4}));
     unsigned char q[4] = {0x11, 0x22, 0x33, 0x44};
     mirrorLowHalf(q, q, 1);
-    EXPECT_EQ(bufferhelpers::Bytes(q, q + 4), (bufferhelpers::Bytes{0x11, 0x22, 0x22, 0x11}));
+    EXPECT_EQ(audatoms::test::Bytes(q, q + 4), (audatoms::test::Bytes{0x11, 0x22, 0x22, 0x11}));
 }

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-using namespace bufferhelpers;
+using namespace audatoms::test;
 
 TEST(StreamBuffer, DefaultHasNoMemoryZeroSamplesAndUnknownType) {
     const Aud::StreamBuffer b;

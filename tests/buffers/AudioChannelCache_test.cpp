@@ -6,9 +6,7 @@
 #include <cstring>
 #include <memory>
 
-using namespace bufferhelpers;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
+using namespace audatoms::test;
 
 namespace {
 
@@ -78,9 +76,9 @@ TEST(AudioChannelCache, SameStartReturnsTheCachedBufferItself) {
     AudioChannelCache cache;
     fill(cache, 1, 1000, 100, 2);
     const Aud::StreamBuffer& cached = cache.getBuffers({1, 0, 1000, 100}).streamBuffers[1];
-    CaptureStdout();
+    platform::LogCapture capture;
     const Aud::StreamBuffer r = cache.getResult({1, 1, 1000, 10});
-    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
     EXPECT_EQ(r.memory, cached.memory);
     EXPECT_EQ(r.numSamples, 100u);
     EXPECT_EQ(r.sampleType, 1);
@@ -133,9 +131,9 @@ TEST(AudioChannelCache, ChannelPastTheListGivesAnEmptyBuffer) {
 
 TEST(AudioChannelCache, UncontainedRequestAssertsAndGoesOn) {
     AudioChannelCache cache;
-    CaptureStdout();
+    platform::LogCapture capture;
     const Aud::StreamBuffer r = cache.getResult({4, 0, 0, 1});   // no entry: one is created
-    EXPECT_EQ(GetCapturedStdout(), assertionText("contains( req )", kSrc, 31));
+    EXPECT_EQ(capture.assertionText(), assertionText("contains( req )", kSrc, 31));
     EXPECT_EQ(r.sampleType, -1);
     EXPECT_FALSE(cache.contains({4, 0, 0, 1}));
     EXPECT_TRUE(cache.contains({4, 0, 0, 0}));   // the created entry holds [0, 0)
@@ -144,9 +142,9 @@ TEST(AudioChannelCache, UncontainedRequestAssertsAndGoesOn) {
 TEST(AudioChannelCache, ViewPastTheDataIsEmptyNotOutside) {
     AudioChannelCache cache;
     fill(cache, 1, 1000, 10, 1);
-    CaptureStdout();
+    platform::LogCapture capture;
     const Aud::StreamBuffer r = cache.getResult({1, 0, 1020, 1});
-    EXPECT_EQ(GetCapturedStdout(), assertionText("contains( req )", kSrc, 31));
+    EXPECT_EQ(capture.assertionText(), assertionText("contains( req )", kSrc, 31));
     EXPECT_EQ(r.memory->getSize(), 0u);
     EXPECT_EQ(r.numSamples, 0u);
 }
@@ -155,9 +153,9 @@ TEST(AudioChannelCache, UnknownSampleTypeAssertsAndViewsFromTheStart) {
     AudioChannelCache cache;
     fill(cache, 1, 1000, 10, 1);
     cache.getBuffers({1, 0, 1000, 10}).sampleType = 12;
-    CaptureStdout();
+    platform::LogCapture capture;
     const Aud::StreamBuffer r = cache.getResult({1, 0, 1004, 1});
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", kSrc, 59));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 59));
     EXPECT_EQ(static_cast<const MemRef*>(r.memory.get())->getOffset(), 0u);
     EXPECT_EQ(r.numSamples, 6u);
 }

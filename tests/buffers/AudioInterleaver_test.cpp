@@ -7,9 +7,7 @@
 
 #include <random>
 
-using namespace bufferhelpers;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
+using namespace audatoms::test;
 
 namespace {
 
@@ -90,9 +88,9 @@ TEST(CreateOutputBuffers, OneChannelLeavesTheListAlone) {
     Aud::StreamBufferList list;
     list.streamBuffers.resize(3);
     list.numSamples = 77;
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(a.createOutputBuffers(10, format(1, 1), list), 0);
-    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
     EXPECT_EQ(list.streamBuffers.size(), 3u);
     EXPECT_EQ(list.numSamples, 77u);
 }
@@ -132,9 +130,9 @@ TEST(CreateOutputBuffers, ReusesAListOfTheRightSizeAndCapacity) {
     const iMemHolder* m0 = list.streamBuffers[0].memory.get();
     const iMemHolder* m1 = list.streamBuffers[1].memory.get();
     EXPECT_EQ(list.streamBuffers[0].memory->getUsed(), 200u);
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(a.createOutputBuffers(60, format(1, 2), list), 0);
-    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
     EXPECT_EQ(list.streamBuffers[0].memory.get(), m0);
     EXPECT_EQ(list.streamBuffers[1].memory.get(), m1);
     EXPECT_EQ(list.streamBuffers[0].memory->getUsed(), 0u);
@@ -177,9 +175,9 @@ TEST(CreateOutputBuffers, AListOfTheWrongSizeAssertsAndIsRebuilt) {
     AudioInterleaver a;
     Aud::StreamBufferList list;
     list.streamBuffers.resize(3);
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(a.createOutputBuffers(10, format(1, 2), list), 0);
-    EXPECT_EQ(GetCapturedStdout(), assertionText(kShape, kSrc, 177));
+    EXPECT_EQ(capture.assertionText(), assertionText(kShape, kSrc, 177));
     EXPECT_EQ(list.streamBuffers.size(), 2u);
     EXPECT_TRUE(list.streamBuffers[1].hasMemory);
 }
@@ -214,9 +212,9 @@ TEST(Deinterleave, EmptySourceAssertsAndSucceedsWithoutTouchingTheList) {
     Aud::StreamBufferList list;
     Qm::Ptr<iMemHolder> source = memoryOf({1, 2, 3, 4});
     source->setUsed(0);
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(a.deinterleaveAudio(1, format(1, 2), source, list), 0);
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", kSrc, 245));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 245));
     EXPECT_TRUE(list.streamBuffers.empty());
 }
 
@@ -230,12 +228,12 @@ TEST(Deinterleave, BadChannelCountIsStatus3) {
 TEST(Deinterleave, SourceTooSmallAssertsAndIsStatus11) {
     AudioInterleaver a;
     Aud::StreamBufferList list;
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(a.deinterleaveAudio(3, format(1, 2), memoryOf(Bytes(11)), list), 11);   // needs 12
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", kSrc, 326));
-    CaptureStdout();
+    EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 326));
+    capture.clear();
     EXPECT_EQ(a.deinterleaveAudio(3, format(1, 2), memoryOf(Bytes(12)), list), 0);
-    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 TEST(Deinterleave, TwoChannelsSixteenBitByHand) {
@@ -256,9 +254,9 @@ TEST(Deinterleave, TwentyFourInFourReadsAtSampleByteOffsets) {
     AudioInterleaver a;
     Aud::StreamBufferList list;
     const Bytes src = {0xA0, 0xA1, 0xA2, 0xA3, 0xB0, 0xB1, 0xB2, 0xB3};
-    CaptureStdout();
+    platform::LogCapture capture;
     ASSERT_EQ(a.deinterleaveAudio(1, format(5, 2), memoryOf(src), list), 0);
-    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
     EXPECT_EQ(list.sampleType, 2);
     EXPECT_EQ(bytesOf(*list.streamBuffers[0].memory), (Bytes{0xA0, 0xA1, 0xA2}));
     EXPECT_EQ(bytesOf(*list.streamBuffers[1].memory), (Bytes{0xA3, 0xB0, 0xB1}));
@@ -399,9 +397,9 @@ TEST(CopyBigEndian, StrideTwoSwapsPairs) {
 TEST(CopyBigEndian, StrideThreeAssertsAndReversesGroupsOfTheCountInBytes) {
     AudioInterleaver a(2, 2, Aud::keAudioDataTypePCM);
     Bytes src = {1, 2, 3, 4, 5, 6, 7}, dst(7, 0);
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(a.copyBigEndianAudioToBuff(dst.data(), src.data(), 7), 21u);   // stride x count
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", kSrc, 436));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 436));
     EXPECT_EQ(dst, (Bytes{3, 2, 1, 6, 5, 4, 0}));   // only whole groups
 }
 

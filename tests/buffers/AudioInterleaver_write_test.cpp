@@ -9,9 +9,7 @@
 
 #include <cstring>
 
-using namespace bufferhelpers;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
+using namespace audatoms::test;
 
 namespace {
 
@@ -73,9 +71,9 @@ TEST(WriteSamplesPlanar, Padded24SignExtendsAndReportsEverySample) {
     AudioInterleaver a(5, 2, Aud::keAudioDataTypePCM);
     const Bytes left = concat({le32(0xAB7FFFFF), le32(0x00800000), le32(0)});
     const Bytes right = concat({le32(0x12000001), le32(0x00FFFFFF), le32(0xFF000000)});
-    CaptureStdout();
+    platform::LogCapture capture;
     const Bytes out = writeTwo(a, left, right, 3);
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", "ole/AudAtoms/Aud__SampleManip", 514, 6));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", "ole/AudAtoms/Aud__SampleManip", 514, 6));
     EXPECT_EQ(out, concat({le32(0x007FFFFF), le32(1), le32(0xFF800000), le32(0xFFFFFFFF), le32(0), le32(0)}));
 }
 
@@ -194,9 +192,7 @@ TEST(WriteSamplesPlanar, EightChannelsOfALargeBlockInterleaveFrameByFrame) {
 }
 
 TEST(WriteSamplesPlanar, UnsupportedTypeLogsAndSucceeds) {
-    CaptureStdout();
     AudioInterleaver a(12, 2, Aud::keAudioDataTypePCM);   // the format itself asserts (line 32)
-    GetCapturedStdout();
     platform::LogCapture log;
     const Bytes p(8);
     EXPECT_EQ(a.writeSamplesPlanar({p.data(), p.data()}, 2), 0);

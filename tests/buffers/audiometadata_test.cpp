@@ -9,9 +9,7 @@
 
 using Aud::Metadata;
 using Aud::WavHeaderEx;
-using bufferhelpers::assertionText;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
+using audatoms::test::assertionText;
 
 namespace {
 
@@ -49,9 +47,9 @@ TEST(Metadata, ConstructorFillsWidthsFromTheSampleTypeTable) {
     const unsigned bits[10] = {32, 16, 24, 8, 8, 24, 32, 64, 16, 24};
     const unsigned strides[10] = {4, 2, 3, 1, 1, 4, 4, 8, 4, 4};
     for (int n = 0; n < 10; ++n) {
-        CaptureStdout();
+        platform::LogCapture capture;
         const Metadata m(3, 6, 44100, n, Aud::keLocationFile);
-        EXPECT_EQ(GetCapturedStdout(), "");
+        EXPECT_EQ(capture.assertionText(), "");
         EXPECT_EQ(m.getBitsPerSample(), bits[n]) << n;
         EXPECT_EQ(m.getStride(), strides[n]) << n;
         EXPECT_EQ(m.getSignType(), n == 4 ? 2u : 1u) << n;
@@ -69,9 +67,9 @@ TEST(Metadata, ConstructorFillsWidthsFromTheSampleTypeTable) {
 }
 
 TEST(Metadata, ConstructorWithANumberAboveNineAssertsAndLeavesWidthsUnset) {
-    CaptureStdout();
+    platform::LogCapture capture;
     const Metadata m(1, 2, 48000, 10, 0);
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", kSrc, 32));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 32));
     EXPECT_EQ(m.getSampleTypeNumber(), 10);
     EXPECT_EQ(m.getStride(), 0u);
     EXPECT_EQ(m.getBitsPerSample(), 0u);
@@ -138,10 +136,10 @@ TEST(Metadata, DataTypeNamesAndCompressedFlags) {
     for (const Row& r : rows) {
         Metadata m = fresh();
         m.setDataType(r.type);
-        CaptureStdout();
+        platform::LogCapture capture;
         EXPECT_EQ(m.CompressionFormatAsString(), r.name) << r.type;
         EXPECT_EQ(m.isCompressedFormat(), r.compressed) << r.type;
-        EXPECT_EQ(GetCapturedStdout(), "") << r.type;
+        EXPECT_EQ(capture.assertionText(), "") << r.type;
     }
 }
 
@@ -155,10 +153,10 @@ TEST(Metadata, DataType232IsCompressedButHasAnEmptyName) {
 TEST(Metadata, DataTypeZeroAssertsForNameAndFlag) {
     Metadata m = fresh();
     m.setDataType(0);
-    CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(m.CompressionFormatAsString(), "");
     EXPECT_FALSE(m.isCompressedFormat());
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", kSrc, 180) + assertionText("false", kSrc, 117));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 180) + assertionText("false", kSrc, 117));
 }
 
 namespace {
@@ -169,9 +167,9 @@ int numberFor(unsigned bits, unsigned stride, int dataType, bool unsignedSamples
     m.setBitsPerSample(bits);
     m.setStride(stride);
     m.setDataType(dataType);
-    CaptureStdout();
+    platform::LogCapture capture;
     const int n = m.calculateSampleTypeNumber();
-    const std::string printed = GetCapturedStdout();
+    const std::string printed = capture.assertionText();
     if (out) *out = printed;
     EXPECT_EQ(n, m.getSampleTypeNumber());
     return n;
@@ -249,9 +247,9 @@ TEST(Metadata, EightBitHeaderSignednessFollowsTheWidthHeldBefore) {
 
 TEST(Metadata, UnsignedSticksWhenAWiderHeaderFollows) {
     Metadata m(1, 1, 8000, 4, 0);   // unsigned 8-bit
-    CaptureStdout();
+    platform::LogCapture capture;
     m.getFromWAVFORMATEX(header(1, 2, 48000, 4, 16), 1);
-    EXPECT_EQ(GetCapturedStdout(), assertionText("sampleTypeNumber_ != -1", kSrc, 307));
+    EXPECT_EQ(capture.assertionText(), assertionText("sampleTypeNumber_ != -1", kSrc, 307));
     EXPECT_EQ(m.getSampleTypeNumber(), -1);
 }
 
@@ -282,18 +280,18 @@ TEST(Metadata, HeaderTagsAndTheirDataTypes) {
     }
 
     m.setDataType(2);
-    CaptureStdout();
+    platform::LogCapture capture;
     m.getFromWAVFORMATEX(header(2, 2, 44100, 4, 16), 1);   // ADPCM: unknown here
-    EXPECT_EQ(GetCapturedStdout(), assertionText("false", kSrc, 234));
+    EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 234));
     EXPECT_EQ(m.getDataType(), Aud::keAudioDataTypePCM);
     EXPECT_EQ(m.getSampleTypeNumber(), 1);
 }
 
 TEST(Metadata, ZeroChannelsTakeTheBlockAlignAsStride) {
     Metadata m = fresh();
-    CaptureStdout();
+    platform::LogCapture capture;
     m.getFromWAVFORMATEX(header(1, 0, 48000, 2, 16), 1);
-    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
     EXPECT_EQ(m.getChannelsPerStream(), 0u);
     EXPECT_EQ(m.getStride(), 2u);
     EXPECT_EQ(m.getSampleTypeNumber(), 1);
@@ -301,9 +299,7 @@ TEST(Metadata, ZeroChannelsTakeTheBlockAlignAsStride) {
 
 TEST(Metadata, StrideIsTheIntegerQuotientOfBlockAlignAndChannels) {
     Metadata m = fresh();
-    CaptureStdout();
     m.getFromWAVFORMATEX(header(1, 3, 48000, 7, 16), 1);   // 7 / 3 = 2
-    GetCapturedStdout();
     EXPECT_EQ(m.getStride(), 2u);
     m.getFromWAVFORMATEX(header(1, 1, 48000, 0xFFFF, 16), 1);
     EXPECT_EQ(m.getStride(), 0xFFFFu);
@@ -313,9 +309,9 @@ TEST(Metadata, SetWavHeaderForTwoStreamsOfTwoChannels) {
     Metadata m(2, 2, 48000, 1, 0);
     WavHeaderEx h;
     std::memset(&h, 0xCD, sizeof h);
-    CaptureStdout();
+    platform::LogCapture capture;
     m.setWAVFORMATEX(h);
-    EXPECT_EQ(GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
     EXPECT_EQ(h.wFormatTag, 1);
     EXPECT_EQ(h.nChannels, 4);
     EXPECT_EQ(h.nSamplesPerSec, 48000u);
@@ -332,9 +328,9 @@ TEST(Metadata, SetWavHeaderTagsFloatAndAssertsOnOtherDataTypes) {
     m.setWAVFORMATEX(h);
     EXPECT_EQ(h.wFormatTag, 3);
     m.setDataType(212);
-    CaptureStdout();
+    platform::LogCapture capture;
     m.setWAVFORMATEX(h);
-    EXPECT_EQ(GetCapturedStdout(), assertionText("eDataType_ == keAudioDataTypePCM", kSrc, 316));
+    EXPECT_EQ(capture.assertionText(), assertionText("eDataType_ == keAudioDataTypePCM", kSrc, 316));
     EXPECT_EQ(h.wFormatTag, 1);
 }
 
@@ -363,12 +359,12 @@ TEST(Metadata, CommonWavHeadersSurviveARoundTrip) {
             for (std::uint32_t rate : {44100u, 48000u, 96000u}) {
                 const WavHeaderEx in = header(f.tag, channels, rate, std::uint16_t(channels * f.bytes), f.bits);
                 Metadata m = fresh();
-                CaptureStdout();
+                platform::LogCapture capture;
                 m.getFromWAVFORMATEX(in, 1);
                 WavHeaderEx out;
                 std::memset(&out, 0xEE, sizeof out);
                 m.setWAVFORMATEX(out);
-                EXPECT_EQ(GetCapturedStdout(), "");
+                EXPECT_EQ(capture.assertionText(), "");
                 EXPECT_EQ(m.getSampleTypeNumber(), f.number) << f.bits << " bits, " << channels << " channels";
                 EXPECT_EQ(out.wFormatTag, in.wFormatTag);
                 EXPECT_EQ(out.nChannels, in.nChannels);

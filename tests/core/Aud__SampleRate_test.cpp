@@ -252,22 +252,22 @@ TEST_F(SampleRateTest, CalcSampleRateMapsExactRatesOnly) {
         {11025, keBaseSampleRate11025}, {16000, keBaseSampleRate16000}, {22050, keBaseSampleRate22050},
         {24000, keBaseSampleRate24000}, {32000, keBaseSampleRate32000}, {44100, keBaseSampleRate44100},
         {48000, keBaseSampleRate48000}, {96000, keBaseSampleRate96000}};
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     for (const auto& [hz, code] : table) {
         EXPECT_EQ(SampleRate::calcSampleRate(hz), code) << hz;
         EXPECT_EQ(SampleRate::calcBaseSampleRate(code), hz) << hz;
     }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 TEST_F(SampleRateTest, CalcSampleRateOfUnknownRatePrintsAndGivesZero) {
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(SampleRate::calcSampleRate(8000), keBaseSampleRateInvalid);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), kLine174);
+    EXPECT_EQ(capture.assertionText(), kLine174);
     for (unsigned hz : {47999u, 0u, 88200u, 192000u, 4294967295u}) {
-        testing::internal::CaptureStdout();
+        capture.clear();
         EXPECT_EQ(SampleRate::calcSampleRate(hz), keBaseSampleRateInvalid) << hz;
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), kLine174) << hz;
+        EXPECT_EQ(capture.assertionText(), kLine174) << hz;
     }
 }
 

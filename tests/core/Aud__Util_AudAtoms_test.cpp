@@ -25,44 +25,44 @@ const wchar_t* const kNames[7] = {L"24 bit floating point", L"16 bit", L"24 bit"
 } // namespace
 
 TEST(SampleTypeNames, KnownCodes) {
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     for (int code = 0; code <= 6; ++code) EXPECT_EQ(getAsString(code), kNames[code]) << code;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 TEST(SampleTypeNames, UnknownCodesPrintAndGiveError) {
     for (int code : {7, -1, 8, 9, 1000, INT_MIN, INT_MAX}) {
-        testing::internal::CaptureStdout();
+        platform::LogCapture capture;
         EXPECT_EQ(getAsString(code), L"Error") << code;
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), kLine1138) << code;
+        EXPECT_EQ(capture.assertionText(), kLine1138) << code;
     }
 }
 
 TEST(SampleTypeNames, FromStringFindsEachName) {
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(sampleTypeFromString(L"24 bit"), 2);
     for (int code = 0; code <= 6; ++code) EXPECT_EQ(sampleTypeFromString(kNames[code]), code) << code;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 TEST(SampleTypeNames, FromStringOfUnknownTextTriesUpToNine) {
     for (const LightweightString<wchar_t>& text :
          {LightweightString<wchar_t>(L"24 Bit"), LightweightString<wchar_t>(L""), LightweightString<wchar_t>(),
           LightweightString<wchar_t>(L"24 bit ")}) {
-        testing::internal::CaptureStdout();
+        platform::LogCapture capture;
         EXPECT_EQ(sampleTypeFromString(text), 0);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), times(kLine1138, 3));
+        EXPECT_EQ(capture.assertionText(), times(kLine1138, 3));
     }
 }
 
 TEST(SampleTypeNames, FromStringOfErrorGivesSeven) {
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(sampleTypeFromString(L"Error"), 7);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), kLine1138);
+    EXPECT_EQ(capture.assertionText(), kLine1138);
 }
 
 TEST(ExportChoices, CodesAndNames) {
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     const Vector<int> codes = getExportChoicesAsInt();
     ASSERT_EQ(codes.size(), 3u);
     EXPECT_EQ(codes[0], 1);
@@ -74,7 +74,7 @@ TEST(ExportChoices, CodesAndNames) {
     EXPECT_EQ(names[1], L"24 bit");
     EXPECT_EQ(names[2], L"24 bit unpacked (4 bytes)");
     for (std::size_t i = 0; i < codes.size(); ++i) EXPECT_EQ(sampleTypeFromString(names[i]), codes[i]) << i;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 TEST(LibraryFacts, FixedAnswers) {

@@ -22,18 +22,18 @@ Qm::FrameRate fr(int code) { return Qm::FrameRate(code); }
 
 std::vector<unsigned> plainCadence(unsigned hz, int code, std::string* printed = nullptr) {
     std::vector<unsigned> out = {7, 7, 7};  // must be cleared first
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     _GenerateDefinedFrameSeq(hz, out, fr(code));
-    const std::string text = testing::internal::GetCapturedStdout();
+    const std::string text = capture.assertionText();
     if (printed) *printed = text;
     else EXPECT_EQ(text, "") << hz << " Hz, code " << code;
     return out;
 }
 
 Seq frames(const SampleRate& rate, int code, std::string* printed = nullptr) {
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     Seq out = Util::getSMPTE_FrameSequence(rate, fr(code));
-    const std::string text = testing::internal::GetCapturedStdout();
+    const std::string text = capture.assertionText();
     if (printed) *printed = text;
     else EXPECT_EQ(text, "") << rate.word() << ", code " << code;
     return out;
@@ -405,18 +405,14 @@ TEST(FieldSequence, FieldsOf1601Are800Then801) {
 }
 
 TEST(FieldSequence, EmptyFramesGiveEmptyFields) {
-    testing::internal::CaptureStdout();
     EXPECT_TRUE(Util::getSMPTE_FieldSequence(k44, fr(10)).empty());
-    testing::internal::GetCapturedStdout();
 }
 
 TEST(FieldSequence, IsTwiceAsLongAndSumsToTheFrames) {
     for (const SampleRate& r : {k44, k48ntsc, k32ntsc}) {
         for (int code : {1, 4, 5}) {
             const Seq f = frames(r, code);
-            testing::internal::CaptureStdout();
             const Seq h = Util::getSMPTE_FieldSequence(r, fr(code));
-            testing::internal::GetCapturedStdout();
             ASSERT_EQ(h.size(), 2 * f.size());
             for (std::size_t i = 0; i < f.size(); ++i) {
                 EXPECT_EQ(h[2 * i], f[i] / 2);

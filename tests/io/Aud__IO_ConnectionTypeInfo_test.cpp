@@ -118,15 +118,15 @@ TEST(IO_ConnectionTypeInfo, DisplayNamesOfTheTypes) {
         {6, resourceStrW(11647)}, {7, resourceStrW(11644)}, {9, L"HDMI"},
     };
     for (const Case& c : named) {
-        testing::internal::CaptureStdout();
+        platform::LogCapture capture;
         EXPECT_EQ(getDisplayString(eIO_ConnectionType(c.type)), c.text) << c.type;
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << c.type;
+        EXPECT_EQ(capture.assertionText(), "") << c.type;
         EXPECT_FALSE(c.text.empty());
     }
     for (int t : {0, 1, 8, 10, 11, -1, 1000}) {
-        testing::internal::CaptureStdout();
+        platform::LogCapture capture;
         EXPECT_EQ(getDisplayString(eIO_ConnectionType(t)), resourceStrW(10055)) << t;
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), kLine56) << t;
+        EXPECT_EQ(capture.assertionText(), kLine56) << t;
     }
 }
 
@@ -150,9 +150,8 @@ TEST(IO_ConnectionTypeInfo, InvalidHandleReportsAndAnswersZeros) {
     EXPECT_EQ(capture.splats(), std::vector<std::string>(10, kInvalid));
 
     capture.clear();
-    testing::internal::CaptureStdout();
     EXPECT_EQ(info.getDisplayString(), resourceStrW(10055));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), kLine56);
+    EXPECT_EQ(capture.assertionText(), kLine56);
     EXPECT_EQ(capture.splats(), std::vector<std::string>{kInvalid});
 }
 

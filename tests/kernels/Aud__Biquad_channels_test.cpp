@@ -5,10 +5,10 @@
 // the four-sample steps, inactive sections, successive blocks and special values.
 #include "AudAtoms/kernels/Aud__Biquad.h"
 #include "platform/FloatingPointMode.h"
+#include "tests/support/BitCompare.h"
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -25,10 +25,9 @@ struct BiquadTestAccess {
 using Aud::Filter::Biquad;
 using Aud::Filter::BiquadTestAccess;
 using Shape = Biquad::ShapeDescriptor;
+using audatoms::test::bitsOf;
 
 namespace {
-
-std::uint32_t bits(float v) { return std::bit_cast<std::uint32_t>(v); }
 
 // A designed section of a random type, with memory from a random prelude.
 Biquad randomSection(std::mt19937& rng) {
@@ -83,12 +82,12 @@ void expectIdentical(const Case& lanes, const Case& scalar) {
     ASSERT_EQ(lanes.data.size(), scalar.data.size());
     for (std::size_t ch = 0; ch < lanes.data.size(); ++ch)
         for (std::size_t i = 0; i < lanes.data[ch].size(); ++i)
-            ASSERT_EQ(bits(lanes.data[ch][i]), bits(scalar.data[ch][i]))
+            ASSERT_EQ(bitsOf(lanes.data[ch][i]), bitsOf(scalar.data[ch][i]))
                 << "channel " << ch << ", sample " << i << ": " << lanes.data[ch][i] << " vs " << scalar.data[ch][i];
     for (std::size_t s = 0; s < lanes.sections.size(); ++s) {
         const std::vector<float> a = BiquadTestAccess::memory(lanes.sections[s]);
         const std::vector<float> b = BiquadTestAccess::memory(scalar.sections[s]);
-        for (int m = 0; m < 4; ++m) ASSERT_EQ(bits(a[m]), bits(b[m])) << "section " << s << ", memory word " << m;
+        for (int m = 0; m < 4; ++m) ASSERT_EQ(bitsOf(a[m]), bitsOf(b[m])) << "section " << s << ", memory word " << m;
     }
 }
 
@@ -120,7 +119,7 @@ TEST(BiquadChannels, TheLanesChangeTheSamples) {
     runLanes(c, 2);
     int changed = 0;
     for (std::size_t ch = 0; ch < 4; ++ch)
-        for (std::size_t i = 0; i < 64; ++i) changed += bits(c.data[ch][i]) != bits(before.data[ch][i]);
+        for (std::size_t i = 0; i < 64; ++i) changed += bitsOf(c.data[ch][i]) != bitsOf(before.data[ch][i]);
     EXPECT_GT(changed, 200);
 }
 
@@ -136,7 +135,7 @@ TEST(BiquadChannels, ChannelsWithAnInactiveSectionRunOneByOneAndTheOthersStillIn
         expectIdentical(lanes, scalar);
         // The inactive section passed its input through and kept it as y1.
         const std::vector<float> m = BiquadTestAccess::memory(lanes.sections[inactive * 3 + 1]);
-        EXPECT_EQ(bits(m[2]), bits(lanes.sections[inactive * 3].getLastProcessSampleResult()));
+        EXPECT_EQ(bitsOf(m[2]), bitsOf(lanes.sections[inactive * 3].getLastProcessSampleResult()));
     }
 }
 

@@ -1,33 +1,25 @@
 // The kernels' contract, with expected values worked out from their rules.
 #include "AudAtoms/AudAtoms.h"
 #include "AudAtoms/kernels/Aud__MixRender_testing.h"
+#include "tests/support/BitCompare.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <numbers>
 #include <vector>
 
 using namespace Aud::MixRender;
+using audatoms::test::bitsOf;
+using audatoms::test::floatFromBits;
 
 namespace {
 
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-std::uint32_t bitsOf(float f) {
-    std::uint32_t b;
-    std::memcpy(&b, &f, 4);
-    return b;
-}
-float fromBits(std::uint32_t b) {
-    float f;
-    std::memcpy(&f, &b, 4);
-    return f;
-}
 
 using Buf = std::vector<float>;
 
@@ -36,7 +28,7 @@ using Buf = std::vector<float>;
 TEST(MixRender, CountZeroTouchesNothingAndStoresThePeakBack) {
     Buf src = {1, 2, 3, 4}, dst = {5, 6, 7, 8}, dst2 = {9, 9, 9, 9};
     const Buf src0 = src, dst0 = dst, dst20 = dst2;
-    float peak = fromBits(0xFFC01234u);  // a NaN peak must come back bit for bit
+    float peak = floatFromBits(0xFFC01234u);  // a NaN peak must come back bit for bit
     PeakScan(src.data(), 0, &peak);
     MultiplyConstantWithPrePeakScan(src.data(), dst.data(), 0, 0.5f, &peak);
     MultiplyConstantWithPrePeakScan(src.data(), dst.data(), 0, 1.0f, &peak);
@@ -83,7 +75,7 @@ TEST(MixRender, MultiplyConstantShortCuts) {
     MultiplyConstant(src.data(), dst.data(), 1, 0.0f);
     for (float d : dst) EXPECT_EQ(bitsOf(d), 0u);
     // gain 1 copies the bytes: a signalling NaN payload survives, which no multiply keeps
-    src[1] = fromBits(0x7F800123u);
+    src[1] = floatFromBits(0x7F800123u);
     MultiplyConstant(src.data(), dst.data(), 1, 1.0f);
     for (int i = 0; i < 4; ++i) EXPECT_EQ(bitsOf(dst[i]), bitsOf(src[i])) << i;
     // a NaN gain takes the general loop
@@ -135,7 +127,7 @@ TEST(MixRender, PrePeakScanMeasuresTheSourceBeforeGain) {
     EXPECT_EQ(peak, 4.0f);
     EXPECT_EQ(dst, src);
     // gain 0 zero-fills and leaves the peak exactly as it came in, however loud the source
-    peak = fromBits(0x3E800001u);
+    peak = floatFromBits(0x3E800001u);
     MultiplyConstantWithPrePeakScan(src.data(), dst.data(), 1, 0.0f, &peak);
     EXPECT_EQ(bitsOf(peak), 0x3E800001u);
     for (float d : dst) EXPECT_EQ(bitsOf(d), 0u);
@@ -352,7 +344,7 @@ TEST(FastSineCosine, WithinBoundsOverAllPhases) {
 }
 
 TEST(FastSineCosine, MidQuadrantValuesFollowTheChain) {
-    const float k = fromBits(0x3F5413CCu), r = fromBits(0x3F3504F3u);
+    const float k = floatFromBits(0x3F5413CCu), r = floatFromBits(0x3F3504F3u);
     // 22.5 degrees: x = 0.25, t = -0.25, h = r - (k * t) * t; sine = h + t, cosine = h - t
     {
         const float t = -0.25f, h = r - k * t * t;
@@ -407,7 +399,7 @@ TEST(FastSineCosine, BitsAbove15AreIgnored) {
 
 TEST(FastSineCosine, EveryPhaseFollowsTheQuadrantTable) {
     // The table of the rule, evaluated here in single precision in the stated order.
-    const float k = fromBits(0x3F5413CCu), r = fromBits(0x3F3504F3u);
+    const float k = floatFromBits(0x3F5413CCu), r = floatFromBits(0x3F3504F3u);
     for (unsigned phase = 0; phase < 65536; ++phase) {
         const float x = static_cast<float>(phase % 16384) / 16384.0f;
         float want[2];

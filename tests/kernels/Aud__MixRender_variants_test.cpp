@@ -9,18 +9,21 @@
 // for a commutative multiply or add.
 #include "AudAtoms/AudAtoms.h"
 #include "AudAtoms/kernels/Aud__MixRender_testing.h"
+#include "tests/support/BitCompare.h"
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <ostream>
+#include <span>
 #include <string>
 #include <vector>
 
 using namespace Aud::MixRender;
+using audatoms::test::bitsOf;
+using audatoms::test::floatFromBits;
+using audatoms::test::sameBits;
 
 namespace Aud::MixRender {
 void PrintTo(eInstructionSet set, std::ostream* os) { *os << getInstructionSetName(set); }
@@ -30,18 +33,6 @@ namespace {
 
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-
-float fromBits(std::uint32_t b) {
-    float f;
-    std::memcpy(&f, &b, 4);
-    return f;
-}
-std::uint32_t bitsOf(float f) {
-    std::uint32_t b;
-    std::memcpy(&b, &f, 4);
-    return b;
-}
-bool same(float a, float b) { return (std::isnan(a) && std::isnan(b)) || bitsOf(a) == bitsOf(b); }
 
 struct Rng {
     std::uint64_t s;
@@ -55,13 +46,13 @@ struct Rng {
     float sample() {
         switch (next() % 16) {
         case 0: return kNaN;
-        case 1: return fromBits(0xFFC00001u);  // negative NaN with a payload
+        case 1: return floatFromBits(0xFFC00001u);  // negative NaN with a payload
         case 2: return kInf;
         case 3: return -kInf;
         case 4: return 0.0f;
         case 5: return -0.0f;
-        case 6: return fromBits(next() % 0x007FFFFFu + 1);  // positive subnormal
-        case 7: return -fromBits(next() % 0x007FFFFFu + 1);
+        case 6: return floatFromBits(next() % 0x007FFFFFu + 1);  // positive subnormal
+        case 7: return -floatFromBits(next() % 0x007FFFFFu + 1);
         case 8: return uniform(-3e38f, 3e38f);  // products and sums overflow
         default: return uniform(-2.0f, 2.0f);
         }
@@ -80,7 +71,7 @@ struct Buffer {
         const auto base = reinterpret_cast<std::uintptr_t>(storage.data());
         const std::size_t toAlign = ((64 - base % 64) % 64) / sizeof(float);
         offset = toAlign + kGuard + misalign;
-        for (float& f : storage) f = fromBits(kCanary);
+        for (float& f : storage) f = floatFromBits(kCanary);
     }
     float* data() { return storage.data() + offset; }
     bool guardsIntact() const {
@@ -208,12 +199,11 @@ void compareOnce(const Kernel& k, const Layout& st, unsigned count, float a, flo
                           << " misDst=" << st.misDst << " alias=" << static_cast<int>(st.alias) << " a=" << a
                           << " b=" << b << " peakIn=" << peakIn;
     };
-    for (std::size_t i = 0; i < st.n; ++i) {
-        if (!same(fast.src.data()[i], ref.src.data()[i])) return fail("src[" + std::to_string(i) + "]");
-        if (!same(fast.dst1.data()[i], ref.dst1.data()[i])) return fail("dst1[" + std::to_string(i) + "]");
-        if (!same(fast.dst2.data()[i], ref.dst2.data()[i])) return fail("dst2[" + std::to_string(i) + "]");
-    }
-    if (!same(fast.peak, ref.peak)) return fail("peak");
+    auto words = [&](Buffer& b) { return std::span<const float>(b.data(), st.n); };
+    if (auto r = sameBits(words(fast.src), words(ref.src)); !r) return fail(std::string("src: ") + r.message());
+    if (auto r = sameBits(words(fast.dst1), words(ref.dst1)); !r) return fail(std::string("dst1: ") + r.message());
+    if (auto r = sameBits(words(fast.dst2), words(ref.dst2)); !r) return fail(std::string("dst2: ") + r.message());
+    if (auto r = sameBits(fast.peak, ref.peak); !r) return fail(std::string("peak: ") + r.message());
     if (!fast.src.guardsIntact() || !fast.dst1.guardsIntact() || !fast.dst2.guardsIntact()) fail("stray write");
 }
 

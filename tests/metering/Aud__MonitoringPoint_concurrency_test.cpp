@@ -24,8 +24,8 @@ constexpr int kFixedPoints = 4;
 constexpr int kReaderThreads = 8;
 constexpr auto kRunTime = 3s;
 
-using testsupport::RegisteredPoint;
-using testsupport::registerPoint;
+using audatoms::test::RegisteredPoint;
+using audatoms::test::registerPoint;
 
 // Reader ids that display threads may pick, including ones whose point is gone.
 class IdPool {

@@ -10,8 +10,8 @@
 
 using namespace Aud;
 
-using testsupport::registerPoint;
-using Point = testsupport::RegisteredPoint;
+using audatoms::test::registerPoint;
+using Point = audatoms::test::RegisteredPoint;
 
 TEST(MonitoringPointManager, InstanceIsOneObject) {
     EXPECT_EQ(&MonitoringPointManager::instance(), &MonitoringPointManager::instance());
@@ -66,9 +66,9 @@ TEST(MonitoringPointManager, InfoLookupFallsBackThroughWriterToReaderOnly) {
 }
 
 TEST(MonitoringPointManager, GetInternalReaderIdIsNotProvided) {
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     const IdStamp id = MonitoringPointManager::getInternalReaderId(0, keIO_DirectionInput);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(capture.assertionText(),
               "assertion failed false at ole/AudAtoms/Aud__MonitoringPoint line 240\n");
     EXPECT_FALSE(id.valid());
 }

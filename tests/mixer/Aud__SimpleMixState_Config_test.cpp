@@ -7,9 +7,9 @@
 #include <functional>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::faderFromMagnitude;
-using mixtest::stdoutOf;
+using audatoms::test::assertionLine;
+using audatoms::test::faderFromMagnitude;
+using audatoms::test::assertionsOf;
 
 namespace {
 
@@ -116,7 +116,7 @@ TEST(SimpleMixStateConfig, RetrieveResetsFirstAndMarksDirty) {
     EXPECT_EQ(s.retrieveCompatibleConfigurationInformation(QmIniFile()), 0);
     SimpleMixState fresh(2, 2, 4);
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(s, fresh, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(s, fresh, &why)) << why;
     EXPECT_TRUE(s.getDirty());
 }
 
@@ -181,7 +181,7 @@ TEST(SimpleMixStateConfig, FaderValuesAreClampedByTheSetter) {
 
 TEST(SimpleMixStateConfig, MalformedAndOutOfRangeEntriesAreSkipped) {
     SimpleMixState s(2, 2, 4);
-    const std::string out = stdoutOf([&] {
+    const std::string out = assertionsOf([&] {
         s.retrieveCompatibleConfigurationInformation(fileFrom(
             "[SimpleMixState.InputChannels.Fader]\n002=0.5\n-01=0.5\nabc=0.5\n000=abc\n001=0.25\n"
             "[SimpleMixState.InputChannels.Pan]\n005=0.1\n000=\n001=-2.5\n"
@@ -215,7 +215,7 @@ TEST(SimpleMixStateConfig, MuteAndSoloAreOnOnlyForTheText1) {
 
 TEST(SimpleMixStateConfig, OutOfRangeMuteAndSoloIndexesReachTheSetters) {
     SimpleMixState s(2, 2, 4);
-    const std::string out = stdoutOf([&] {
+    const std::string out = assertionsOf([&] {
         s.retrieveCompatibleConfigurationInformation(
             fileFrom("[SimpleMixState.InputChannels.Mute]\n002=1\n-1=0\nxx=1\n[SimpleMixState.InputChannels.Solo]\n"
                      "099=1\n"));
@@ -294,13 +294,13 @@ TEST(SimpleMixStateConfig, StoredTextReadsBackThroughTheTextForm) {
     SimpleMixState back(3, 3, 5);
     back.retrieveCompatibleConfigurationInformation(fileFrom(file.toText()));
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(back, s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(back, s, &why)) << why;
 }
 
 TEST(SimpleMixStateConfig, InvalidStateReadsNothingAndReports) {
     SimpleMixState s;
     platform::LogCapture log;
-    const std::string out = stdoutOf([&] {
+    const std::string out = assertionsOf([&] {
         QmIniFile file;
         s.storeCompatibleConfigurationInformation(file);
         EXPECT_EQ(entries(file, "SimpleMixState.InputChannels.Fader"), Lines{});

@@ -8,8 +8,8 @@
 #include <random>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::stdoutOf;
+using audatoms::test::assertionLine;
+using audatoms::test::assertionsOf;
 
 namespace {
 
@@ -36,18 +36,18 @@ TEST(SimpleMixStateCopy, CopyOntoItselfChangesNothing) {
     Qm::Ptr<SimpleMixState> s = editorState();
     Qm::Ptr<SimpleMixState> reference = editorState();
     s->clearDirty();
-    EXPECT_EQ(stdoutOf([&] { s->copyFrom(*s, true); }), "");
+    EXPECT_EQ(assertionsOf([&] { s->copyFrom(*s, true); }), "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(*s, *reference, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*s, *reference, &why)) << why;
     EXPECT_FALSE(s->getDirty());
     *s = *s;
-    EXPECT_TRUE(mixtest::sameState(*s, *reference, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*s, *reference, &why)) << why;
 }
 
 TEST(SimpleMixStateCopy, InvalidOntoInvalidChangesNothing) {
     SimpleMixState a, b;
     b.setDirty();
-    EXPECT_EQ(stdoutOf([&] { a.copyFrom(b, true); }), "");
+    EXPECT_EQ(assertionsOf([&] { a.copyFrom(b, true); }), "");
     EXPECT_FALSE(a.valid());
     EXPECT_FALSE(a.getDirty());
     EXPECT_TRUE(b.getDirty()); // not even the source's flag is touched
@@ -57,9 +57,9 @@ TEST(SimpleMixStateCopy, ValidOntoInvalidTakesDimensionsValuesAndDirtyFlag) {
     Qm::Ptr<SimpleMixState> src = editorState();
     src->clearDirty();
     SimpleMixState dst;
-    EXPECT_EQ(stdoutOf([&] { dst.copyFrom(*src, false); }), "");
+    EXPECT_EQ(assertionsOf([&] { dst.copyFrom(*src, false); }), "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(dst, *src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(dst, *src, &why)) << why;
     EXPECT_FALSE(dst.getDirty()); // the source's flag, although init made it dirty
 }
 
@@ -84,10 +84,10 @@ TEST(SimpleMixStateCopy, ClearOtherDirtyClearsTheSourceOnly) {
 TEST(SimpleMixStateCopy, EveryCopyOutsideTheEditorConfigurationIsReported) {
     SimpleMixState a(2, 4, 4), b(2, 4, 4);
     b.setInputLevel(1, 0.5f);
-    EXPECT_EQ(stdoutOf([&] { a.copyFrom(b, false); }), kInputsNot32);
+    EXPECT_EQ(assertionsOf([&] { a.copyFrom(b, false); }), kInputsNot32);
     EXPECT_EQ(a.getInputLevel(1), 0.5f);
     SimpleMixState c(32, 3, 4), d(32, 3, 4);
-    EXPECT_EQ(stdoutOf([&] { c = d; }), kMixesNot4);
+    EXPECT_EQ(assertionsOf([&] { c = d; }), kMixesNot4);
 }
 
 TEST(SimpleMixStateCopy, LargerDestinationIsResetThenTakesTheSource) {
@@ -99,7 +99,7 @@ TEST(SimpleMixStateCopy, LargerDestinationIsResetThenTakesTheSource) {
     src.setInputLevel(15, 0.75f);
     src.setMixLevel(6, 0.125f);
     src.setInputRoutedToMix(15, 6, true);
-    const std::string out = stdoutOf([&] { dst->copyFrom(src, false); });
+    const std::string out = assertionsOf([&] { dst->copyFrom(src, false); });
     EXPECT_EQ(out, kMixesNot4 + assertionLine(82) + assertionLine(90));
     EXPECT_EQ(dst->numInputChans(), 32);
     EXPECT_EQ(dst->numMixChans(), 8);
@@ -109,7 +109,7 @@ TEST(SimpleMixStateCopy, LargerDestinationIsResetThenTakesTheSource) {
     EXPECT_EQ(dst->getMixLevel(6), 0.125f);
     // The source's 16 records and 16x8 routing table stand for 32 inputs: the records
     // past 16 are reported as out of range, the routing access past the table throws.
-    EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(dst->getInputLevel(20), 1.5f); }), assertionLine(258));
+    EXPECT_EQ(assertionsOf([&] { EXPECT_EQ(dst->getInputLevel(20), 1.5f); }), assertionLine(258));
     EXPECT_THROW(dst->getInputRoutedToMix(20, -1), std::out_of_range);
     EXPECT_TRUE(dst->getInputRoutedToMix(15, 6));
 }
@@ -118,7 +118,7 @@ TEST(SimpleMixStateCopy, GrowingMixesWithoutResetReportsDifferentTables) {
     Qm::Ptr<SimpleMixState> dst = editorState();
     SimpleMixState src(32, 8, 4);
     src.setMixSoloState(6, true);
-    const std::string out = stdoutOf([&] { dst->copyFrom(src, false); });
+    const std::string out = assertionsOf([&] { dst->copyFrom(src, false); });
     EXPECT_EQ(out, kMixesNot4 + kTablesDiffer);
     EXPECT_EQ(dst->numMixChans(), 8);
     EXPECT_TRUE(dst->getMixSoloState(6));
@@ -129,42 +129,42 @@ TEST(SimpleMixStateCopy, MoreOutputsInTheSourceAreTakenOver) {
     SimpleMixState dst(32, 4, 4);
     SimpleMixState src(32, 4, 6);
     src.setMixRoutedToOutput(2, 3, true, true);
-    EXPECT_EQ(stdoutOf([&] { dst.copyFrom(src, false); }), "");
+    EXPECT_EQ(assertionsOf([&] { dst.copyFrom(src, false); }), "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(dst, src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(dst, src, &why)) << why;
 }
 
 TEST(SimpleMixStateCopy, EqualDimensionsCopyEverything) {
     std::mt19937 rng(11);
     for (int k = 0; k < 50; ++k) {
-        Qm::Ptr<SimpleMixState> src = mixtest::randomState(rng, false);
+        Qm::Ptr<SimpleMixState> src = audatoms::test::randomState(rng, false);
         SimpleMixState dst(src->numInputChans(), src->numMixChans(), src->numOutputChans());
-        stdoutOf([&] { dst.copyFrom(*src, false); });
+        assertionsOf([&] { dst.copyFrom(*src, false); });
         std::string why;
-        EXPECT_TRUE(mixtest::sameState(dst, *src, &why)) << why;
+        EXPECT_TRUE(audatoms::test::sameState(dst, *src, &why)) << why;
     }
 }
 
 TEST(SimpleMixStateCopy, CloneIsAnEqualIndependentObject) {
     Qm::Ptr<SimpleMixState> src = editorState();
     Qm::Ptr<Taggable> copy;
-    EXPECT_EQ(stdoutOf([&] { copy = src->clone(); }), "");
+    EXPECT_EQ(assertionsOf([&] { copy = src->clone(); }), "");
     auto* state = dynamic_cast<SimpleMixState*>(copy.get());
     ASSERT_NE(state, nullptr);
     EXPECT_NE(state, src.get());
     EXPECT_EQ(copy->refCount(), 1);
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(*state, *src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*state, *src, &why)) << why;
     state->setInputLevel(0, 0.0f);
     EXPECT_EQ(src->getInputLevel(0), 1.0f);
 
     Qm::Ptr<Streamable> viaBuilder = src->clone(Streamable::BuilderType(nullptr));
     auto* state2 = dynamic_cast<SimpleMixState*>(viaBuilder.get());
     ASSERT_NE(state2, nullptr);
-    EXPECT_TRUE(mixtest::sameState(*state2, *src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*state2, *src, &why)) << why;
 
     SimpleMixState small(2, 4, 4);
-    EXPECT_EQ(stdoutOf([&] { copy = small.clone(); }), kInputsNot32);
+    EXPECT_EQ(assertionsOf([&] { copy = small.clone(); }), kInputsNot32);
 }
 
 // Another streamable class, to show that assign refuses what is not a mixer state.
@@ -183,7 +183,7 @@ TEST(SimpleMixStateCopy, AssignTakesOnlyMixerStates) {
     SimpleMixState dst(32, 4, 4);
     EXPECT_TRUE(dst.assign(src.get()));
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(dst, *src, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(dst, *src, &why)) << why;
     Qm::Ptr<OtherThing> other(new OtherThing);
     SimpleMixState untouched(32, 4, 4);
     EXPECT_FALSE(untouched.assign(other.get()));

@@ -1,11 +1,11 @@
 // Aud::SimpleMixState: saving to and loading from files, as an object stream record and
 // as configuration text; damaged and truncated files.
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/ScratchDir.h"
 #include "tests/support/SimpleMixStateTestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <fstream>
 #include <functional>
 #include <random>
@@ -14,34 +14,15 @@
 #include <unistd.h>
 
 using Aud::SimpleMixState;
-using mixtest::stdoutOf;
+using audatoms::test::assertionsOf;
 
 namespace {
 
 // A fresh, empty directory for one test.
 class SimpleMixStateFiles : public testing::Test {
 protected:
-    void SetUp() override {
-        dir_ = testing::TempDir() + "mixfiles_" + std::to_string(getpid()) + "_" +
-               testing::UnitTest::GetInstance()->current_test_info()->name();
-        mkdir(dir_.c_str(), 0755);
-        for (const auto& f : listing()) std::remove((dir_ + "/" + f).c_str());
-    }
-    void TearDown() override {
-        for (const auto& f : listing()) std::remove((dir_ + "/" + f).c_str());
-        rmdir(dir_.c_str());
-    }
-    std::string path(const std::string& name) const { return dir_ + "/" + name; }
-    std::vector<std::string> listing() const {
-        std::vector<std::string> names;
-        if (DIR* d = opendir(dir_.c_str())) {
-            while (dirent* e = readdir(d))
-                if (std::string(e->d_name) != "." && std::string(e->d_name) != "..") names.push_back(e->d_name);
-            closedir(d);
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::string path(const std::string& name) const { return dir_.file(name); }
+    std::vector<std::string> listing() const { return dir_.entries(); }
     static std::string read(const std::string& p) {
         std::ifstream in(p, std::ios::binary);
         std::ostringstream s;
@@ -51,12 +32,12 @@ protected:
     static void write(const std::string& p, const std::string& bytes) {
         std::ofstream(p, std::ios::binary) << bytes;
     }
-    std::string dir_;
+    audatoms::test::ScratchDir dir_;
 };
 
 Qm::Ptr<SimpleMixState> sample(unsigned seed) {
     std::mt19937 rng(seed);
-    return mixtest::randomState(rng, true, 32, 4);
+    return audatoms::test::randomState(rng, true, 32, 4);
 }
 
 TEST_F(SimpleMixStateFiles, StreamFileRoundTripAndExactBytes) {
@@ -70,7 +51,7 @@ TEST_F(SimpleMixStateFiles, StreamFileRoundTripAndExactBytes) {
     SimpleMixState back;
     ASSERT_TRUE(back.loadFromStreamFile(path("mix.strm"), &error)) << error;
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(back, *s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(back, *s, &why)) << why;
     EXPECT_EQ(listing(), std::vector<std::string>{"mix.strm"}); // no temporary left behind
 }
 
@@ -125,7 +106,7 @@ TEST_F(SimpleMixStateFiles, MissingDamagedAndTruncatedStreamFiles) {
     for (std::size_t cut : {bytes.size() - 1, bytes.size() / 2, std::size_t(40)}) {
         write(path("cut.strm"), bytes.substr(0, cut));
         SimpleMixState target;
-        stdoutOf([&] { EXPECT_FALSE(target.loadFromStreamFile(path("cut.strm"), &error)) << cut; });
+        assertionsOf([&] { EXPECT_FALSE(target.loadFromStreamFile(path("cut.strm"), &error)) << cut; });
         EXPECT_EQ(error, "Unexpected end-of-file while unpacking Aud::SimpleMixState, layer Aud::SimpleMixState.");
     }
     // A flipped version byte: refused, the state left invalid.
@@ -151,7 +132,7 @@ TEST_F(SimpleMixStateFiles, ConfigurationFileRoundTripKeepsOtherSections) {
     SimpleMixState back(s->numInputChans(), s->numMixChans(), s->numOutputChans());
     ASSERT_TRUE(back.loadConfigurationFile(path("editor.ini"), &error)) << error;
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(back, *s, &why, {false})) << why;
+    EXPECT_TRUE(audatoms::test::sameState(back, *s, &why, {false})) << why;
     EXPECT_EQ(listing(), std::vector<std::string>{"editor.ini"});
 }
 

@@ -9,15 +9,15 @@
 #include <functional>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::Bytes;
-using mixtest::faderFromMagnitude;
-using mixtest::ownData;
-using mixtest::record;
-using mixtest::stdoutOf;
-using mixtest::Unpacked;
-using mixtest::unpackRecord;
-using mixtest::wholeRecord;
+using audatoms::test::assertionLine;
+using Bytes = audatoms::test::StreamBytes;
+using audatoms::test::faderFromMagnitude;
+using audatoms::test::ownData;
+using audatoms::test::record;
+using audatoms::test::assertionsOf;
+using audatoms::test::Unpacked;
+using audatoms::test::unpackRecord;
+using audatoms::test::wholeRecord;
 
 namespace {
 
@@ -138,7 +138,7 @@ TEST(SimpleMixStatePersist, KnownStateReadsBackEqualAndDirty) {
     EXPECT_EQ(u.printed, "");
     EXPECT_EQ(u.log, "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(back, *s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(back, *s, &why)) << why;
     EXPECT_TRUE(back.getDirty()); // the reset inside init marks it
 }
 
@@ -174,7 +174,7 @@ TEST(SimpleMixStatePersist, Version10IsReadThroughTheFaderCurve) {
     SimpleMixState again;
     EXPECT_EQ(unpackRecord(again, f.bytes()).errors, "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(again, s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(again, s, &why)) << why;
 }
 
 TEST(SimpleMixStatePersist, Version11LevelsAreTakenAsTheyAre) {
@@ -286,7 +286,7 @@ TEST(SimpleMixStatePersist, CheckUnpackBinary) {
         PStream p(f);
         unsigned char dest[4] = {9, 9, 9, 9};
         bool ok = true;
-        EXPECT_EQ(stdoutOf([&] { ok = s.checkUnpackBinary(dest, 4, p); }), assertionLine(772));
+        EXPECT_EQ(assertionsOf([&] { ok = s.checkUnpackBinary(dest, 4, p); }), assertionLine(772));
         EXPECT_FALSE(ok);
         EXPECT_EQ(std::vector<int>(dest, dest + 4), (std::vector<int>{9, 9, 9, 9}));
         EXPECT_TRUE(f.atEnd()); // the block was consumed
@@ -424,7 +424,7 @@ TEST(SimpleMixStatePersist, ZeroSizedTablesRoundTrip) {
         EXPECT_EQ(u.errors, "");
         EXPECT_EQ(u.log, "");
         std::string why;
-        EXPECT_TRUE(mixtest::sameState(back, s, &why)) << why;
+        EXPECT_TRUE(audatoms::test::sameState(back, s, &why)) << why;
     }
 }
 

@@ -1,13 +1,11 @@
 // Aud::SimpleMixState: 10,000 random valid states through the object stream and through
 // the configuration text (fixed seeds, so every run checks the same states).
 #include "AudAtoms/AudAtoms.h"
+#include "platform/Report.h"
+#include "tests/support/Property.h"
 #include "tests/support/SimpleMixStateTestSupport.h"
 
 #include <gtest/gtest.h>
-
-#ifdef AUDATOMS_HAVE_RAPIDCHECK
-#include <rapidcheck/gtest.h>
-#endif
 
 #include <random>
 
@@ -19,10 +17,10 @@ constexpr int kStates = 10000;
 
 TEST(SimpleMixStateRoundTrip, ObjectStream) {
     std::mt19937 rng(20240611);
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     int failures = 0;
     for (int k = 0; k < kStates && failures < 5; ++k) {
-        Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, false);
+        Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false);
         StreamFile f;
         PStream out(f);
         ASSERT_EQ(s->STRM_hierarchyPack(out), kStreamLayerOk);
@@ -32,7 +30,7 @@ TEST(SimpleMixStateRoundTrip, ObjectStream) {
         const int status = back.STRM_hierarchyUnpack(in);
         std::string why;
         if (status != kStreamLayerOk || !in.errorText().empty() || !f.atEnd() ||
-            !mixtest::sameState(back, *s, &why)) {
+            !audatoms::test::sameState(back, *s, &why)) {
             ++failures;
             ADD_FAILURE() << "state " << k << " (" << s->numInputChans() << "x" << s->numMixChans() << "x"
                           << s->numOutputChans() << "): status " << status << " errors '" << in.errorText().c_str()
@@ -43,13 +41,13 @@ TEST(SimpleMixStateRoundTrip, ObjectStream) {
         }
     }
     // Valid states within the limits never trip an assertion on the way.
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 TEST(SimpleMixStateRoundTrip, ObjectStreamBuiltThroughTheRegistry) {
     std::mt19937 rng(99);
     for (int k = 0; k < 200; ++k) {
-        Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, false);
+        Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false);
         StreamFile f;
         PStream out(f);
         s->STRM_hierarchyPack(out);
@@ -59,16 +57,16 @@ TEST(SimpleMixStateRoundTrip, ObjectStreamBuiltThroughTheRegistry) {
         auto* back = dynamic_cast<SimpleMixState*>(built.get());
         ASSERT_NE(back, nullptr);
         std::string why;
-        ASSERT_TRUE(mixtest::sameState(*back, *s, &why)) << k << " " << why;
+        ASSERT_TRUE(audatoms::test::sameState(*back, *s, &why)) << k << " " << why;
     }
 }
 
 TEST(SimpleMixStateRoundTrip, ConfigurationText) {
     std::mt19937 rng(777);
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     int failures = 0;
     for (int k = 0; k < kStates && failures < 5; ++k) {
-        Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, true);
+        Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, true);
         QmIniFile file;
         s->storeCompatibleConfigurationInformation(file);
         QmIniFile reread;
@@ -78,7 +76,7 @@ TEST(SimpleMixStateRoundTrip, ConfigurationText) {
         back.retrieveCompatibleConfigurationInformation(reread);
         std::string why;
         // Mix mutes and solos are written but never read back.
-        if (skipped != 0 || !mixtest::sameState(back, *s, &why, {false}) || !back.getDirty()) {
+        if (skipped != 0 || !audatoms::test::sameState(back, *s, &why, {false}) || !back.getDirty()) {
             ++failures;
             ADD_FAILURE() << "state " << k << " (" << s->numInputChans() << "x" << s->numMixChans() << "x"
                           << s->numOutputChans() << "): " << why;
@@ -90,14 +88,13 @@ TEST(SimpleMixStateRoundTrip, ConfigurationText) {
             }
         }
     }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
-#ifdef AUDATOMS_HAVE_RAPIDCHECK
 // The same property driven by rapidcheck, with shrinking to the smallest failing seed.
-RC_GTEST_PROP(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsigned seed)) {
+AUDATOMS_PROPERTY(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsigned seed)) {
     std::mt19937 rng(seed);
-    Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, false, 12, 5);
+    Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false, 12, 5);
     StreamFile f;
     PStream out(f);
     RC_ASSERT(s->STRM_hierarchyPack(out) == kStreamLayerOk);
@@ -107,8 +104,7 @@ RC_GTEST_PROP(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsigned
     RC_ASSERT(back.STRM_hierarchyUnpack(in) == kStreamLayerOk);
     RC_ASSERT(in.errorText().empty());
     std::string why;
-    RC_ASSERT(mixtest::sameState(back, *s, &why));
+    RC_ASSERT(audatoms::test::sameState(back, *s, &why));
 }
-#endif
 
 } // namespace

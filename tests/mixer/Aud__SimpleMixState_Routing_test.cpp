@@ -8,8 +8,8 @@
 #include <functional>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::stdoutOf;
+using audatoms::test::assertionLine;
+using audatoms::test::assertionsOf;
 
 namespace {
 
@@ -58,7 +58,7 @@ TEST(SimpleMixStateRouting, ExclusivePathWithoutRoomReturnsWithoutMarking) {
     SimpleMixState s(2, 4, 4);
     s.clearDirty();
     // output + 1 >= outputs: returns at once, nothing changed, not dirty, nothing reported.
-    EXPECT_EQ(stdoutOf([&] { s.setMixRoutedToOutput(0, 3, true, true); }), "");
+    EXPECT_EQ(assertionsOf([&] { s.setMixRoutedToOutput(0, 3, true, true); }), "");
     EXPECT_FALSE(s.getDirty());
     EXPECT_EQ(routes(s), (std::vector<Route>{{-1, 0, true}, {-1, 1, false}}));
 }
@@ -66,15 +66,15 @@ TEST(SimpleMixStateRouting, ExclusivePathWithoutRoomReturnsWithoutMarking) {
 TEST(SimpleMixStateRouting, ExclusivePathMakesNoMixChecks) {
     SimpleMixState s(2, 4, 4);
     // Mix 7 does not exist: output 0 is taken from everyone and given to no one.
-    EXPECT_EQ(stdoutOf([&] { s.setMixRoutedToOutput(7, 0, true, true); }), "");
+    EXPECT_EQ(assertionsOf([&] { s.setMixRoutedToOutput(7, 0, true, true); }), "");
     EXPECT_EQ(routes(s), (std::vector<Route>{{-1, 1, false}}));
     EXPECT_TRUE(s.getDirty());
 }
 
 TEST(SimpleMixStateRouting, LastMixPassesTheFirstCheckAndIsCaughtBySize) {
     SimpleMixState s(32, 4, 4);
-    EXPECT_EQ(stdoutOf([&] { EXPECT_FALSE(s.getMixRoutedToOutput(3, 0, true)); }), assertionLine(595));
-    EXPECT_EQ(stdoutOf([&] { s.setMixRoutedToOutput(3, 0, true, false); }), assertionLine(643));
+    EXPECT_EQ(assertionsOf([&] { EXPECT_FALSE(s.getMixRoutedToOutput(3, 0, true)); }), assertionLine(595));
+    EXPECT_EQ(assertionsOf([&] { s.setMixRoutedToOutput(3, 0, true, false); }), assertionLine(643));
 }
 
 TEST(SimpleMixStateRouting, OutputEqualToTheCountPassesTheRangeCheck) {
@@ -83,9 +83,9 @@ TEST(SimpleMixStateRouting, OutputEqualToTheCountPassesTheRangeCheck) {
     // ((mix+1)*O + O)*2 + s == ((mix+2)*O + 0)*2 + s, i.e. mix + 1's output -2.
     SimpleMixState s(2, 4, 4);
     s.setMixRoutedToOutput(1, -2, true, true);
-    std::string out = stdoutOf([&] { EXPECT_TRUE(s.getMixRoutedToOutput(0, 2, true)); });
+    std::string out = assertionsOf([&] { EXPECT_TRUE(s.getMixRoutedToOutput(0, 2, true)); });
     EXPECT_EQ(out, "");
-    out = stdoutOf([&] { s.setMixRoutedToOutput(0, 2, true, false); }); // un-routing: clears mix 1's cell
+    out = assertionsOf([&] { s.setMixRoutedToOutput(0, 2, true, false); }); // un-routing: clears mix 1's cell
     EXPECT_EQ(out, "");
     EXPECT_FALSE(s.getMixRoutedToOutput(1, -2, true));
 }
@@ -112,7 +112,7 @@ TEST(SimpleMixStateRouting, ExclusivePathSkipsCellsPastTheTable) {
     s.setMixRoutedToOutput(0, 16, true, true);
     // Mix 0's row: its cell (0, 16) is output slot 18, i.e. past its row and the table.
     EXPECT_TRUE(s.getMixRoutedToOutput(0, 3, true));
-    EXPECT_EQ(stdoutOf([&] { EXPECT_FALSE(s.getMixRoutedToOutput(0, 16, true)); }), assertionLine(595));
+    EXPECT_EQ(assertionsOf([&] { EXPECT_FALSE(s.getMixRoutedToOutput(0, 16, true)); }), assertionLine(595));
     // The main mix's cell for output 16 is mix 0's output -2 cell and was cleared.
     EXPECT_FALSE(s.getMixRoutedToOutput(0, -2, true));
 }
@@ -134,16 +134,16 @@ TEST(SimpleMixStateRouting, InputRoutingTableShorterThanItsDimensionsThrows) {
     // tables: the bounds-checked routing access throws.
     SimpleMixState s(2, 4, 4);
     SimpleMixState invalid;
-    const std::string out = stdoutOf([&] { s.copyFrom(invalid, false); });
+    const std::string out = assertionsOf([&] { s.copyFrom(invalid, false); });
     EXPECT_EQ(out, assertionLine(177) + assertionLine(201, "numInputChans_ == EditChanMaxAudio") +
                        assertionLine(221, "mixRoutingTable_.size() == other.mixRoutingTable_.size()"));
     EXPECT_THROW(s.getInputRoutedToMix(0, -1), std::out_of_range);
     EXPECT_THROW(s.setInputRoutedToMix(0, -1, true), std::out_of_range);
     // The mix routing and the records are bounded by the tables' real sizes.
-    EXPECT_EQ(stdoutOf([&] { EXPECT_FALSE(s.getMixRoutedToOutput(0, 0, true)); }), assertionLine(595));
-    EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(s.getInputLevel(0), 1.5f); }), assertionLine(258));
+    EXPECT_EQ(assertionsOf([&] { EXPECT_FALSE(s.getMixRoutedToOutput(0, 0, true)); }), assertionLine(595));
+    EXPECT_EQ(assertionsOf([&] { EXPECT_EQ(s.getInputLevel(0), 1.5f); }), assertionLine(258));
     // A reset brings the tables back to their sizes.
-    EXPECT_EQ(stdoutOf([&] { s.resetToDefaultConfiguration(false); }), assertionLine(82) + assertionLine(90));
+    EXPECT_EQ(assertionsOf([&] { s.resetToDefaultConfiguration(false); }), assertionLine(82) + assertionLine(90));
     EXPECT_TRUE(s.getInputRoutedToMix(0, -1));
     EXPECT_EQ(s.getInputLevel(1), 1.0f);
 }

@@ -1,6 +1,7 @@
 // Aud::SimpleMixState in whole object records: the layer reader's messages, truncated
 // records, stream format 1, the class registration, hierarchy names and the debug flag.
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/ScratchDir.h"
 #include "tests/support/SimpleMixStateTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -14,13 +15,13 @@
 #include <unistd.h>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::Bytes;
-using mixtest::ownData;
-using mixtest::record;
-using mixtest::Unpacked;
-using mixtest::unpackRecord;
-using mixtest::wholeRecord;
+using audatoms::test::assertionLine;
+using Bytes = audatoms::test::StreamBytes;
+using audatoms::test::ownData;
+using audatoms::test::record;
+using audatoms::test::Unpacked;
+using audatoms::test::unpackRecord;
+using audatoms::test::wholeRecord;
 
 namespace {
 
@@ -77,7 +78,7 @@ TEST(SimpleMixStateStream, ThePrintableTypeNameIsAcceptedAsShortName) {
     EXPECT_EQ(u.status, kStreamLayerOk);
     EXPECT_EQ(u.errors, "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(target, *s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(target, *s, &why)) << why;
 }
 
 TEST(SimpleMixStateStream, ZeroOwnLengthSkipsTheNameCheckAndOverreads) {
@@ -102,7 +103,7 @@ TEST(SimpleMixStateStream, UnreadTrailingBytesAreSkippedWithAWarning) {
                      "Aud::SimpleMixState v1.1, 3/" + std::to_string(own.size()) + " bytes unread.\n");
     EXPECT_EQ(u.position, bytes.size());
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(target, *s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(target, *s, &why)) << why;
 }
 
 TEST(SimpleMixStateStream, ReadingPastTheOwnLengthFails) {
@@ -202,7 +203,7 @@ TEST(SimpleMixStateStream, TruncatedAtEveryOffset) {
             if (length <= ownStart) {
                 // The mixer's own data was never reached: the object is untouched.
                 if (target == &fresh) EXPECT_FALSE(target->valid()) << length;
-                else EXPECT_TRUE(mixtest::sameState(*target, *earlierCopy, &why)) << length << " " << why;
+                else EXPECT_TRUE(audatoms::test::sameState(*target, *earlierCopy, &why)) << length << " " << why;
             } else if (length < dimensionsEnd) {
                 EXPECT_FALSE(target->valid()) << length;
             } else {
@@ -211,7 +212,7 @@ TEST(SimpleMixStateStream, TruncatedAtEveryOffset) {
                 EXPECT_EQ(target->numMixChans(), 4);
                 EXPECT_EQ(target->numOutputChans(), 6);
                 EXPECT_TRUE(eachValueFromEither(*target, *original, *defaults, &why)) << length << " " << why;
-                if (target == &fresh && !mixtest::sameState(*target, *defaults, nullptr)) ++partial;
+                if (target == &fresh && !audatoms::test::sameState(*target, *defaults, nullptr)) ++partial;
             }
         }
     }
@@ -219,7 +220,7 @@ TEST(SimpleMixStateStream, TruncatedAtEveryOffset) {
     SimpleMixState whole;
     EXPECT_EQ(unpackRecord(whole, full).errors, "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(whole, *original, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(whole, *original, &why)) << why;
 }
 
 TEST(SimpleMixStateStream, Format1RecordBuiltByHand) {
@@ -237,7 +238,7 @@ TEST(SimpleMixStateStream, Format1RecordBuiltByHand) {
     EXPECT_EQ(u.status, kStreamLayerOk);
     EXPECT_EQ(u.errors, "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(target, *s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(target, *s, &why)) << why;
     // Packing in format 1 writes the same bytes.
     EXPECT_EQ(record(*s, 1), b.str());
 }
@@ -259,7 +260,7 @@ TEST(SimpleMixStateStream, Format1LongLengthsUseTheEscape) {
     EXPECT_EQ(unpackRecord(back, bytes).errors, "");
     EXPECT_TRUE(back.getInputRoutedToMix(1023, 62));
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(back, s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(back, s, &why)) << why;
 }
 
 TEST(SimpleMixStateStream, Format1OversizedRevisionsFail) {
@@ -318,7 +319,7 @@ TEST(SimpleMixStateStream, RegistrationFindsTheBuilderByEitherName) {
     ASSERT_NE(state, nullptr);
     EXPECT_EQ(p.errorText(), "");
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(*state, *s, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*state, *s, &why)) << why;
     EXPECT_FALSE(StreamClassRegistrar::build("no such class", p));
 }
 
@@ -364,8 +365,9 @@ TEST(SimpleMixStateStream, DebugFlagIsReadWhenTheLibraryIsLoaded) {
     const ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
     ASSERT_GT(n, 0);
     exe[n] = '\0';
+    audatoms::test::ScratchDir dir;
     for (auto [value, expected] : {std::pair{"1", "1"}, std::pair{"2", "0"}, std::pair{"0", "0"}}) {
-        const std::string config = testing::TempDir() + "mixtest_debug_" + std::to_string(getpid()) + ".conf";
+        const std::string config = dir.file("mixtest_debug.conf");
         std::ofstream(config) << "# mixer\nshowMixChansDebug = " << value << "\n";
         const pid_t pid = fork();
         ASSERT_GE(pid, 0);
@@ -380,7 +382,6 @@ TEST(SimpleMixStateStream, DebugFlagIsReadWhenTheLibraryIsLoaded) {
         int status = 0;
         ASSERT_EQ(waitpid(pid, &status, 0), pid);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "value " << value;
-        std::remove(config.c_str());
     }
 }
 

@@ -2,6 +2,7 @@
 // copy sees whole setter calls), lock-free getters against setters, and files replaced
 // atomically while another thread reads them. Run under ThreadSanitizer by make test-tsan.
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/ScratchDir.h"
 #include "tests/support/SimpleMixStateTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <atomic>
 #include <random>
 #include <thread>
-#include <unistd.h>
 
 using Aud::SimpleMixState;
 
@@ -147,11 +147,12 @@ TEST(SimpleMixStateConcurrency, TwoCopiersAndAWriter) {
     SimpleMixState last;
     last = source;
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(last, source, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(last, source, &why)) << why;
 }
 
 TEST(SimpleMixStateConcurrency, ReadersOfASavedFileSeeOneWholeVersion) {
-    const std::string path = testing::TempDir() + "mix_atomic_" + std::to_string(getpid()) + ".strm";
+    audatoms::test::ScratchDir dir;
+    const std::string path = dir.file("mix_atomic.strm");
     SimpleMixState a(1024, 16, 18), b(512, 4, 8);
     a.setInputLevel(1000, 0.25f);
     b.setInputLevel(100, 0.75f);
@@ -168,14 +169,13 @@ TEST(SimpleMixStateConcurrency, ReadersOfASavedFileSeeOneWholeVersion) {
         if (!back.loadFromStreamFile(path, &error)) {
             ++bad;
             ADD_FAILURE() << error;
-        } else if (!(mixtest::sameState(back, a, nullptr) || mixtest::sameState(back, b, nullptr))) {
+        } else if (!(audatoms::test::sameState(back, a, nullptr) || audatoms::test::sameState(back, b, nullptr))) {
             ++bad;
         }
         ++loads;
     }
     writer.join();
     EXPECT_EQ(bad, 0) << "of " << loads << " loads";
-    std::remove(path.c_str());
 }
 
 } // namespace

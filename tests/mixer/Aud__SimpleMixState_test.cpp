@@ -1,6 +1,7 @@
 // Aud::SimpleMixState: the model. Defaults, clamps, addressing, the per-accessor range
 // reports, invalid-state reports, the dirty flag.
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/BitCompare.h"
 #include "tests/support/SimpleMixStateTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -10,15 +11,15 @@
 #include <limits>
 
 using Aud::SimpleMixState;
-using mixtest::assertionLine;
-using mixtest::stdoutOf;
+using audatoms::test::assertionLine;
+using audatoms::test::assertionsOf;
 
 namespace {
 
 TEST(SimpleMixState, FreshEditorStateHasTheDefaultConfigurationAndIsDirty) {
     std::string out;
     SimpleMixState* s = nullptr;
-    out = stdoutOf([&] { s = new SimpleMixState(32, 4, 4); });
+    out = assertionsOf([&] { s = new SimpleMixState(32, 4, 4); });
     Qm::Ptr<SimpleMixState> hold(s);
     EXPECT_EQ(out, "");
     ASSERT_TRUE(s->valid());
@@ -79,7 +80,7 @@ TEST(SimpleMixState, LevelsAreClampedPansAreNot) {
     s.setInputLevel(0, std::nanf(""));
     EXPECT_TRUE(std::isnan(s.getInputLevel(0))); // NaN passes the clamp unchanged
     s.setInputLevel(0, -0.0f);
-    EXPECT_EQ(mixtest::floatBits(s.getInputLevel(0)), mixtest::floatBits(-0.0f)); // not less than 0.0: kept
+    EXPECT_EQ(audatoms::test::bitsOf(s.getInputLevel(0)), audatoms::test::bitsOf(-0.0f)); // not less than 0.0: kept
 
     s.setInputPan(0, 7.0f);
     EXPECT_EQ(s.getInputPan(0), 7.0f);
@@ -99,9 +100,9 @@ TEST(SimpleMixState, MixAddressingIsOffsetByOne) {
     s.setMixLevel(-1, 0.5f);
     EXPECT_EQ(s.getMixLevel(-1), 0.5f);
     EXPECT_EQ(s.getMixLevel(0), 1.0f);
-    std::string out = stdoutOf([&] { EXPECT_EQ(s.getMixLevel(3), 1.5f); });
+    std::string out = assertionsOf([&] { EXPECT_EQ(s.getMixLevel(3), 1.5f); });
     EXPECT_EQ(out, assertionLine(398));
-    out = stdoutOf([&] { EXPECT_EQ(s.getMixLevel(-2), 1.5f); });
+    out = assertionsOf([&] { EXPECT_EQ(s.getMixLevel(-2), 1.5f); });
     EXPECT_EQ(out, assertionLine(398));
     s.setMixLevel(2, 0.125f);
     EXPECT_EQ(s.getMixLevel(2), 0.125f);
@@ -174,12 +175,12 @@ TEST(SimpleMixState, EveryAccessorReportsItsOwnLineOutOfRange) {
     };
     Qm::Ptr<SimpleMixState> reference(new SimpleMixState(3, 4, 4));
     for (const Case& c : cases) {
-        const std::string out = stdoutOf(c.call);
+        const std::string out = assertionsOf(c.call);
         EXPECT_EQ(out, assertionLine(c.line)) << "line " << c.line;
     }
     EXPECT_FALSE(s.getDirty());
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(s, *reference, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(s, *reference, &why)) << why;
 }
 
 TEST(SimpleMixState, SettersMarkDirtyAndStore) {
@@ -251,7 +252,7 @@ TEST(SimpleMixState, EveryAccessorOnAnInvalidStateReportsTheInvalidState) {
     };
     for (std::size_t k = 0; k < calls.size(); ++k) {
         platform::LogCapture log;
-        const std::string out = stdoutOf(calls[k]);
+        const std::string out = assertionsOf(calls[k]);
         ASSERT_EQ(log.splats().size(), 1u) << "call " << k;
         EXPECT_EQ(log.splats()[0], "Function called on invalid MixerState!");
         // Then the index check fails against the empty dimensions.
@@ -264,7 +265,7 @@ TEST(SimpleMixState, EveryAccessorOnAnInvalidStateReportsTheInvalidState) {
         EXPECT_EQ(log.splats().size(), 1u);
         // The reset reports once itself and once in each of its two main-mix route setters
         // (whose exclusive loops are empty without mixes, so nothing else is printed).
-        EXPECT_EQ(stdoutOf([&] { s.resetToDefaultConfiguration(false); }), "");
+        EXPECT_EQ(assertionsOf([&] { s.resetToDefaultConfiguration(false); }), "");
         EXPECT_EQ(log.splats(), std::vector<std::string>(4, "Function called on invalid MixerState!"));
     }
     EXPECT_FALSE(s.valid());
@@ -287,16 +288,16 @@ TEST(SimpleMixState, TableSizes) {
     EXPECT_EQ(s.sizeOf(SimpleMixState::tMixRoutingTable), 42u);
     EXPECT_EQ(s.sizeOf(SimpleMixState::tMixRoutingTableMax), 108u);
     unsigned size = 1;
-    EXPECT_EQ(stdoutOf([&] { size = s.sizeOf(SimpleMixState::eTables(10)); }), assertionLine(1003));
+    EXPECT_EQ(assertionsOf([&] { size = s.sizeOf(SimpleMixState::eTables(10)); }), assertionLine(1003));
     EXPECT_EQ(size, 0u);
-    EXPECT_EQ(stdoutOf([&] { size = s.sizeOf(SimpleMixState::eTables(-1)); }), assertionLine(1003));
+    EXPECT_EQ(assertionsOf([&] { size = s.sizeOf(SimpleMixState::eTables(-1)); }), assertionLine(1003));
     EXPECT_EQ(size, 0u);
 }
 
 TEST(SimpleMixState, InitTwiceReportsAndTakesTheNewDimensions) {
     SimpleMixState s(2, 2, 2);
     s.setInputLevel(0, 0.5f);
-    const std::string out = stdoutOf([&] { s.init(3, 4, 5); });
+    const std::string out = assertionsOf([&] { s.init(3, 4, 5); });
     EXPECT_EQ(out, assertionLine(957, "valid_ == false"));
     EXPECT_EQ(s.numInputChans(), 3);
     EXPECT_EQ(s.numMixChans(), 4);
@@ -308,7 +309,7 @@ TEST(SimpleMixState, InitTwiceReportsAndTakesTheNewDimensions) {
 
 TEST(SimpleMixState, InitWithNegativeDimensionsReportsAndUsesZero) {
     SimpleMixState s;
-    const std::string out = stdoutOf([&] { s.init(-1, 4, -7); });
+    const std::string out = assertionsOf([&] { s.init(-1, 4, -7); });
     EXPECT_EQ(out, assertionLine(957, "numInputs >= 0 && numMixes >= 0 && numOutputs >= 0"));
     EXPECT_TRUE(s.valid());
     EXPECT_EQ(s.numInputChans(), 0);
@@ -338,17 +339,17 @@ TEST(SimpleMixState, ResetLeavesTheStateDirtyThroughItsInnerSetters) {
 
 TEST(SimpleMixState, ResetRestoresEveryDefault) {
     std::mt19937 rng(7);
-    Qm::Ptr<SimpleMixState> s = mixtest::randomState(rng, false);
+    Qm::Ptr<SimpleMixState> s = audatoms::test::randomState(rng, false);
     Qm::Ptr<SimpleMixState> fresh(new SimpleMixState(s->numInputChans(), s->numMixChans(), s->numOutputChans()));
     s->resetToDefaultConfiguration(false);
     std::string why;
-    EXPECT_TRUE(mixtest::sameState(*s, *fresh, &why)) << why;
+    EXPECT_TRUE(audatoms::test::sameState(*s, *fresh, &why)) << why;
 }
 
 TEST(SimpleMixState, MainMixWithNoMixesReportsPerInputOnReset) {
     // Zero mix buses: the main mix does not exist, so every input's default route is
     // out of range and reported by its setter.
-    const std::string out = stdoutOf([] { SimpleMixState s(2, 0, 4); });
+    const std::string out = assertionsOf([] { SimpleMixState s(2, 0, 4); });
     EXPECT_EQ(out, assertionLine(547) + assertionLine(547));
 }
 
@@ -401,7 +402,7 @@ TEST(SimpleMixState, RemoveInputShiftsDownAndAppendsADefault) {
 TEST(SimpleMixState, InsertAndRemoveNeedNoValidState) {
     SimpleMixState s;
     platform::LogCapture log;
-    const std::string out = stdoutOf([&] {
+    const std::string out = assertionsOf([&] {
         s.insertInputs(2, 0);
         s.removeInput(0);
     });

@@ -6,7 +6,7 @@
 
 #include <sys/stat.h>
 
-using testsupport::ScratchDir;
+using audatoms::test::ScratchDir;
 
 TEST(AtomicFile, WritesAndReadsBytesExactly) {
     ScratchDir dir;
@@ -17,7 +17,7 @@ TEST(AtomicFile, WritesAndReadsBytesExactly) {
     std::string back;
     ASSERT_TRUE(platform::readWholeFile(path, back, &error)) << error;
     EXPECT_EQ(back, payload);
-    EXPECT_EQ(testsupport::permissionsOf(path), 0644u) << "a new file is 0644";
+    EXPECT_EQ(audatoms::test::permissionsOf(path), 0644u) << "a new file is 0644";
     ASSERT_TRUE(platform::writeFileAtomically(path, "", &error));
     ASSERT_TRUE(platform::readWholeFile(path, back, &error));
     EXPECT_EQ(back, "");
@@ -26,32 +26,32 @@ TEST(AtomicFile, WritesAndReadsBytesExactly) {
 TEST(AtomicFile, AReplacementIsANewFileWithTheOldPermissions) {
     ScratchDir dir;
     const std::string path = dir.file("data.bin");
-    testsupport::writeFile(path, std::string(4096, 'o'));
+    audatoms::test::writeFile(path, std::string(4096, 'o'));
     ::chmod(path.c_str(), 0640);
-    const unsigned long oldInode = testsupport::inodeOf(path);
+    const unsigned long oldInode = audatoms::test::inodeOf(path);
     ASSERT_TRUE(platform::writeFileAtomically(path, "new"));
-    EXPECT_EQ(testsupport::readFile(path), "new");
-    EXPECT_NE(testsupport::inodeOf(path), oldInode);
-    EXPECT_EQ(testsupport::permissionsOf(path), 0640u);
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"data.bin"});
+    EXPECT_EQ(audatoms::test::readFile(path), "new");
+    EXPECT_NE(audatoms::test::inodeOf(path), oldInode);
+    EXPECT_EQ(audatoms::test::permissionsOf(path), 0640u);
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"data.bin"});
 }
 
 TEST(AtomicFile, FailuresLeaveTheTargetAndNoTemporary) {
     ScratchDir dir;
     const std::string path = dir.file("data.bin");
-    testsupport::writeFile(path, "old contents");
+    audatoms::test::writeFile(path, "old contents");
     ::chmod(path.c_str(), 0644);
     const std::string big(10000, 'n');
-    EXPECT_TRUE(testsupport::runWhereDirectoryIsReadOnly(dir.path(), [&] {
+    EXPECT_TRUE(audatoms::test::runWhereDirectoryIsReadOnly(dir.path(), [&] {
         std::string error;
         return !platform::writeFileAtomically(path, big, &error) && error.find(path) != std::string::npos;
     }));
-    EXPECT_TRUE(testsupport::runWithFileSizeLimit(1000, [&] {
+    EXPECT_TRUE(audatoms::test::runWithFileSizeLimit(1000, [&] {
         std::string error;
         return !platform::writeFileAtomically(path, big, &error) && error.find(path) != std::string::npos;
     }));
-    EXPECT_EQ(testsupport::readFile(path), "old contents");
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"data.bin"});
+    EXPECT_EQ(audatoms::test::readFile(path), "old contents");
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"data.bin"});
 }
 
 TEST(AtomicFile, ReadingAMissingFileOrADirectoryFails) {

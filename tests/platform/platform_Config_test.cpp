@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-using testsupport::ScopedEnv;
-using testsupport::ScratchDir;
+using audatoms::test::ScopedEnv;
+using audatoms::test::ScratchDir;
 
 namespace {
 // Each test starts and ends without in-process values.
@@ -25,7 +25,7 @@ TEST_F(Config, WithoutAFileTheDefaultIsReturned) {
 
 TEST_F(Config, AValueSetInProcessWinsOverFileAndDefault) {
     ScratchDir dir;
-    testsupport::writeFile(dir.file("audatoms.conf"), "showMixChansDebug = 0\n");
+    audatoms::test::writeFile(dir.file("audatoms.conf"), "showMixChansDebug = 0\n");
     ScopedEnv file("AUDATOMS_CONFIG", dir.file("audatoms.conf").c_str());
     EXPECT_EQ(config_int("showMixChansDebug", 5), 0);
     config_set_int("showMixChansDebug", 1);
@@ -39,7 +39,7 @@ TEST_F(Config, AValueSetInProcessWinsOverFileAndDefault) {
 TEST_F(Config, TheFileIsReadWithCommentsBlanksAndTheLastLineWinning) {
     ScratchDir dir;
     const std::string path = dir.file("audatoms.conf");
-    testsupport::writeFile(path,
+    audatoms::test::writeFile(path,
                            "# settings of this machine\n"
                            "\n"
                            "video_in_film_pulldown = 0\n"
@@ -60,7 +60,7 @@ TEST_F(Config, TheFileIsReadWithCommentsBlanksAndTheLastLineWinning) {
 TEST_F(Config, UnreadableValuesAreIgnored) {
     ScratchDir dir;
     const std::string path = dir.file("audatoms.conf");
-    testsupport::writeFile(path,
+    audatoms::test::writeFile(path,
                            "a = 3\n"
                            "a = three\n"
                            "a = 4x\n"
@@ -86,9 +86,9 @@ TEST_F(Config, AMissingFileGivesTheDefault) {
 TEST_F(Config, TheFileIsReadAgainOnEachCall) {
     ScratchDir dir;
     const std::string path = dir.file("audatoms.conf");
-    testsupport::writeFile(path, "x = 1\n");
+    audatoms::test::writeFile(path, "x = 1\n");
     ScopedEnv file("AUDATOMS_CONFIG", path.c_str());
     EXPECT_EQ(config_int("x", 0), 1);
-    testsupport::writeFile(path, "x = 2\n");
+    audatoms::test::writeFile(path, "x = 2\n");
     EXPECT_EQ(config_int("x", 0), 2);
 }

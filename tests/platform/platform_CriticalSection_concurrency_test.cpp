@@ -1,4 +1,5 @@
 #include "platform/CriticalSection.h"
+#include "platform/Report.h"
 
 #include <gtest/gtest.h>
 
@@ -72,9 +73,9 @@ TEST(CriticalSectionConcurrency, AWaitingThreadEntersOnceTheOwnerLeaves) {
 TEST(CriticalSectionConcurrency, ALeaveFromAThreadThatDoesNotHoldItIsRefused) {
     CriticalSection cs;
     cs.enter();
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     std::thread([&cs] { cs.leave(); }).join();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(capture.assertionText(),
               "assertion failed ownedByCurrentThread() at ole/OS/CriticalSection line 1\n");
     EXPECT_TRUE(cs.ownedByCurrentThread());
     EXPECT_FALSE(tryEnterFromAnotherThread(cs)) << "the owner still holds it";

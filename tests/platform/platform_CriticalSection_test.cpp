@@ -1,4 +1,5 @@
 #include "platform/CriticalSection.h"
+#include "platform/Report.h"
 
 #include <gtest/gtest.h>
 
@@ -55,9 +56,9 @@ TEST(CriticalSection, WorksWithStandardLockGuards) {
 
 TEST(CriticalSection, LeavingWithoutEnteringIsReportedAndChangesNothing) {
     CriticalSection cs;
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     cs.leave();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(capture.assertionText(),
               "assertion failed ownedByCurrentThread() at ole/OS/CriticalSection line 1\n");
     EXPECT_TRUE(cs.tryEnter()) << "the lock is still usable";
     EXPECT_EQ(cs.depth(), 1);

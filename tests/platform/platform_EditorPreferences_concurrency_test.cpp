@@ -12,7 +12,7 @@
 using Key = LightweightString<char>;
 
 TEST(EditorPreferencesConcurrency, ThreadsSettingReadingAndSavingAtOnceLoseNothing) {
-    testsupport::ScratchDir dir;
+    audatoms::test::ScratchDir dir;
     const std::string path = dir.file("prefs.txt");
     EditorPreferences& p = prefs();
     p.clear();
@@ -60,6 +60,6 @@ TEST(EditorPreferencesConcurrency, ThreadsSettingReadingAndSavingAtOnceLoseNothi
             EXPECT_TRUE(v == -1 || v == i) << v;
         }
     }
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"prefs.txt"});
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"prefs.txt"});
     p.clear();
 }

@@ -10,7 +10,7 @@
 #include <limits>
 #include <sys/stat.h>
 
-using testsupport::ScratchDir;
+using audatoms::test::ScratchDir;
 using Key = LightweightString<char>;
 
 TEST(EditorPreferences, PrefsIsOneStoreForTheProcess) {
@@ -130,7 +130,7 @@ TEST(EditorPreferences, SaveAndLoadThroughAFileKeepEveryValueExactly) {
 TEST(EditorPreferences, LoadAcceptsCarriageReturnLineEnds) {
     ScratchDir dir;
     const std::string path = dir.file("prefs.txt");
-    testsupport::writeFile(path, "# written elsewhere\r\nlevel=d:-12.5\r\non=b:1\r\ncount=i:3\r\n");
+    audatoms::test::writeFile(path, "# written elsewhere\r\nlevel=d:-12.5\r\non=b:1\r\ncount=i:3\r\n");
     EditorPreferences p;
     std::string error;
     ASSERT_TRUE(p.load(path, &error)) << error;
@@ -147,7 +147,7 @@ TEST(EditorPreferences, AnUnreadableFileChangesNothingAndNamesPathAndLine) {
     const char* bad[] = {"ok=i:1\nbroken line\n", "ok=i:1\nx=i:12z\n", "ok=i:1\nx=q:1\n", "ok=i:1\nx=b:2\n",
                          "ok=i:1\nx=i:99999999999\n", "ok=i:1\nbad\\qescape=i:1\n"};
     for (const char* text : bad) {
-        testsupport::writeFile(path, text);
+        audatoms::test::writeFile(path, text);
         std::string error;
         EXPECT_FALSE(p.load(path, &error)) << text;
         EXPECT_NE(error.find(path), std::string::npos) << error;
@@ -166,47 +166,47 @@ TEST(EditorPreferences, AnUnreadableFileChangesNothingAndNamesPathAndLine) {
 TEST(EditorPreferences, SaveReplacesAPreexistingFileWholeByRename) {
     ScratchDir dir;
     const std::string path = dir.file("prefs.txt");
-    testsupport::writeFile(path, std::string(20000, 'x'));  // longer than what is saved
+    audatoms::test::writeFile(path, std::string(20000, 'x'));  // longer than what is saved
     ::chmod(path.c_str(), 0600);
-    const unsigned long oldInode = testsupport::inodeOf(path);
+    const unsigned long oldInode = audatoms::test::inodeOf(path);
     EditorPreferences p;
     p.setPreference(Key("a"), 1);
     ASSERT_TRUE(p.save(path));
-    EXPECT_EQ(testsupport::readFile(path), p.toText()) << "nothing of the old bytes remains";
-    EXPECT_NE(testsupport::inodeOf(path), oldInode) << "a new file renamed over the old one";
-    EXPECT_EQ(testsupport::permissionsOf(path), 0600u) << "the replacement keeps the permissions";
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"prefs.txt"}) << "no temporary file left";
+    EXPECT_EQ(audatoms::test::readFile(path), p.toText()) << "nothing of the old bytes remains";
+    EXPECT_NE(audatoms::test::inodeOf(path), oldInode) << "a new file renamed over the old one";
+    EXPECT_EQ(audatoms::test::permissionsOf(path), 0600u) << "the replacement keeps the permissions";
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"prefs.txt"}) << "no temporary file left";
 }
 
 TEST(EditorPreferences, ASaveIntoADirectoryThatCannotBeWrittenLeavesTheOldFile) {
     ScratchDir dir;
     const std::string path = dir.file("prefs.txt");
     const std::string old = "# AudAtoms editor preferences\nold=i:1\n";
-    testsupport::writeFile(path, old);
+    audatoms::test::writeFile(path, old);
     ::chmod(path.c_str(), 0644);
     EditorPreferences p;
     p.setPreference(Key("new"), 2);
-    const bool refused = testsupport::runWhereDirectoryIsReadOnly(dir.path(), [&] {
+    const bool refused = audatoms::test::runWhereDirectoryIsReadOnly(dir.path(), [&] {
         std::string error;
         return !p.save(path, &error) && error.find(path) != std::string::npos;
     });
     EXPECT_TRUE(refused) << "the save must fail and say which file";
-    EXPECT_EQ(testsupport::readFile(path), old);
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"prefs.txt"});
+    EXPECT_EQ(audatoms::test::readFile(path), old);
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"prefs.txt"});
 }
 
 TEST(EditorPreferences, ASaveThatFailsHalfWayLeavesTheOldFileAndNoTemporary) {
     ScratchDir dir;
     const std::string path = dir.file("prefs.txt");
     const std::string old = "# AudAtoms editor preferences\nold=i:1\n";
-    testsupport::writeFile(path, old);
+    audatoms::test::writeFile(path, old);
     EditorPreferences p;
     for (int i = 0; i < 200; ++i) p.setPreference(Key(("key" + std::to_string(i)).c_str()), i);
     ASSERT_GT(p.toText().size(), 1000u);
-    const bool failed = testsupport::runWithFileSizeLimit(512, [&] { return !p.save(path); });
+    const bool failed = audatoms::test::runWithFileSizeLimit(512, [&] { return !p.save(path); });
     EXPECT_TRUE(failed) << "a write past the size limit must fail the save";
-    EXPECT_EQ(testsupport::readFile(path), old);
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"prefs.txt"});
+    EXPECT_EQ(audatoms::test::readFile(path), old);
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"prefs.txt"});
 }
 
 TEST(EditorPreferences, ASaveIntoAMissingDirectoryFailsCleanly) {
@@ -216,5 +216,5 @@ TEST(EditorPreferences, ASaveIntoAMissingDirectoryFailsCleanly) {
     std::string error;
     EXPECT_FALSE(p.save(dir.file("no/such/dir/prefs.txt"), &error));
     EXPECT_NE(error.find("no/such/dir/prefs.txt"), std::string::npos) << error;
-    EXPECT_TRUE(testsupport::listDir(dir.path()).empty());
+    EXPECT_TRUE(dir.entries().empty());
 }

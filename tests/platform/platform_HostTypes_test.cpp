@@ -1,4 +1,5 @@
 #include "platform/HostTypes.h"
+#include "platform/Report.h"
 
 #include <gtest/gtest.h>
 
@@ -23,40 +24,40 @@ TEST(HostTypes, ShotOriginsAreOneToEight) {
 
 TEST(HostTypes, VectorIndexesInRangeSilently) {
     Vector<int> v{10, 20, 30};
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     EXPECT_EQ(v[0], 10);
     EXPECT_EQ(v[2], 30);
     v[1] = 21;
     EXPECT_EQ(v[1], 21);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(capture.assertionText(), "");
 }
 
 TEST(HostTypes, VectorIndexPastTheEndReportsAndGivesADefaultValue) {
     Vector<int> v{1, 2, 3, 4};
     v.pop_back();  // the old fourth element's bytes stay in the allocation
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     const int got = v[3];
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), kOutOfRange);
+    EXPECT_EQ(capture.assertionText(), kOutOfRange);
     EXPECT_EQ(got, 0) << "a default value, not the stale element past the end";
     EXPECT_EQ(v.size(), 3u);
 }
 
 TEST(HostTypes, ConstVectorIndexPastTheEndReportsToo) {
     const Vector<std::string> v(std::vector<std::string>{"a"});
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     const std::string got = v[1];
     const std::string far = v[1000000];
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(kOutOfRange) + kOutOfRange);
+    EXPECT_EQ(capture.assertionText(), std::string(kOutOfRange) + kOutOfRange);
     EXPECT_EQ(got, "");
     EXPECT_EQ(far, "");
 }
 
 TEST(HostTypes, WritingThroughAnOutOfRangeIndexChangesNothingInTheVector) {
     Vector<std::string> v;
-    testing::internal::CaptureStdout();
+    platform::LogCapture capture;
     v[0] = "lost";
     const std::string again = v[0];
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(kOutOfRange) + kOutOfRange);
+    EXPECT_EQ(capture.assertionText(), std::string(kOutOfRange) + kOutOfRange);
     EXPECT_TRUE(v.empty());
     EXPECT_EQ(again, "") << "each out-of-range access gives a fresh default";
 }

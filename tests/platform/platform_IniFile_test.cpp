@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 
 using Qm::AttribValuePair;
-using testsupport::ScratchDir;
+using audatoms::test::ScratchDir;
 using NString = LightweightString<char>;
 
 namespace {
@@ -147,7 +147,7 @@ TEST(IniFile, SaveAndLoadThroughAFile) {
     ini.section(NString("SimpleMixState.MixChannels.Mute")).emplace_back(NString("00"), NString("0"));
     std::string error;
     ASSERT_TRUE(ini.save(path, &error)) << error;
-    EXPECT_EQ(testsupport::readFile(path), "[SimpleMixState]\nVersion=1.1\n\n[SimpleMixState.MixChannels.Mute]\n00=0\n");
+    EXPECT_EQ(audatoms::test::readFile(path), "[SimpleMixState]\nVersion=1.1\n\n[SimpleMixState.MixChannels.Mute]\n00=0\n");
     QmIniFile back;
     ASSERT_TRUE(back.load(path, &error)) << error;
     EXPECT_EQ(back.toText(), ini.toText());
@@ -166,26 +166,26 @@ TEST(IniFile, LoadingAMissingFileFailsAndKeepsTheContents) {
 TEST(IniFile, SaveReplacesAPreexistingFileWholeAndLeavesNoTemporary) {
     ScratchDir dir;
     const std::string path = dir.file("mix.ini");
-    testsupport::writeFile(path, std::string(5000, ';'));
-    const unsigned long oldInode = testsupport::inodeOf(path);
+    audatoms::test::writeFile(path, std::string(5000, ';'));
+    const unsigned long oldInode = audatoms::test::inodeOf(path);
     QmIniFile ini;
     ini.section(NString("S")).emplace_back(NString("k"), NString("v"));
     ASSERT_TRUE(ini.save(path));
-    EXPECT_EQ(testsupport::readFile(path), "[S]\nk=v\n");
-    EXPECT_NE(testsupport::inodeOf(path), oldInode);
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"mix.ini"});
+    EXPECT_EQ(audatoms::test::readFile(path), "[S]\nk=v\n");
+    EXPECT_NE(audatoms::test::inodeOf(path), oldInode);
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"mix.ini"});
 }
 
 TEST(IniFile, AFailedSaveLeavesTheOldFile) {
     ScratchDir dir;
     const std::string path = dir.file("mix.ini");
     const std::string old = "[Old]\na=1\n";
-    testsupport::writeFile(path, old);
+    audatoms::test::writeFile(path, old);
     ::chmod(path.c_str(), 0644);
     QmIniFile ini;
     for (int i = 0; i < 300; ++i) ini.section(NString("S")).emplace_back(NString(std::to_string(i)), NString("value"));
-    EXPECT_TRUE(testsupport::runWhereDirectoryIsReadOnly(dir.path(), [&] { return !ini.save(path); }));
-    EXPECT_TRUE(testsupport::runWithFileSizeLimit(256, [&] { return !ini.save(path); }));
-    EXPECT_EQ(testsupport::readFile(path), old);
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"mix.ini"});
+    EXPECT_TRUE(audatoms::test::runWhereDirectoryIsReadOnly(dir.path(), [&] { return !ini.save(path); }));
+    EXPECT_TRUE(audatoms::test::runWithFileSizeLimit(256, [&] { return !ini.save(path); }));
+    EXPECT_EQ(audatoms::test::readFile(path), old);
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"mix.ini"});
 }

@@ -1,14 +1,12 @@
 #include "platform/LightweightString.h"
+#include "tests/support/Property.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdint>
 #include <string>
-
-#ifdef AUDATOMS_HAVE_RAPIDCHECK
-#include <rapidcheck/gtest.h>
-#endif
+#include <vector>
 
 using NString = LightweightString<char>;
 using WideString = LightweightString<wchar_t>;
@@ -233,8 +231,7 @@ TEST(LightweightString, ConversionsKeepNullAndEmpty) {
     EXPECT_EQ(fromUTF8(NString("a\0b", 3)).size(), 3u) << "an embedded NUL is a character";
 }
 
-#ifdef AUDATOMS_HAVE_RAPIDCHECK
-RC_GTEST_PROP(LightweightString, ValidCodePointsRoundTrip, (const std::vector<std::uint32_t>& raw)) {
+AUDATOMS_PROPERTY(LightweightString, ValidCodePointsRoundTrip, (const std::vector<std::uint32_t>& raw)) {
     std::wstring w;
     for (auto r : raw) {
         std::uint32_t c = r % 0x110000u;
@@ -244,8 +241,8 @@ RC_GTEST_PROP(LightweightString, ValidCodePointsRoundTrip, (const std::vector<st
     RC_ASSERT(fromUTF8(toUTF8(WideString(w))).toStd() == w);
 }
 
-RC_GTEST_PROP(LightweightString, AnyBytesDecodeToScalarValuesThatReencodeStably,
-              (const std::vector<std::uint8_t>& raw)) {
+AUDATOMS_PROPERTY(LightweightString, AnyBytesDecodeToScalarValuesThatReencodeStably,
+                  (const std::vector<std::uint8_t>& raw)) {
     const WideString decoded = fromUTF8(NString(std::string(raw.begin(), raw.end())));
     RC_ASSERT(decoded.size() <= raw.size());
     for (std::size_t i = 0; i < decoded.size(); ++i) {
@@ -255,7 +252,6 @@ RC_GTEST_PROP(LightweightString, AnyBytesDecodeToScalarValuesThatReencodeStably,
     }
     RC_ASSERT(fromUTF8(toUTF8(decoded)).toStd() == decoded.toStd());
 }
-#endif
 
 // ---- ASCII and integers ------------------------------------------------------------
 

@@ -6,8 +6,8 @@
 
 #include <set>
 
-using testsupport::ScopedEnv;
-using testsupport::ScratchDir;
+using audatoms::test::ScopedEnv;
+using audatoms::test::ScratchDir;
 using WideString = LightweightString<wchar_t>;
 
 namespace {
@@ -60,7 +60,7 @@ TEST_F(Resources, PaddedTextsAddPrefixAndSuffix) {
 TEST_F(Resources, ATranslationFileReplacesTheTextsItNames) {
     ScratchDir dir;
     const std::string path = dir.file("fr.txt");
-    testsupport::writeFile(path,
+    audatoms::test::writeFile(path,
                            "\xEF\xBB\xBF# French\r\n"
                            "10055 = Aucun\r\n"
                            "\n"
@@ -92,13 +92,13 @@ TEST_F(Resources, ATranslationFileReplacesTheTextsItNames) {
 TEST_F(Resources, TheTableIsReadOnceUntilReloaded) {
     ScratchDir dir;
     const std::string path = dir.file("de.txt");
-    testsupport::writeFile(path, "10055 = Keine\n");
+    audatoms::test::writeFile(path, "10055 = Keine\n");
     EXPECT_EQ(resourceStrW(10055), L"None");
     ScopedEnv table("AUDATOMS_RESOURCES", path.c_str());
     EXPECT_EQ(resourceStrW(10055), L"None") << "the table was already read";
     platform::reloadResources();
     EXPECT_EQ(resourceStrW(10055), L"Keine");
-    testsupport::writeFile(path, "10055 = Nichts\n");
+    audatoms::test::writeFile(path, "10055 = Nichts\n");
     EXPECT_EQ(resourceStrW(10055), L"Keine");
     platform::reloadResources();
     EXPECT_EQ(resourceStrW(10055), L"Nichts");

@@ -1,14 +1,15 @@
 #include "platform/Streams.h"
 
+#include "tests/support/BitCompare.h"
 #include "tests/support/ScratchFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 
-using testsupport::ScratchDir;
+using audatoms::test::bitsOf;
+using audatoms::test::ScratchDir;
 using NString = LightweightString<char>;
 
 namespace {
@@ -16,12 +17,6 @@ std::string bytes(std::initializer_list<unsigned char> b) {
     std::string s;
     for (unsigned char c : b) s += char(c);
     return s;
-}
-
-std::uint32_t bitsOf(float f) {
-    std::uint32_t u;
-    std::memcpy(&u, &f, 4);
-    return u;
 }
 
 // One value of each type, in this order; the bytes worked out by hand, little-endian:
@@ -251,7 +246,7 @@ TEST(Streams, AStreamWrittenToDiskHoldsExactlyItsBytes) {
         writeSample(out);
         ASSERT_TRUE(out.close()) << out.lastError();
     }
-    EXPECT_EQ(testsupport::readFile(path), kSampleBytes);
+    EXPECT_EQ(audatoms::test::readFile(path), kSampleBytes);
     StreamFile in;
     ASSERT_TRUE(in.open(path, false)) << in.lastError();
     EXPECT_EQ(in.bytes(), kSampleBytes);
@@ -267,19 +262,19 @@ TEST(Streams, TheDestructorWritesAStreamOpenedForWriting) {
         PStream s(out);
         s.writeBinary("T", 0, false, false);
     }
-    EXPECT_EQ(testsupport::readFile(path), std::string("T\0", 2));
+    EXPECT_EQ(audatoms::test::readFile(path), std::string("T\0", 2));
 }
 
 TEST(Streams, RewritingAFileReplacesItWhole) {
     ScratchDir dir;
     const std::string path = dir.file("state.strm");
-    testsupport::writeFile(path, std::string(1000, '\x7F'));
+    audatoms::test::writeFile(path, std::string(1000, '\x7F'));
     StreamFile out;
     ASSERT_TRUE(out.open(path, true));
     out.setUnsignedShort(0xBEEF);
     ASSERT_TRUE(out.close());
-    EXPECT_EQ(testsupport::readFile(path), bytes({0xEF, 0xBE}));
-    EXPECT_EQ(testsupport::listDir(dir.path()), std::vector<std::string>{"state.strm"});
+    EXPECT_EQ(audatoms::test::readFile(path), bytes({0xEF, 0xBE}));
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"state.strm"});
 }
 
 TEST(Streams, OpeningAMissingFileFailsAndReadsFail) {

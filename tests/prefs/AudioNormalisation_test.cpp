@@ -1,10 +1,9 @@
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/ScratchDir.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -126,13 +125,13 @@ TEST_F(AudioNormalisationTest, SettingsSurviveSavingAndLoadingThePreferenceFile)
     AudioNormalisation::setLevelFor(999.0f, ShotOrigin::MP3Imports);
     AudioNormalisation::setLevelFor(-12.7f, ShotOrigin::RecordingsWithVideo);
 
-    const std::string path = testing::TempDir() + "audionormalisation_prefs_" + std::to_string(getpid()) + ".txt";
+    audatoms::test::ScratchDir dir;
+    const std::string path = dir.file("audionormalisation_prefs.txt");
     std::string error;
     ASSERT_TRUE(prefs().save(path, &error)) << error;
     prefs().clear();
     EXPECT_EQ(AudioNormalisation::getApplicationMethod(), 3);
     ASSERT_TRUE(prefs().load(path, &error)) << error;
-    std::remove(path.c_str());
 
     EXPECT_EQ(AudioNormalisation::getApplicationMethod(), 2);
     EXPECT_EQ(AudioNormalisation::getUniformLevel(), -23.25f);

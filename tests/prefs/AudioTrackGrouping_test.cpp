@@ -1,10 +1,9 @@
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/ScratchDir.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -90,13 +89,13 @@ TEST_F(AudioTrackGroupingTest, SettingsSurviveSavingAndLoadingThePreferenceFile)
     AudioTrackGrouping::setGroupingCondition(ShotOrigin::CDImports, Condition(1));
     AudioTrackGrouping::setGroupingCondition(ShotOrigin::AudioOnlyRecordings, Condition(2));
 
-    const std::string path = testing::TempDir() + "trackgrouping_prefs_" + std::to_string(getpid()) + ".txt";
+    audatoms::test::ScratchDir dir;
+    const std::string path = dir.file("trackgrouping_prefs.txt");
     std::string error;
     ASSERT_TRUE(prefs().save(path, &error)) << error;
     prefs().clear();
     EXPECT_TRUE(AudioTrackGrouping::getEnabled());
     ASSERT_TRUE(prefs().load(path, &error)) << error;
-    std::remove(path.c_str());
 
     EXPECT_FALSE(AudioTrackGrouping::getEnabled());
     EXPECT_EQ(AudioTrackGrouping::getGroupingCondition(ShotOrigin::CDImports), 1);

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-namespace bufferhelpers {
+namespace audatoms::test {
 
 Qm::Ptr<iMemHolder> memoryOf(const Bytes& bytes) {
     auto* m = new ByteBufferImpl();
@@ -43,4 +43,4 @@ Bytes concat(const std::vector<Bytes>& parts) {
     return out;
 }
 
-} // namespace bufferhelpers
+} // namespace audatoms::test

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace bufferhelpers {
+namespace audatoms::test {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -45,4 +45,4 @@ private:
     int* destroyed_;
 };
 
-} // namespace bufferhelpers
+} // namespace audatoms::test

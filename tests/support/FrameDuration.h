@@ -5,7 +5,7 @@
 
 #include "platform/FrameRate.h"
 
-namespace testsupport {
+namespace audatoms::test {
 
 class FrameDurationScope {
 public:
@@ -20,4 +20,4 @@ private:
     double saved_;
 };
 
-} // namespace testsupport
+} // namespace audatoms::test

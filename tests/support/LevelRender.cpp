@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace testsupport {
+namespace audatoms::test {
 
 void rampRun(const float* src, float* dst, unsigned blocks, float level, float delta) {
     // The library's ramp kernel; src and dst are distinct here, so a zero delta gives
@@ -57,4 +57,4 @@ bool LevelRenderer::render(float* out, std::size_t n) {
     return true;
 }
 
-} // namespace testsupport
+} // namespace audatoms::test

@@ -16,7 +16,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace testsupport {
+namespace audatoms::test {
 
 void rampRun(const float* src, float* dst, unsigned blocks, float level, float delta);
 
@@ -60,4 +60,4 @@ private:
     bool needLog_ = true;
 };
 
-} // namespace testsupport
+} // namespace audatoms::test

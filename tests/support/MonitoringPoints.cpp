@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace testsupport {
+namespace audatoms::test {
 
 RegisteredPoint registerPoint(const wchar_t* name) {
     Aud::MonitoringPointInfo info;
@@ -14,4 +14,4 @@ RegisteredPoint registerPoint(const wchar_t* name) {
     return p;
 }
 
-} // namespace testsupport
+} // namespace audatoms::test

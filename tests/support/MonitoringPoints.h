@@ -5,7 +5,7 @@
 
 #include "AudAtoms/metering/Aud__MonitoringPoint.h"
 
-namespace testsupport {
+namespace audatoms::test {
 
 struct RegisteredPoint {
     IdStamp readerId = IdStamp::invalidId();
@@ -15,4 +15,4 @@ struct RegisteredPoint {
 
 RegisteredPoint registerPoint(const wchar_t* name);
 
-} // namespace testsupport
+} // namespace audatoms::test

@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <sys/resource.h>
@@ -13,20 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace testsupport {
-
-ScratchDir::ScratchDir() {
-    const char* base = std::getenv("TMPDIR");
-    std::string tmpl = std::string(base && *base ? base : "/tmp") + "/audatoms-test-XXXXXX";
-    if (!::mkdtemp(tmpl.data())) ADD_FAILURE() << "mkdtemp failed for " << tmpl;
-    path_ = tmpl;
-}
-
-ScratchDir::~ScratchDir() {
-    std::error_code ec;
-    ::chmod(path_.c_str(), 0700);
-    std::filesystem::remove_all(path_, ec);
-}
+namespace audatoms::test {
 
 ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
     const char* old = std::getenv(name);
@@ -67,13 +52,6 @@ unsigned long inodeOf(const std::string& path) {
 unsigned permissionsOf(const std::string& path) {
     struct stat st {};
     return ::stat(path.c_str(), &st) == 0 ? unsigned(st.st_mode & 07777) : 0;
-}
-
-std::vector<std::string> listDir(const std::string& path) {
-    std::vector<std::string> names;
-    for (const auto& e : std::filesystem::directory_iterator(path)) names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 namespace {
@@ -126,4 +104,4 @@ bool runWithFileSizeLimit(unsigned long maxBytes, const std::function<bool()>& b
         body);
 }
 
-} // namespace testsupport
+} // namespace audatoms::test

@@ -1,27 +1,15 @@
-// Test helpers for the platform's file services: a scratch directory removed at the
-// end of the test, whole-file read and write, directory listing, a scoped
-// environment variable, and ways to make a save fail for real (a directory the
-// process may not write, a file-size limit) in a child process.
+// Test helpers for the platform's file services: the scratch directory (ScratchDir.h),
+// whole-file read and write, a scoped environment variable, and ways to make a save
+// fail for real (a directory the process may not write, a file-size limit) in a child
+// process.
 #pragma once
+
+#include "ScratchDir.h"
 
 #include <functional>
 #include <string>
-#include <vector>
 
-namespace testsupport {
-
-class ScratchDir {
-public:
-    ScratchDir();
-    ~ScratchDir();
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    const std::string& path() const { return path_; }
-    std::string file(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
+namespace audatoms::test {
 
 // Sets (value non-null) or unsets an environment variable; restores it on destruction.
 class ScopedEnv {
@@ -42,8 +30,6 @@ void writeFile(const std::string& path, const std::string& bytes);
 bool fileExists(const std::string& path);
 unsigned long inodeOf(const std::string& path);
 unsigned permissionsOf(const std::string& path);
-// Names of the entries of a directory, sorted, without "." and "..".
-std::vector<std::string> listDir(const std::string& path);
 
 // Runs body in a forked child process whose writes to dir are refused: the child
 // drops to an unprivileged user when running as root, and dir is made read-only
@@ -54,4 +40,4 @@ bool runWhereDirectoryIsReadOnly(const std::string& dir, const std::function<boo
 // (writes past it fail with EFBIG). Returns what body returned.
 bool runWithFileSizeLimit(unsigned long maxBytes, const std::function<bool()>& body);
 
-} // namespace testsupport
+} // namespace audatoms::test

@@ -1,41 +1,41 @@
 #include "SimpleMixStateTestSupport.h"
 
 #include "AudAtoms/kernels/Aud__GainCurve.h"
+#include "BitCompare.h"
 #include "platform/Report.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <sstream>
 
-namespace mixtest {
+namespace audatoms::test {
 
 std::string assertionLine(int line, const std::string& condition) {
     return "assertion failed " + condition + " at ole/AudAtoms/Aud__SimpleMixState line " + std::to_string(line) + "\n";
 }
 
-Bytes& Bytes::u8(unsigned v) {
+StreamBytes& StreamBytes::u8(unsigned v) {
     s_ += char(v & 0xFF);
     return *this;
 }
-Bytes& Bytes::u16(unsigned v) { return u8(v).u8(v >> 8); }
-Bytes& Bytes::u32(std::uint32_t v) { return u8(v).u8(v >> 8).u8(v >> 16).u8(v >> 24); }
-Bytes& Bytes::f32(float v) { return u32(floatBits(v)); }
-Bytes& Bytes::str(const std::string& s) {
+StreamBytes& StreamBytes::u16(unsigned v) { return u8(v).u8(v >> 8); }
+StreamBytes& StreamBytes::u32(std::uint32_t v) { return u8(v).u8(v >> 8).u8(v >> 16).u8(v >> 24); }
+StreamBytes& StreamBytes::f32(float v) { return u32(bitsOf(v)); }
+StreamBytes& StreamBytes::str(const std::string& s) {
     s_ += s;
     s_ += '\0';
     return *this;
 }
-Bytes& Bytes::raw(const std::string& s) {
+StreamBytes& StreamBytes::raw(const std::string& s) {
     s_ += s;
     return *this;
 }
-Bytes& Bytes::raw(const std::vector<std::uint8_t>& v) {
+StreamBytes& StreamBytes::raw(const std::vector<std::uint8_t>& v) {
     for (auto b : v) u8(b);
     return *this;
 }
-Bytes& Bytes::block(const std::vector<std::uint8_t>& v) { return u32(std::uint32_t(v.size())).raw(v); }
-Bytes& Bytes::header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total) {
+StreamBytes& StreamBytes::block(const std::vector<std::uint8_t>& v) { return u32(std::uint32_t(v.size())).raw(v); }
+StreamBytes& StreamBytes::header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total) {
     return str(name).u8(major).u8(minor).u32(own).u32(total);
 }
 
@@ -44,7 +44,7 @@ std::string wholeRecord(const std::string& ownData, unsigned major, unsigned min
     // Each header: name + NUL, two version bytes, two uint32 lengths.
     const std::uint32_t asLayer = 3 + 2 + 8 + own;
     const std::uint32_t tLayer = 2 + 2 + 8 + asLayer;
-    Bytes b;
+    StreamBytes b;
     b.header2("$", 2, 0, 0, tLayer);
     b.header2("T", 1, 0, 0, asLayer);
     b.header2("AS", major, minor, own, own);
@@ -52,10 +52,10 @@ std::string wholeRecord(const std::string& ownData, unsigned major, unsigned min
     return b.str();
 }
 
-std::string stdoutOf(const std::function<void()>& fn) {
-    testing::internal::CaptureStdout();
+std::string assertionsOf(const std::function<void()>& fn) {
+    platform::LogCapture capture;
     fn();
-    return testing::internal::GetCapturedStdout();
+    return capture.assertionText();
 }
 
 std::string ownData(const Aud::SimpleMixState& s) {
@@ -79,7 +79,7 @@ Unpacked unpackRecord(Aud::SimpleMixState& s, const std::string& bytes) {
     PStream p(f);
     platform::LogCapture log;
     Unpacked u;
-    u.printed = stdoutOf([&] { u.status = s.STRM_hierarchyUnpack(p); });
+    u.printed = assertionsOf([&] { u.status = s.STRM_hierarchyUnpack(p); });
     u.errors = p.errorText().toStd();
     u.log = log.logText();
     u.position = f.tell();
@@ -95,17 +95,6 @@ float faderFromMagnitude(float v) {
     return node.slope * (v - node.mag) + node.uval;
 }
 
-float bitsToFloat(std::uint32_t bits) {
-    float f;
-    std::memcpy(&f, &bits, 4);
-    return f;
-}
-std::uint32_t floatBits(float f) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &f, 4);
-    return bits;
-}
-
 namespace {
 template <class T>
 bool differ(const char* what, int a, int b, T x, T y, std::string* why) {
@@ -118,7 +107,7 @@ bool differ(const char* what, int a, int b, T x, T y, std::string* why) {
     return true;
 }
 bool differF(const char* what, int a, float x, float y, std::string* why) {
-    return differ(what, a, 0, floatBits(x), floatBits(y), why);
+    return differ(what, a, 0, bitsOf(x), bitsOf(y), why);
 }
 } // namespace
 
@@ -165,7 +154,7 @@ float randomLevel(std::mt19937& rng, bool textExact) {
     }
 }
 float randomPan(std::mt19937& rng, bool textExact) {
-    if (!textExact) return bitsToFloat(std::uint32_t(rng())); // any bits: NaN, infinities, subnormals
+    if (!textExact) return floatFromBits(std::uint32_t(rng())); // any bits: NaN, infinities, subnormals
     if (rng() % 2) return float(int(rng() % 8193) - 4096) / 1024.0f;
     const float magnitude = std::uniform_real_distribution<float>(0.125f, 8.0f)(rng);
     return rng() % 2 ? magnitude : -magnitude;
@@ -200,4 +189,4 @@ Qm::Ptr<Aud::SimpleMixState> randomState(std::mt19937& rng, bool textExact, int 
     return s;
 }
 
-} // namespace mixtest
+} // namespace audatoms::test

@@ -11,26 +11,26 @@
 #include <string>
 #include <vector>
 
-namespace mixtest {
+namespace audatoms::test {
 
 // "assertion failed <condition> at ole/AudAtoms/Aud__SimpleMixState line <line>\n"
 std::string assertionLine(int line, const std::string& condition = "false");
 
 // Builds expected bytes as the layout tables describe them (little-endian).
-class Bytes {
+class StreamBytes {
 public:
-    Bytes& u8(unsigned v);
-    Bytes& u16(unsigned v);
-    Bytes& u32(std::uint32_t v);
-    Bytes& i32(std::int32_t v) { return u32(std::uint32_t(v)); }
-    Bytes& f32(float v);
-    Bytes& str(const std::string& s); // with its NUL
-    Bytes& raw(const std::string& s);
-    Bytes& raw(const std::vector<std::uint8_t>& v);
+    StreamBytes& u8(unsigned v);
+    StreamBytes& u16(unsigned v);
+    StreamBytes& u32(std::uint32_t v);
+    StreamBytes& i32(std::int32_t v) { return u32(std::uint32_t(v)); }
+    StreamBytes& f32(float v);
+    StreamBytes& str(const std::string& s); // with its NUL
+    StreamBytes& raw(const std::string& s);
+    StreamBytes& raw(const std::vector<std::uint8_t>& v);
     // A binary block: uint32 length, then the bytes.
-    Bytes& block(const std::vector<std::uint8_t>& v);
+    StreamBytes& block(const std::vector<std::uint8_t>& v);
     // A stream format 2 layer header.
-    Bytes& header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total);
+    StreamBytes& header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total);
     const std::string& str() const { return s_; }
     std::size_t size() const { return s_.size(); }
 
@@ -55,15 +55,16 @@ bool sameState(const Aud::SimpleMixState& a, const Aud::SimpleMixState& b, std::
 // textExact: levels and pans that keep their exact value through "%.10f" text.
 Qm::Ptr<Aud::SimpleMixState> randomState(std::mt19937& rng, bool textExact, int maxInputs = 40, int maxMixes = 8);
 
-// Runs fn and returns what it printed on standard output.
-std::string stdoutOf(const std::function<void()>& fn);
+// Runs fn and returns the assertion lines it reported (platform::LogCapture's
+// assertionText()).
+std::string assertionsOf(const std::function<void()>& fn);
 
 // The mixer layer's own data, and the whole record (all layers) in the given stream format.
 std::string ownData(const Aud::SimpleMixState& s);
 std::string record(const Aud::SimpleMixState& s, int format = 2);
 
-// Unpacks a whole record into s: the status, the stream's error text, what was printed on
-// standard output, the log text, and where reading stopped.
+// Unpacks a whole record into s: the status, the stream's error text, the assertion lines
+// reported, the log text, and where reading stopped.
 struct Unpacked {
     int status = 0;
     std::string errors;
@@ -78,7 +79,4 @@ Unpacked unpackRecord(Aud::SimpleMixState& s, const std::string& bytes);
 // slope * (v - mag) + uval of that node.
 float faderFromMagnitude(float v);
 
-float bitsToFloat(std::uint32_t bits);
-std::uint32_t floatBits(float f);
-
-} // namespace mixtest
+} // namespace audatoms::test

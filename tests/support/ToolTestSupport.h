@@ -13,6 +13,7 @@
 #include "tools/RenderJob.h"
 #include "tools/Renderer.h"
 #include "tools/Session.h"
+#include "ScratchDir.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -34,38 +35,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace tooltest {
-
-namespace fs = std::filesystem;
-
-// A fresh folder under the system's temporary folder, removed with its contents.
-class ScratchDir {
-public:
-    ScratchDir() {
-        std::string tmpl = (fs::temp_directory_path() / "audatoms-test-XXXXXX").string();
-        if (!::mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
-        path_ = tmpl;
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    std::string path() const { return path_.string(); }
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-    // Names of every entry in the folder (to check that nothing was left behind).
-    std::vector<std::string> entries() const {
-        std::vector<std::string> names;
-        for (const auto& e : fs::directory_iterator(path_)) names.push_back(e.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-private:
-    fs::path path_;
-};
+namespace audatoms::test {
 
 inline void writeText(const std::string& path, const std::string& text) {
     std::ofstream out(path, std::ios::binary);
@@ -251,4 +221,4 @@ inline RunResult renderWithTool(const std::vector<std::string>& global, const st
     return r;
 }
 
-} // namespace tooltest
+} // namespace audatoms::test

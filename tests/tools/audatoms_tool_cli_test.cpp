@@ -14,9 +14,9 @@
 #include <pty.h>
 #include <thread>
 
-using tooltest::RunResult;
-using tooltest::runTool;
-using tooltest::ScratchDir;
+using audatoms::test::RunResult;
+using audatoms::test::runTool;
+using audatoms::test::ScratchDir;
 
 namespace {
 
@@ -35,7 +35,7 @@ void writeStereoTone(const std::string& path, int rate = 48000, double seconds =
         x.push_back(v);
         x.push_back(-0.25 * v);
     }
-    tooltest::writeDoubles(path, SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2, rate, x);
+    audatoms::test::writeDoubles(path, SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2, rate, x);
 }
 
 } // namespace
@@ -45,10 +45,10 @@ TEST(ToolCli, DemoWritesAValidWavWhosePeaksMatchTheMeterTable) {
     const RunResult r = runTool({"--json", "--quiet", "demo", "--out", dir.file("demo-out")});
     ASSERT_EQ(r.status, 0) << r.err;
     const nlohmann::json j = nlohmann::json::parse(r.out);
-    const tooltest::Audio wav = tooltest::readAudio(dir.file("demo-out/demo.wav"));
+    const audatoms::test::Audio wav = audatoms::test::readAudio(dir.file("demo-out/demo.wav"));
     // The file holds integers; the float mix of the session the demo wrote (its render
     // without the edit it makes while rendering) is checked finite here.
-    tooltest::renderSessionHere(dir.file("demo-out/session.ini"), false);
+    audatoms::test::renderSessionHere(dir.file("demo-out/session.ini"), false);
     EXPECT_EQ(wav.info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_24);
     EXPECT_EQ(wav.info.samplerate, 48000);
     EXPECT_EQ(wav.info.frames, 480000);
@@ -67,7 +67,7 @@ TEST(ToolCli, DemoWritesAValidWavWhosePeaksMatchTheMeterTable) {
     EXPECT_TRUE(clipSeen);
     EXPECT_GT(j["times_real_time"].get<double>(), 0.0);
     // The EQ plot is an SVG document with a curve per band and per equaliser.
-    const std::string svg = tooltest::readText(dir.file("demo-out/demo-eq.svg"));
+    const std::string svg = audatoms::test::readText(dir.file("demo-out/demo-eq.svg"));
     EXPECT_EQ(svg.rfind("<?xml", 0), 0u);
     EXPECT_TRUE(contains(svg, "<svg") && contains(svg, "</svg>"));
     std::size_t paths = 0;
@@ -83,8 +83,8 @@ TEST(ToolCli, DemoTextPrintsTheSpeedAndTheMeterTable) {
     EXPECT_TRUE(contains(r.out, "dBFS  CLIP  clip.wav"));
     EXPECT_FALSE(contains(r.err, "\r"));  // no progress bar when standard error is not a terminal
     // The printed output rows (dBFS to two decimals) against the file's peaks.
-    const tooltest::Audio wav = tooltest::readAudio(dir.file("d/demo.wav"));
-    tooltest::renderSessionHere(dir.file("d/session.ini"), false);  // its float mix checked finite
+    const audatoms::test::Audio wav = audatoms::test::readAudio(dir.file("d/demo.wav"));
+    audatoms::test::renderSessionHere(dir.file("d/session.ini"), false);  // its float mix checked finite
     ASSERT_EQ(wav.info.channels, 4);
     for (int c = 0; c < 4; ++c) {
         const std::string key = "  out  " + std::to_string(c) + " ";
@@ -134,7 +134,7 @@ TEST(ToolCli, InfoReadsOneChannelOfBigEndianDoubles) {
     std::vector<double> x(4801, 0.0);
     for (std::size_t i = 0; i < x.size(); ++i) x[i] = 0.5 * std::sin(0.01 * double(i));
     x[4799] = -0.75;  // the peak, in the last odd-numbered frame
-    tooltest::writeDoubles(dir.file("mono.aiff"), SF_FORMAT_AIFF | SF_FORMAT_DOUBLE, 1, 48000, x);
+    audatoms::test::writeDoubles(dir.file("mono.aiff"), SF_FORMAT_AIFF | SF_FORMAT_DOUBLE, 1, 48000, x);
     const RunResult r = runTool({"--json", "info", dir.file("mono.aiff")});
     ASSERT_EQ(r.status, 0) << r.err;
     const nlohmann::json j = nlohmann::json::parse(r.out);
@@ -167,12 +167,12 @@ TEST(ToolCli, EqPlotsWritesCsvAndAppliesToAFile) {
     const RunResult r = runTool({"--quiet", "eq", "--band", "peaking:440:q=2:+6", "--band", "hp:20", "--svg", dir.file("eq.svg"),
                                  "--csv", dir.file("eq.csv"), "--apply", dir.file("in.wav"), "-o", dir.file("out.wav")});
     ASSERT_EQ(r.status, 0) << r.err;
-    const std::string csv = tooltest::readText(dir.file("eq.csv"));
+    const std::string csv = audatoms::test::readText(dir.file("eq.csv"));
     EXPECT_EQ(csv.rfind("frequency_hz,band1_db,band2_db,total_db\n", 0), 0u);
-    EXPECT_TRUE(contains(tooltest::readText(dir.file("eq.svg")), "</svg>"));
+    EXPECT_TRUE(contains(audatoms::test::readText(dir.file("eq.svg")), "</svg>"));
     // +6 dB at 440 Hz (the high-pass at 20 Hz takes almost nothing there): the tone's
     // peak doubles once the filter has settled.
-    const tooltest::Audio out = tooltest::readAudio(dir.file("out.wav"));
+    const audatoms::test::Audio out = audatoms::test::readAudio(dir.file("out.wav"));
     ASSERT_EQ(out.info.frames, 24000);
     double late = 0;
     for (std::size_t i = 2 * 12000; i < out.samples.size(); i += 2) late = std::max(late, std::fabs(out.samples[i]));
@@ -181,12 +181,12 @@ TEST(ToolCli, EqPlotsWritesCsvAndAppliesToAFile) {
 
 TEST(ToolCli, MixstateConvertsTextToStreamAndBack) {
     ScratchDir dir;
-    tooltest::writeText(dir.file("m.ini"),
+    audatoms::test::writeText(dir.file("m.ini"),
                         "[SimpleMixState.InputChannels.Fader]\n003=0.2500000000\n"
                         "[SimpleMixState.MixChannels.RouteToOutput]\n02L->05=1\n");
     ASSERT_EQ(runTool({"-q", "mixstate", "convert", dir.file("m.ini"), dir.file("m.mixstate"), "--outputs", "6"}).status, 0);
     ASSERT_EQ(runTool({"-q", "mixstate", "convert", dir.file("m.mixstate"), dir.file("back.ini")}).status, 0);
-    const std::string back = tooltest::readText(dir.file("back.ini"));
+    const std::string back = audatoms::test::readText(dir.file("back.ini"));
     EXPECT_TRUE(contains(back, "003=0.2500000000"));
     EXPECT_TRUE(contains(back, "02L->05=1"));
     EXPECT_TRUE(contains(back, "Version=1.1"));
@@ -194,7 +194,7 @@ TEST(ToolCli, MixstateConvertsTextToStreamAndBack) {
     RunResult r = runTool({"mixstate", "convert", dir.file("m.ini"), dir.file("m.xyz")});
     EXPECT_EQ(r.status, 2);
     EXPECT_TRUE(contains(r.err, "m.xyz: unknown mixer state file type"));
-    tooltest::writeText(dir.file("empty.ini"), "[Other]\na=1\n");
+    audatoms::test::writeText(dir.file("empty.ini"), "[Other]\na=1\n");
     r = runTool({"mixstate", "convert", dir.file("empty.ini"), dir.file("x.mixstate")});
     EXPECT_EQ(r.status, 2);
     EXPECT_TRUE(contains(r.err, "no SimpleMixState sections"));
@@ -249,9 +249,9 @@ TEST(ToolCli, EveryBadSessionGivesItsMessageStatusTwoAndNoOutput) {
         writeStereoTone(dir.file("tone.wav"));
         writeStereoTone(dir.file("tone44.wav"), 44100);
         std::filesystem::create_directory(dir.file("adir"));
-        tooltest::writeText(dir.file("garbage.wav"), "RIFF....WAVEjunk");
-        tooltest::writeDoubles(dir.file("ulaw.wav"), SF_FORMAT_WAV | SF_FORMAT_ULAW, 1, 48000, std::vector<double>(100, 0.1));
-        tooltest::writeText(dir.file("s.ini"), c.session);
+        audatoms::test::writeText(dir.file("garbage.wav"), "RIFF....WAVEjunk");
+        audatoms::test::writeDoubles(dir.file("ulaw.wav"), SF_FORMAT_WAV | SF_FORMAT_ULAW, 1, 48000, std::vector<double>(100, 0.1));
+        audatoms::test::writeText(dir.file("s.ini"), c.session);
         const std::vector<std::string> before = dir.entries();
         const RunResult r = runTool({"render", "s.ini", "-o", "out.wav"}, dir.path());
         EXPECT_EQ(r.status, 2) << r.err;
@@ -264,7 +264,7 @@ TEST(ToolCli, EveryBadSessionGivesItsMessageStatusTwoAndNoOutput) {
 TEST(ToolCli, BadArgumentsGiveStatusTwoAndNoOutput) {
     ScratchDir dir;
     writeStereoTone(dir.file("tone.wav"));
-    tooltest::writeText(dir.file("s.ini"), std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n");
+    audatoms::test::writeText(dir.file("s.ini"), std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n");
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
         {{"render", "missing.ini"}, "missing.ini: cannot open: No such file or directory"},
         {{"render", "s.ini", "-o", "out.xyz"}, "out.xyz: unknown output file type"},
@@ -301,11 +301,11 @@ TEST(ToolCli, BadArgumentsGiveStatusTwoAndNoOutput) {
 
 TEST(ToolCli, AFailedRenderLeavesAnEarlierOutputUntouched) {
     ScratchDir dir;
-    tooltest::writeText(dir.file("out.wav"), "earlier result");
-    tooltest::writeText(dir.file("s.ini"), std::string(kGoodHead) + "[Inputs]\nFile=missing.wav\n");
+    audatoms::test::writeText(dir.file("out.wav"), "earlier result");
+    audatoms::test::writeText(dir.file("s.ini"), std::string(kGoodHead) + "[Inputs]\nFile=missing.wav\n");
     const RunResult r = runTool({"render", "s.ini", "-o", "out.wav"}, dir.path());
     EXPECT_EQ(r.status, 2);
-    EXPECT_EQ(tooltest::readText(dir.file("out.wav")), "earlier result");
+    EXPECT_EQ(audatoms::test::readText(dir.file("out.wav")), "earlier result");
 }
 
 TEST(ToolCli, AStoppedRenderRemovesItsTemporaryFile) {
@@ -313,7 +313,7 @@ TEST(ToolCli, AStoppedRenderRemovesItsTemporaryFile) {
     writeStereoTone(dir.file("tone.wav"));
     // An hour of output (the short input is followed by silence): far longer than the
     // moment the render is stopped at.
-    tooltest::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=3600\n[Inputs]\nFile=tone.wav\n");
+    audatoms::test::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=3600\n[Inputs]\nFile=tone.wav\n");
     const std::string tool = AUDATOMS_TOOL_PATH;
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -373,7 +373,7 @@ std::string runOnTerminal(const std::vector<std::string>& args, const std::strin
 TEST(ToolCli, TheProgressBarIsDrawnOnATerminalUnlessQuiet) {
     ScratchDir dir;
     writeStereoTone(dir.file("tone.wav"));
-    tooltest::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=120\n[Inputs]\nFile=tone.wav\n");
+    audatoms::test::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=120\n[Inputs]\nFile=tone.wav\n");
     const std::string shown = runOnTerminal({"render", "s.ini", "-o", "a.wav"}, dir.path());
     EXPECT_TRUE(contains(shown, "\rrendering [")) << shown;
     EXPECT_TRUE(contains(shown, "100%")) << shown;
@@ -388,11 +388,11 @@ TEST(ToolCli, TheProgressBarIsDrawnOnATerminalUnlessQuiet) {
 TEST(ToolCli, EveryUnwritableOutputGivesStatusOneNamingItAndLeavesNothing) {
     ScratchDir dir;
     writeStereoTone(dir.file("tone.wav"));
-    tooltest::writeText(dir.file("s.ini"), std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n");
-    tooltest::writeText(dir.file("m.ini"), "[SimpleMixState.InputChannels.Fader]\n003=0.25\n");
+    audatoms::test::writeText(dir.file("s.ini"), std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n");
+    audatoms::test::writeText(dir.file("m.ini"), "[SimpleMixState.InputChannels.Fader]\n003=0.25\n");
     // A regular file where a folder is expected: no one can create anything inside it,
     // whatever the user's privileges.
-    tooltest::writeText(dir.file("afile"), "not a folder");
+    audatoms::test::writeText(dir.file("afile"), "not a folder");
     std::filesystem::create_directory(dir.file("adir.wav"));
     std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
         {{"render", "s.ini", "-o", "afile/out.wav"}, "afile/out.wav: cannot create the output file in afile"},
@@ -424,7 +424,7 @@ TEST(ToolCli, EveryUnwritableOutputGivesStatusOneNamingItAndLeavesNothing) {
         EXPECT_EQ(r.status, 1) << r.err;
         EXPECT_TRUE(contains(r.err, "audatoms: " + expect)) << "message: " << r.err;
         EXPECT_EQ(dir.entries(), before) << "an output or temporary file was left";
-        EXPECT_EQ(tooltest::readText(dir.file("afile")), "not a folder");
+        EXPECT_EQ(audatoms::test::readText(dir.file("afile")), "not a folder");
     }
     if (!root) {
         EXPECT_TRUE(std::filesystem::is_empty(dir.file("locked")));
@@ -458,7 +458,7 @@ RunResult runWithStdout(const std::vector<std::string>& args, const std::string&
     ::waitpid(pid, &wstatus, 0);
     RunResult r;
     r.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
-    r.err = tooltest::readText(errPath);
+    r.err = audatoms::test::readText(errPath);
     return r;
 }
 
@@ -530,7 +530,7 @@ TEST(ToolCli, AnInterruptedRenderExitsWith130AndLeavesNoFile) {
     ScratchDir dir;
     writeStereoTone(dir.file("tone.wav"));
     // An hour of output: far longer than the moment of the interrupt.
-    tooltest::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=3600\n[Inputs]\nFile=tone.wav\n");
+    audatoms::test::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=3600\n[Inputs]\nFile=tone.wav\n");
     const Started child = startTool({"render", "s.ini", "-o", "out.wav"}, dir.path());
     ASSERT_GT(child.pid, 0);
     bool sawTemporary = false;
@@ -596,7 +596,7 @@ TEST(ToolCli, EqMixstateAndBenchGiveTheirResultsAsJson) {
     EXPECT_TRUE(sawPeak);
     EXPECT_TRUE(std::filesystem::exists(dir.file("out.wav")));
 
-    tooltest::writeText(dir.file("m.ini"), "[SimpleMixState.InputChannels.Fader]\n003=0.25\n");
+    audatoms::test::writeText(dir.file("m.ini"), "[SimpleMixState.InputChannels.Fader]\n003=0.25\n");
     r = runTool({"--json", "mixstate", "convert", "m.ini", "m.mixstate", "--outputs", "6"}, dir.path());
     ASSERT_EQ(r.status, 0) << r.err;
     j = nlohmann::json::parse(r.out);

@@ -20,7 +20,7 @@
 #include <tuple>
 
 using namespace audtool;
-using tooltest::ScratchDir;
+using audatoms::test::ScratchDir;
 
 namespace {
 
@@ -159,7 +159,7 @@ TEST(ToolFormats, EveryEncodingContainerOrderAndChannelCountDecodesWithinOneLsb)
                     bool big = false;
                     if (!tryWrite(path, ct.sf | enc.sf | order, channels, &big)) continue;
                     if (!seen.insert({ct.sf, enc.sf, big, channels}).second) continue;
-                    const tooltest::Audio ref = tooltest::readAudio(path);
+                    const audatoms::test::Audio ref = audatoms::test::readAudio(path);
                     const std::vector<float> refFloat = readFloats(path);
                     FileFormat fmt;
                     const ToolDecode decoded = decodeWithTool(path, &fmt);
@@ -216,7 +216,7 @@ TEST(ToolFormats, OneChannelBigEndianDoublesDecodeExactlyInBlocksOfAnySize) {
                                               std::to_string(frames) + ".bin");
             std::vector<double> x = signal(1, frames);
             for (int i = 0; i < frames; ++i) x[i] += 1e-9 * (i + 1);  // not a float value
-            tooltest::writeDoubles(path, container | SF_FORMAT_DOUBLE, 1, 48000, x);
+            audatoms::test::writeDoubles(path, container | SF_FORMAT_DOUBLE, 1, 48000, x);
             for (const unsigned block : {1u, 2u, 3u, 8u, 64u, 1000u}) {
                 SCOPED_TRACE(path + ", blocks of " + std::to_string(block));
                 FileFormat fmt;
@@ -236,7 +236,7 @@ TEST(ToolFormats, OneChannelBigEndianDoublesDecodeExactlyInBlocksOfAnySize) {
 TEST(ToolFormats, OneChannelBigEndianDoublesAreSilentPastTheEnd) {
     ScratchDir dir;
     const std::string path = dir.file("mono-double-short.aiff");
-    tooltest::writeDoubles(path, SF_FORMAT_AIFF | SF_FORMAT_DOUBLE, 1, 48000, std::vector<double>(5, 0.25));
+    audatoms::test::writeDoubles(path, SF_FORMAT_AIFF | SF_FORMAT_DOUBLE, 1, 48000, std::vector<double>(5, 0.25));
     SndfileSource source(path);
     BlockDecoder decoder(source, 4);
     EXPECT_EQ(decoder.decode(source, 4), 4u);
@@ -251,7 +251,7 @@ TEST(ToolFormats, OneChannelBigEndianDoublesAreSilentPastTheEnd) {
 TEST(ToolFormats, UnsupportedEncodingsAndNonAudioAreInputErrorsNamingTheFile) {
     ScratchDir dir;
     const std::string ulaw = dir.file("ulaw.wav");
-    tooltest::writeDoubles(ulaw, SF_FORMAT_WAV | SF_FORMAT_ULAW, 1, 8000, signal(1, 100));
+    audatoms::test::writeDoubles(ulaw, SF_FORMAT_WAV | SF_FORMAT_ULAW, 1, 8000, signal(1, 100));
     EXPECT_THROW(
         {
             try {
@@ -263,7 +263,7 @@ TEST(ToolFormats, UnsupportedEncodingsAndNonAudioAreInputErrorsNamingTheFile) {
         },
         InputError);
     const std::string text = dir.file("text.wav");
-    tooltest::writeText(text, "this is not audio\n");
+    audatoms::test::writeText(text, "this is not audio\n");
     EXPECT_THROW(SndfileSource s(text), InputError);
     EXPECT_THROW(SndfileSource s(dir.file("missing.wav")), InputError);
     EXPECT_THROW(SndfileSource s(dir.path()), InputError);
@@ -272,7 +272,7 @@ TEST(ToolFormats, UnsupportedEncodingsAndNonAudioAreInputErrorsNamingTheFile) {
 TEST(ToolFormats, BlocksPastTheEndOfAFileAreSilentAndCountNoFrames) {
     ScratchDir dir;
     const std::string path = dir.file("short.wav");
-    tooltest::writeDoubles(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 48000, std::vector<double>(2 * 10, 0.5));
+    audatoms::test::writeDoubles(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 48000, std::vector<double>(2 * 10, 0.5));
     SndfileSource source(path);
     BlockDecoder decoder(source, 8);
     EXPECT_EQ(decoder.decode(source, 8), 8u);

@@ -24,15 +24,15 @@
 #include <tuple>
 
 using namespace audtool;
-using tooltest::ScratchDir;
+using audatoms::test::ScratchDir;
 
 TEST(ToolRenderPastEnd, TheFiniteCheckFailsOnAnInfinityAndOnANaN) {
     const float inf[] = {0.0f, 0.5f, std::numeric_limits<float>::infinity()};
     const float nan[] = {std::numeric_limits<float>::quiet_NaN(), 0.0f};
     const float fine[] = {0.0f, -1.0f, 1e30f, std::numeric_limits<float>::denorm_min()};
-    EXPECT_NONFATAL_FAILURE(tooltest::expectFinite(inf, 3, "inf"), "inf: 1 samples are not finite, the first at frame 2");
-    EXPECT_NONFATAL_FAILURE(tooltest::expectFinite(nan, 2, "nan", 100), "the first at frame 100");
-    EXPECT_TRUE(tooltest::expectFinite(fine, 4, "fine"));  // and no failure
+    EXPECT_NONFATAL_FAILURE(audatoms::test::expectFinite(inf, 3, "inf"), "inf: 1 samples are not finite, the first at frame 2");
+    EXPECT_NONFATAL_FAILURE(audatoms::test::expectFinite(nan, 2, "nan", 100), "the first at frame 100");
+    EXPECT_TRUE(audatoms::test::expectFinite(fine, 4, "fine"));  // and no failure
 }
 
 namespace {
@@ -80,7 +80,7 @@ std::vector<DecodedFormat> decodedFormats(const ScratchDir& dir) {
                 info.format = sf;
                 if (!sf_format_check(&info)) continue;
                 const std::string probe = dir.file("probe." + std::string(ct.ext));
-                tooltest::writeDoubles(probe, sf, 1, kRate, {0.5, -0.5});
+                audatoms::test::writeDoubles(probe, sf, 1, kRate, {0.5, -0.5});
                 const FileFormat f = SndfileSource(probe).format();
                 if (!seen.insert({f.sampleType, f.bigEndian}).second) continue;
                 formats.push_back({sf, ct.ext, std::string(enc.name) + (f.bigEndian ? " big-endian" : " little-endian"),
@@ -180,7 +180,7 @@ std::vector<unsigned char> rawFrames(const std::string& path) {
 
 // True when the two mixes are equal bit for bit; otherwise one failure naming the first
 // difference.
-bool sameBits(const tooltest::MixCapture& a, const tooltest::MixCapture& b, const char* aName = "past the end",
+bool sameBits(const audatoms::test::MixCapture& a, const audatoms::test::MixCapture& b, const char* aName = "past the end",
               const char* bName = "with the file padded") {
     if (a.out.size() != b.out.size()) {
         ADD_FAILURE() << a.out.size() << " outputs against " << b.out.size();
@@ -229,8 +229,8 @@ TEST(ToolRenderPastEnd, PastTheEndEqualsTheInputPaddedWithSilence) {
                 std::vector<double> padded = x;
                 padded.resize(std::size_t(sessionFrames) * channels, 0.0);
                 const std::string shortFile = "short." + fmt.ext, paddedFile = "padded." + fmt.ext;
-                tooltest::writeDoubles(dir.file(shortFile), fmt.sf, int(channels), kRate, x);
-                tooltest::writeDoubles(dir.file(paddedFile), fmt.sf, int(channels), kRate, padded);
+                audatoms::test::writeDoubles(dir.file(shortFile), fmt.sf, int(channels), kRate, x);
+                audatoms::test::writeDoubles(dir.file(paddedFile), fmt.sf, int(channels), kRate, padded);
                 // The padded file is the short one's frames, byte for byte, then silence
                 // (an odd-sized 8-bit AIFF file reads with one frame more, its pad byte).
                 const std::vector<unsigned char> shortRaw = rawFrames(dir.file(shortFile));
@@ -246,19 +246,19 @@ TEST(ToolRenderPastEnd, PastTheEndEqualsTheInputPaddedWithSilence) {
                                      (b.empty() ? std::string("none") : b.front()) + (b.size() > 1 ? " ..." : ""));
                         const std::string shortText = sessionText(shortFile, channels, timing, automation, b);
                         const std::string paddedText = sessionText(paddedFile, channels, timing, automation, b);
-                        const tooltest::MixCapture pastEnd =
-                            tooltest::renderSession(parseSession(shortText, "short.ini", dir.path()), sourcesOf(*shortHeld));
-                        const tooltest::MixCapture withSilence =
-                            tooltest::renderSession(parseSession(paddedText, "padded.ini", dir.path()), sourcesOf(*paddedHeld));
+                        const audatoms::test::MixCapture pastEnd =
+                            audatoms::test::renderSession(parseSession(shortText, "short.ini", dir.path()), sourcesOf(*shortHeld));
+                        const audatoms::test::MixCapture withSilence =
+                            audatoms::test::renderSession(parseSession(paddedText, "padded.ini", dir.path()), sourcesOf(*paddedHeld));
                         ASSERT_EQ(withSilence.frames, sessionFrames);
                         if (&automation == &kAutomation[0] && &b == &bands[0]) {
                             // Once per file: the files themselves, read as the render
                             // command reads them, give the same mixes.
-                            tooltest::writeText(dir.file("short.ini"), shortText);
-                            tooltest::writeText(dir.file("padded.ini"), paddedText);
-                            if (!sameBits(tooltest::renderSessionHere(dir.file("short.ini")), pastEnd, "from the file",
+                            audatoms::test::writeText(dir.file("short.ini"), shortText);
+                            audatoms::test::writeText(dir.file("padded.ini"), paddedText);
+                            if (!sameBits(audatoms::test::renderSessionHere(dir.file("short.ini")), pastEnd, "from the file",
                                           "from memory") ||
-                                !sameBits(tooltest::renderSessionHere(dir.file("padded.ini")), withSilence, "from the file",
+                                !sameBits(audatoms::test::renderSessionHere(dir.file("padded.ini")), withSilence, "from the file",
                                           "from memory"))
                                 return;
                         }
@@ -287,14 +287,14 @@ std::string withLength(const std::string& session, const std::string& length) {
 
 TEST(ToolRenderPastEnd, TheDemoSessionForSixtySecondsMetersAsForTenAndThenFallsSilent) {
     ScratchDir dir;
-    const auto demo = tooltest::runTool({"-q", "demo", "--out", dir.file("demo")});
+    const auto demo = audatoms::test::runTool({"-q", "demo", "--out", dir.file("demo")});
     ASSERT_EQ(demo.status, 0) << demo.err;
-    const std::string session = tooltest::readText(dir.file("demo/session.ini"));
-    tooltest::writeText(dir.file("demo/ten.ini"), withLength(session, "10"));
-    tooltest::writeText(dir.file("demo/sixty.ini"), withLength(session, "60"));
-    const auto ten = tooltest::renderWithTool({"-q", "--json"}, dir.file("demo/ten.ini"), dir.file("ten.wav"));
+    const std::string session = audatoms::test::readText(dir.file("demo/session.ini"));
+    audatoms::test::writeText(dir.file("demo/ten.ini"), withLength(session, "10"));
+    audatoms::test::writeText(dir.file("demo/sixty.ini"), withLength(session, "60"));
+    const auto ten = audatoms::test::renderWithTool({"-q", "--json"}, dir.file("demo/ten.ini"), dir.file("ten.wav"));
     ASSERT_EQ(ten.status, 0) << ten.err;
-    const auto sixty = tooltest::renderWithTool({"-q", "--json"}, dir.file("demo/sixty.ini"), dir.file("sixty.wav"));
+    const auto sixty = audatoms::test::renderWithTool({"-q", "--json"}, dir.file("demo/sixty.ini"), dir.file("sixty.wav"));
     ASSERT_EQ(sixty.status, 0) << sixty.err;
 
     // The same meter table: the inputs end at 10 s and nothing after them rises above
@@ -305,8 +305,8 @@ TEST(ToolRenderPastEnd, TheDemoSessionForSixtySecondsMetersAsForTenAndThenFallsS
     for (const auto& out : j60["outputs"]) EXPECT_FALSE(out["clipped"].get<bool>()) << out.dump();
 
     // The file: the first 10 s as the 10 s render's, bit for bit.
-    const tooltest::Audio a10 = tooltest::readAudio(dir.file("ten.wav"));
-    const tooltest::Audio a60 = tooltest::readAudio(dir.file("sixty.wav"));
+    const audatoms::test::Audio a10 = audatoms::test::readAudio(dir.file("ten.wav"));
+    const audatoms::test::Audio a60 = audatoms::test::readAudio(dir.file("sixty.wav"));
     ASSERT_EQ(a10.info.frames, 10 * kRate);
     ASSERT_EQ(a60.info.frames, 60 * kRate);
     ASSERT_EQ(a60.info.channels, 4);
@@ -314,7 +314,7 @@ TEST(ToolRenderPastEnd, TheDemoSessionForSixtySecondsMetersAsForTenAndThenFallsS
 
     // After 10 s, the filters' tails: in the float mix, each block's peak no higher than
     // the block's before, falling to exact silence within a second and staying there.
-    const tooltest::MixCapture mix = tooltest::renderSessionHere(dir.file("demo/sixty.ini"));
+    const audatoms::test::MixCapture mix = audatoms::test::renderSessionHere(dir.file("demo/sixty.ini"));
     ASSERT_EQ(mix.frames, 60 * kRate);
     for (std::size_t k = 0; k < 4; ++k) {
         SCOPED_TRACE("output " + std::to_string(k + 1));
@@ -341,9 +341,9 @@ TEST(ToolRenderPastEnd, TheDemoSessionForSixtySecondsMetersAsForTenAndThenFallsS
 // its inputs end at 10 s or go on with 4 s of digital silence.
 TEST(ToolRenderPastEnd, TheDemoSessionPastItsInputsRendersAsWithItsInputsPadded) {
     ScratchDir dir;
-    const auto demo = tooltest::runTool({"-q", "demo", "--out", dir.file("demo")});
+    const auto demo = audatoms::test::runTool({"-q", "demo", "--out", dir.file("demo")});
     ASSERT_EQ(demo.status, 0) << demo.err;
-    std::string session = withLength(tooltest::readText(dir.file("demo/session.ini")), "14");
+    std::string session = withLength(audatoms::test::readText(dir.file("demo/session.ini")), "14");
     std::string paddedSession = session;
     for (const char* name : {"tones.wav", "sweep.aiff", "noise.wav", "clip.wav"}) {
         // The same container and sample format, the frames copied as stored, then 4 s of
@@ -369,16 +369,16 @@ TEST(ToolRenderPastEnd, TheDemoSessionPastItsInputsRendersAsWithItsInputsPadded)
         ASSERT_NE(at, std::string::npos) << name;
         paddedSession.replace(at + 5, std::strlen(name), padded);
     }
-    tooltest::writeText(dir.file("demo/long.ini"), session);
-    tooltest::writeText(dir.file("demo/padded.ini"), paddedSession);
-    const auto a = tooltest::renderWithTool({"-q"}, dir.file("demo/long.ini"), dir.file("long.wav"));
+    audatoms::test::writeText(dir.file("demo/long.ini"), session);
+    audatoms::test::writeText(dir.file("demo/padded.ini"), paddedSession);
+    const auto a = audatoms::test::renderWithTool({"-q"}, dir.file("demo/long.ini"), dir.file("long.wav"));
     ASSERT_EQ(a.status, 0) << a.err;
-    const auto b = tooltest::renderWithTool({"-q"}, dir.file("demo/padded.ini"), dir.file("padded.wav"));
+    const auto b = audatoms::test::renderWithTool({"-q"}, dir.file("demo/padded.ini"), dir.file("padded.wav"));
     ASSERT_EQ(b.status, 0) << b.err;
-    EXPECT_EQ(tooltest::readAudio(dir.file("long.wav")).info.frames, 14 * kRate);
-    EXPECT_TRUE(tooltest::readText(dir.file("long.wav")) == tooltest::readText(dir.file("padded.wav")))
+    EXPECT_EQ(audatoms::test::readAudio(dir.file("long.wav")).info.frames, 14 * kRate);
+    EXPECT_TRUE(audatoms::test::readText(dir.file("long.wav")) == audatoms::test::readText(dir.file("padded.wav")))
         << "the two mix files differ";
     // And the float mixes, bit for bit.
-    EXPECT_TRUE(sameBits(tooltest::renderSessionHere(dir.file("demo/long.ini")),
-                         tooltest::renderSessionHere(dir.file("demo/padded.ini")), "past the end", "with the files padded"));
+    EXPECT_TRUE(sameBits(audatoms::test::renderSessionHere(dir.file("demo/long.ini")),
+                         audatoms::test::renderSessionHere(dir.file("demo/padded.ini")), "past the end", "with the files padded"));
 }

@@ -19,7 +19,7 @@
 #include <random>
 
 using namespace audtool;
-using tooltest::ScratchDir;
+using audatoms::test::ScratchDir;
 
 namespace {
 
@@ -61,13 +61,13 @@ TEST(ToolRender, UnitySessionReproducesA24BitInputBitForBit) {
     std::vector<int> in = random24(frames, 1);
     std::vector<int> scaled(in.size());
     for (std::size_t i = 0; i < in.size(); ++i) scaled[i] = in[i] * 256;  // libsndfile's int scale is 2^31
-    tooltest::writeInts(dir.file("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, scaled);
-    tooltest::writeText(dir.file("unity.ini"),
+    audatoms::test::writeInts(dir.file("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, scaled);
+    audatoms::test::writeText(dir.file("unity.ini"),
                         "[Session]\nSampleRate=48000\nLength=" + std::to_string(double(frames) / 48000) +
                             "\n[Inputs]\nFile=in.wav\n");
-    const auto r = tooltest::renderWithTool({"--quiet"}, dir.file("unity.ini"), dir.file("out.wav"));
+    const auto r = audatoms::test::renderWithTool({"--quiet"}, dir.file("unity.ini"), dir.file("out.wav"));
     ASSERT_EQ(r.status, 0) << r.err;
-    const std::vector<std::int32_t> out = tooltest::rawInt24(dir.file("out.wav"));
+    const std::vector<std::int32_t> out = audatoms::test::rawInt24(dir.file("out.wav"));
     ASSERT_EQ(out.size(), std::size_t(frames) * 2);
     for (int i = 0; i < frames; ++i) {
         ASSERT_EQ(out[2 * i], in[i]) << "left, frame " << i;
@@ -84,9 +84,9 @@ TEST(ToolRender, KnownGainsGiveTheComputedSamples) {
     std::vector<int> a31(a.size()), b31(b.size());
     for (std::size_t i = 0; i < a.size(); ++i) a31[i] = a[i] * 256;
     for (std::size_t i = 0; i < b.size(); ++i) b31[i] = b[i] * 256;
-    tooltest::writeInts(dir.file("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, a31);
-    tooltest::writeInts(dir.file("b.aiff"), SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 2, 48000, b31);
-    tooltest::writeText(dir.file("gains.ini"), session(R"(
+    audatoms::test::writeInts(dir.file("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, a31);
+    audatoms::test::writeInts(dir.file("b.aiff"), SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 2, 48000, b31);
+    audatoms::test::writeText(dir.file("gains.ini"), session(R"(
 [Session]
 SampleRate=48000
 Length=)" + std::to_string(double(frames) / 48000) + R"(
@@ -109,9 +109,9 @@ File=b.aiff    ; inputs 1 and 2
 01L->04=1
 01R->05=1
 )"));
-    const auto r = tooltest::renderWithTool({"--quiet"}, dir.file("gains.ini"), dir.file("out.wav"));
+    const auto r = audatoms::test::renderWithTool({"--quiet"}, dir.file("gains.ini"), dir.file("out.wav"));
     ASSERT_EQ(r.status, 0) << r.err;
-    const std::vector<std::int32_t> out = tooltest::rawInt24(dir.file("out.wav"));
+    const std::vector<std::int32_t> out = audatoms::test::rawInt24(dir.file("out.wav"));
     ASSERT_EQ(out.size(), std::size_t(frames) * 4);
 
     // Gains: input 0 at pan 0.25 is left 1.0, right sin(pi/4) (constant-power law at
@@ -142,7 +142,7 @@ File=b.aiff    ; inputs 1 and 2
 namespace {
 
 // The outputs collected as floats (and checked finite).
-using Capture = tooltest::MixCapture;
+using Capture = audatoms::test::MixCapture;
 
 std::unique_ptr<Renderer> constantInputRenderer(float value, double seconds) {
     std::vector<std::unique_ptr<AudioSource>> sources;
@@ -294,16 +294,16 @@ TEST(ToolRender, SixteenBitAndUnpackedOutputsCarryTheSameMix) {
     const int frames = 4000;
     std::vector<int> in = random24(frames, 9);
     for (int& s : in) s *= 256;
-    tooltest::writeInts(dir.file("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, in);
-    tooltest::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=" + std::to_string(frames / 48000.0) +
+    audatoms::test::writeInts(dir.file("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, in);
+    audatoms::test::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=" + std::to_string(frames / 48000.0) +
                                                "\n[Inputs]\nFile=in.wav\n");
-    ASSERT_EQ(tooltest::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o16.wav"), {"--sample-type", "16"}).status, 0);
-    const auto r = tooltest::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o.raw"), {"--sample-type", "24-unpacked"});
+    ASSERT_EQ(audatoms::test::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o16.wav"), {"--sample-type", "16"}).status, 0);
+    const auto r = audatoms::test::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o.raw"), {"--sample-type", "24-unpacked"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out.find("assertion failed"), std::string::npos);  // the per-sample reports are not shown
-    const tooltest::Audio a16 = tooltest::readAudio(dir.file("o16.wav"));
+    const audatoms::test::Audio a16 = audatoms::test::readAudio(dir.file("o16.wav"));
     ASSERT_EQ(a16.info.format & SF_FORMAT_SUBMASK, SF_FORMAT_PCM_16);
-    const std::string raw = tooltest::readText(dir.file("o.raw"));
+    const std::string raw = audatoms::test::readText(dir.file("o.raw"));
     ASSERT_EQ(raw.size(), std::size_t(frames) * 2 * 4);
     for (int i = 0; i < frames; ++i) {
         const int s24 = in[i] / 256;

@@ -194,9 +194,9 @@ TEST(ToolRates, RatesAndFrameRatesAsTheLibraryKnowsThem) {
 }
 
 TEST(ToolSession, TheExampleIsTheDemoSessionAndRenders) {
-    tooltest::ScratchDir dir;
+    audatoms::test::ScratchDir dir;
     // The demo writes its session and inputs; the example reads them from ../demo-out.
-    const auto demo = tooltest::runTool({"-q", "demo", "--out", dir.file("demo-out")});
+    const auto demo = audatoms::test::runTool({"-q", "demo", "--out", dir.file("demo-out")});
     ASSERT_EQ(demo.status, 0) << demo.err;
     auto settings = [](std::string text) {
         // The entries without comments and with the example's folder taken out.
@@ -212,13 +212,13 @@ TEST(ToolSession, TheExampleIsTheDemoSessionAndRenders) {
         }
         return out;
     };
-    const std::string example = tooltest::readText(std::string(AUDATOMS_SOURCE_DIR) + "/examples/session.ini");
-    EXPECT_EQ(settings(example), settings(tooltest::readText(dir.file("demo-out/session.ini"))));
+    const std::string example = audatoms::test::readText(std::string(AUDATOMS_SOURCE_DIR) + "/examples/session.ini");
+    EXPECT_EQ(settings(example), settings(audatoms::test::readText(dir.file("demo-out/session.ini"))));
     std::filesystem::create_directory(dir.file("examples"));
-    tooltest::writeText(dir.file("examples/session.ini"), example);
-    const auto r = tooltest::renderWithTool({"-q", "--json"}, dir.file("examples/session.ini"), dir.file("mix.wav"));
+    audatoms::test::writeText(dir.file("examples/session.ini"), example);
+    const auto r = audatoms::test::renderWithTool({"-q", "--json"}, dir.file("examples/session.ini"), dir.file("mix.wav"));
     ASSERT_EQ(r.status, 0) << r.err;
-    const tooltest::Audio mix = tooltest::readAudio(dir.file("mix.wav"));
+    const audatoms::test::Audio mix = audatoms::test::readAudio(dir.file("mix.wav"));
     EXPECT_EQ(mix.info.channels, 4);
     EXPECT_EQ(mix.info.frames, 480000);
 }
