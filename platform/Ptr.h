@@ -51,7 +51,8 @@ public:
     ~Ptr() { reset(); }
 
     // Copy and swap: assigning a pointer to itself takes and drops one reference.
-    Ptr& operator=(const Ptr& o) { Ptr(o).swap(*this); return *this; }  // NOLINT(bugprone-unhandled-self-assignment)
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+    Ptr& operator=(const Ptr& o) { Ptr(o).swap(*this); return *this; }
     Ptr& operator=(Ptr&& o) noexcept { Ptr(std::move(o)).swap(*this); return *this; }
     Ptr& operator=(T* p) { Ptr(p).swap(*this); return *this; }
 

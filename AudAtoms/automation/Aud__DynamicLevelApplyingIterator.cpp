@@ -38,7 +38,8 @@ void DynamicLevelApplyingIteratorState::invalidate() {
 
 void* DynamicLevelApplyingIteratorBase::clientKey() const {
     // The id only labels this walk in the store's protocol; it is never dereferenced.
-    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(state_.clientId_));  // NOLINT(performance-no-int-to-ptr)
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(state_.clientId_));
 }
 
 namespace {

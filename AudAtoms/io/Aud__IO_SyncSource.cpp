@@ -9,7 +9,8 @@ IO_SyncSource::IO_SyncSource(eIO_SyncSourceType type, unsigned inputNumber) : re
 IO_SyncSource::IO_SyncSource(const IO_SyncSource& other) : rep_(new Rep(*other.rep_)) {}
 
 // Self-assignment copies the record onto itself, which changes nothing.
-IO_SyncSource& IO_SyncSource::operator=(const IO_SyncSource& other) {  // NOLINT(bugprone-unhandled-self-assignment)
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+IO_SyncSource& IO_SyncSource::operator=(const IO_SyncSource& other) {
     *rep_ = *other.rep_;
     return *this;
 }

@@ -30,7 +30,8 @@ MonitoringPointReader::MonitoringPointReader(const MonitoringPointReader& other)
 }
 
 // Self-assignment (or assigning a reader of the same point) returns before releasing.
-MonitoringPointReader& MonitoringPointReader::operator=(const MonitoringPointReader& other) {  // NOLINT(bugprone-unhandled-self-assignment)
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+MonitoringPointReader& MonitoringPointReader::operator=(const MonitoringPointReader& other) {
     MonitoringPointManager& m = MonitoringPointManager::instance();
     MonitoringPointReaderListEntry* own = entry();
     MonitoringPointReaderListEntry* src = other.entry();

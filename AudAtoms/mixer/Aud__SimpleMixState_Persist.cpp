@@ -163,7 +163,8 @@ bool SimpleMixState::checkUnpackBinary(void* dest, unsigned expected, PStream& s
     if (expected == 0) return true;
     auto* d = static_cast<unsigned char*>(dest);
     // A binary block of the record, not a string: no terminator belongs after it.
-    if (!block.empty()) std::memcpy(d, block.data(), block.size());  // NOLINT(bugprone-not-null-terminated-result)
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result)
+    if (!block.empty()) std::memcpy(d, block.data(), block.size());
     std::memset(d + block.size(), 0, expected - block.size());
     return true;
 }
