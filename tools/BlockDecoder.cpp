@@ -48,7 +48,7 @@ BlockDecoder::BlockDecoder(const AudioSource& source, unsigned maxFrames)
         interleaver_.createOutputBuffers((maxFrames + 1) / 2, splitFormat_, pairs_) != AudioInterleaver::kSuccess)
         throw OutputError("out of memory for a block of " + source.name());
     // Silence as the file would hold it: digital zero, offset binary for unsigned 8-bit.
-    const unsigned char silent[8] = {format_.sampleType == 4 ? (unsigned char)0x80 : (unsigned char)0};
+    const unsigned char silent[8] = {format_.sampleType == 4 ? static_cast<unsigned char>(0x80) : static_cast<unsigned char>(0)};
     if (format_.stride() > sizeof silent || !Aud::SampleConvert::toFloat(format_.sampleType, silent, 1, &silence_))
         throw InputError(source.name() + ": no float conversion for sample type " + std::to_string(format_.sampleType));
     floats_.assign(format_.channels, std::vector<float>(std::size_t(maxFrames) + kPadding, silence_));

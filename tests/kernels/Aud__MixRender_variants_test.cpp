@@ -199,7 +199,7 @@ void compareOnce(const Kernel& k, const Layout& st, unsigned count, float a, flo
                           << " misDst=" << st.misDst << " alias=" << static_cast<int>(st.alias) << " a=" << a
                           << " b=" << b << " peakIn=" << peakIn;
     };
-    auto words = [&](Buffer& b) { return std::span<const float>(b.data(), st.n); };
+    auto words = [&](Buffer& buf) { return std::span<const float>(buf.data(), st.n); };
     if (auto r = sameBits(words(fast.src), words(ref.src)); !r) return fail(std::string("src: ") + r.message());
     if (auto r = sameBits(words(fast.dst1), words(ref.dst1)); !r) return fail(std::string("dst1: ") + r.message());
     if (auto r = sameBits(words(fast.dst2), words(ref.dst2)); !r) return fail(std::string("dst2: ") + r.message());
