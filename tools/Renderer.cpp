@@ -54,7 +54,10 @@ Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<Audio
     if (cadence_.empty())
         throw InputError("the library has no samples-per-frame cadence for " + rateDisplayText(*rate) + " at " +
                          frameRateText(config.frameRate) + " fps");
-    maxBlock_ = *std::max_element(cadence_.begin(), cadence_.end());
+    if (config.blockFrames > (1u << 20))
+        throw InputError("blocks of " + std::to_string(config.blockFrames) + " frames are longer than the renderer's 2^20");
+    blocks_ = config.blockFrames ? std::vector<std::uint32_t>{config.blockFrames} : cadence_;
+    maxBlock_ = *std::max_element(blocks_.begin(), blocks_.end());
     if (maxBlock_ == 0 || maxBlock_ > (1u << 20))
         throw InputError("the samples-per-frame cadence gives unusable blocks of " + std::to_string(maxBlock_) + " samples");
 
@@ -230,8 +233,8 @@ RenderStats Renderer::run() {
     std::int64_t frame = 0;
     std::size_t k = 0;
     while (frame < config_.totalFrames) {
-        const unsigned n = unsigned(std::min<std::int64_t>(cadence_[k], config_.totalFrames - frame));
-        k = (k + 1) % cadence_.size();
+        const unsigned n = unsigned(std::min<std::int64_t>(blocks_[k], config_.totalFrames - frame));
+        k = (k + 1) % blocks_.size();
         if (hook_) hook_(frame);
         renderBlock(frame, n);
         frame += n;

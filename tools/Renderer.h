@@ -3,7 +3,8 @@
 //
 // One block is one video frame of samples: the block lengths cycle through the
 // library's samples-per-frame cadence (Aud::Util::getSMPTE_FrameSequence) of the
-// session rate at the session frame rate. For each block:
+// session rate at the session frame rate; RenderConfig::blockFrames instead gives
+// blocks of a fixed length, as a real-time server's period does. For each block:
 //  1. every source is read raw and decoded by the library (BlockDecoder: interleaver
 //     split, then float), and its Aud::Monitor posts each channel's peak (input meters);
 //  2. every mixer input with level automation walks its
@@ -86,6 +87,7 @@ struct RenderConfig {
     std::int64_t totalFrames = 0;
     Qm::FrameRate frameRate = Qm::FrameRate25;
     unsigned outputs = 2;                   // real mixer outputs, 2..16
+    unsigned blockFrames = 0;               // 0: one block per video frame; else every block this long
 };
 
 struct RenderStats {
@@ -110,14 +112,15 @@ public:
     using Progress = std::function<void(double fraction)>;
 
     // InputError when a source's rate differs from the render rate, the sources have
-    // more channels than the mixer has inputs, or the rate has no video-frame cadence
-    // at the frame rate.
+    // more channels than the mixer has inputs, the rate has no video-frame cadence
+    // at the frame rate, or a fixed block length is above 2^20.
     Renderer(const RenderConfig& config, std::vector<std::unique_ptr<AudioSource>> sources);
     ~Renderer();
 
     const RenderConfig& config() const { return config_; }
     unsigned numInputs() const { return static_cast<unsigned>(channels_.size()); }
     unsigned maxBlock() const { return maxBlock_; }
+    // The samples-per-frame cadence at the frame rate (whatever the block lengths).
     const std::vector<std::uint32_t>& cadence() const { return cadence_; }
 
     // The mixer state, 32 inputs, 4 mixes and outputs + 2 output slots, in its default
@@ -157,6 +160,7 @@ private:
 
     RenderConfig config_;
     std::vector<std::uint32_t> cadence_;
+    std::vector<std::uint32_t> blocks_;   // the block lengths run() cycles through
     unsigned maxBlock_ = 0;
     std::vector<std::unique_ptr<Source>> sources_;
     std::vector<Channel> channels_;
