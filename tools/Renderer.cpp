@@ -16,7 +16,6 @@
 namespace audtool {
 
 namespace MR = Aud::MixRender;
-using Aud::DynamicLevelControl::DynamicLevelApplyingIteratorBase;
 
 struct Renderer::Source {
     std::unique_ptr<AudioSource> source;
@@ -54,7 +53,11 @@ Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<Audio
     if (cadence_.empty())
         throw InputError("the library has no samples-per-frame cadence for " + rateDisplayText(*rate) + " at " +
                          frameRateText(config.frameRate) + " fps");
-    maxBlock_ = *std::max_element(cadence_.begin(), cadence_.end());
+    if (config.blockFrames > (1u << 20))
+        throw InputError("blocks of " + std::to_string(config.blockFrames) +
+                         " frames are longer than the renderer's 2^20");
+    blocks_ = config.blockFrames ? std::vector<std::uint32_t>{config.blockFrames} : cadence_;
+    maxBlock_ = *std::max_element(blocks_.begin(), blocks_.end());
     if (maxBlock_ == 0 || maxBlock_ > (1u << 20))
         throw InputError("the samples-per-frame cadence gives unusable blocks of " + std::to_string(maxBlock_) + " samples");
 
@@ -108,46 +111,6 @@ void Renderer::setEqualiser(unsigned input, Equaliser eq) { channels_.at(input).
 
 float* Renderer::output(unsigned k) { return static_cast<float*>(outputs_.streamBuffers[k].memory->getBuffer()); }
 
-const float* Renderer::applyAutomation(Channel& ch, const float* in, unsigned frames, double blockTime) {
-    // The kernels only read their source (their signatures predate const).
-    float* src = const_cast<float*>(in);
-    auto& st = ch.walk;
-    DynamicLevelApplyingIteratorBase walk(st);
-    walk.handleStoreModsForwards(blockTime);
-    // A whole block at unity needs no pass at all.
-    if (st.atEnd_ && st.level_ == 1.0f && st.levelDelta_ == 0.0f) return in;
-    float* dst = ch.work.data();
-    unsigned done = 0;
-    int stalls = 0;
-    while (done < frames) {
-        unsigned run = frames - done;
-        bool hold = false;
-        if (!st.atEnd_) {
-            if (st.samplesToNextNode_ == 0) {
-                // A walk that cannot advance (a glide of 0 samples, possible only at a
-                // rate below 100) holds its level for the rest of the block.
-                if (stalls++ < 4) {
-                    walk.moveToNextNodeForwards();
-                    continue;
-                }
-                hold = true;
-            } else {
-                run = std::min(run, unsigned(st.samplesToNextNode_));
-            }
-        }
-        if (st.levelDelta_ == 0.0f || hold) MR::MultiplyConstant(src + done, dst + done, groups(run), st.level_);
-        else MR::MultiplyWithDelta(src + done, dst + done, groups(run), st.level_, st.levelDelta_);
-        if (hold) break;
-        st.level_ += float(run) * st.levelDelta_;
-        done += run;
-        if (!st.atEnd_) {
-            st.samplesToNextNode_ -= run;
-            if (st.samplesToNextNode_ == 0) walk.moveToNextNodeForwards();
-        }
-    }
-    return dst;
-}
-
 void Renderer::renderBlock(std::int64_t firstFrame, unsigned frames) {
     for (auto& s : sources_) {
         s->decoder.decode(*s->source, frames);
@@ -163,7 +126,11 @@ void Renderer::mixBlock(const float* const* inputs, unsigned frames, double bloc
     for (auto& bus : buses_) std::fill(bus.begin(), bus.begin() + std::size_t(g) * 4, 0.0f);
     for (unsigned i = 0; i < channels_.size(); ++i) {
         Channel& ch = channels_[i];
-        const float* x = ch.store ? applyAutomation(ch, inputs[i], frames, blockTime) : inputs[i];
+        const float* x = inputs[i];
+        if (ch.store) {
+            ch.automation.noticeEdits(blockTime);
+            x = ch.automation.apply(x, ch.work.data(), frames);
+        }
         // The equaliser filters in place, so only in this input's own buffer: the input
         // buffer is not ours to change.
         if (!ch.eq.empty() && x != ch.work.data()) {
@@ -223,15 +190,13 @@ RenderStats Renderer::run() {
     platform::ScopedFlushDenormals flushDenormals;
     const auto start = std::chrono::steady_clock::now();
     const double cpuStart = threadCpuSeconds();
-    for (Channel& ch : channels_) {
-        ch.walk.invalidate();
-        if (ch.store) DynamicLevelApplyingIteratorBase(ch.walk).configureForwards(ch.store, double(config_.rate), 0.0);
-    }
+    for (Channel& ch : channels_)
+        ch.automation.configure(ch.store, double(config_.rate), 0.0, AutomationApplier::Direction::kForwards);
     std::int64_t frame = 0;
     std::size_t k = 0;
     while (frame < config_.totalFrames) {
-        const unsigned n = unsigned(std::min<std::int64_t>(cadence_[k], config_.totalFrames - frame));
-        k = (k + 1) % cadence_.size();
+        const unsigned n = unsigned(std::min<std::int64_t>(blocks_[k], config_.totalFrames - frame));
+        k = (k + 1) % blocks_.size();
         if (hook_) hook_(frame);
         renderBlock(frame, n);
         frame += n;

@@ -3,13 +3,14 @@
 //
 // One block is one video frame of samples: the block lengths cycle through the
 // library's samples-per-frame cadence (Aud::Util::getSMPTE_FrameSequence) of the
-// session rate at the session frame rate. For each block:
+// session rate at the session frame rate; RenderConfig::blockFrames instead gives
+// blocks of a fixed length, as a real-time server's period does. For each block:
 //  1. every source is read raw and decoded by the library (BlockDecoder: interleaver
 //     split, then float), and its Aud::Monitor posts each channel's peak (input meters);
-//  2. every mixer input with level automation walks its
-//     Aud::DynamicLevelControl::DynamicLevelApplyingIteratorState (reacting at the block
-//     start to edits made since the last block) and applies the runs with the ramp
-//     kernels (MixRender::MultiplyWithDelta, or MultiplyConstant for a flat run);
+//  2. every mixer input with level automation has its AutomationApplier walk the store
+//     (reacting at the block start to edits made since the last block) and apply the
+//     walk's runs by the rule below (MixRender::MultiplyWithRampFrom, or MultiplyConstant
+//     for a flat run);
 //  3. every input's equaliser filters the result in the input's own work buffer, all
 //     inputs at once (EqualiserBank: Biquad::processChannels, exactly what each
 //     Equaliser::process would give);
@@ -30,6 +31,20 @@
 //
 // Steps 2 to 5 are mixBlock(), which takes each input's block as a read-only pointer;
 // step 1 only supplies those pointers.
+//
+// Level automation and block boundaries. Every sample's automation gain depends only on
+// its position within its run of the level iterator (from one node, glide start or glide
+// end to the next), never on where the blocks fall: the sample at index j of a run gets
+// start + float(j) * delta (MixRender::RampLevelAt), from the level and delta the walk
+// handed out when the run began, however many blocks the run spans (AutomationApplier
+// keeps the run's start across blocks and the walk's level_ at the next sample's level
+// by the same rule). So a session renders to the same samples, bit for bit, at every
+// frame rate and fixed block length; shifted in time together with its automation it
+// renders to the same samples shifted; a ramp stays on its straight line (within a
+// fraction of a 24-bit step) and ends exactly on the level of the node it reaches; and
+// an edit made between blocks glides from the same level, whatever the block lengths,
+// when it is made before the same sample. The run's samples go to the input's work
+// buffer (see below); the decoder's buffer is only read.
 //
 // Buffer ownership. Every buffer of the block path has one owner, the one stage that
 // writes it; every other stage only reads it, and only within the block it was written
@@ -64,12 +79,13 @@
 #pragma once
 
 #include "tools/AudioSource.h"
+#include "tools/AutomationApplier.h"
 #include "tools/BlockDecoder.h"
 #include "tools/Equaliser.h"
 #include "tools/EqualiserBank.h"
 #include "tools/Meters.h"
 
-#include "AudAtoms/automation/Aud__DynamicLevelApplyingIterator.h"
+#include "AudAtoms/automation/Aud__DynamicLevelControl.h"
 #include "AudAtoms/metering/Aud__Monitor.h"
 #include "AudAtoms/mixer/Aud__SimpleMixState.h"
 #include "platform/FrameRate.h"
@@ -86,6 +102,7 @@ struct RenderConfig {
     std::int64_t totalFrames = 0;
     Qm::FrameRate frameRate = Qm::FrameRate25;
     unsigned outputs = 2;                   // real mixer outputs, 2..16
+    unsigned blockFrames = 0;               // 0: one block per video frame; else every block this long
 };
 
 struct RenderStats {
@@ -110,14 +127,15 @@ public:
     using Progress = std::function<void(double fraction)>;
 
     // InputError when a source's rate differs from the render rate, the sources have
-    // more channels than the mixer has inputs, or the rate has no video-frame cadence
-    // at the frame rate.
+    // more channels than the mixer has inputs, the rate has no video-frame cadence
+    // at the frame rate, or a fixed block length is above 2^20.
     Renderer(const RenderConfig& config, std::vector<std::unique_ptr<AudioSource>> sources);
     ~Renderer();
 
     const RenderConfig& config() const { return config_; }
     unsigned numInputs() const { return static_cast<unsigned>(channels_.size()); }
     unsigned maxBlock() const { return maxBlock_; }
+    // The samples-per-frame cadence at the frame rate (whatever the block lengths).
     const std::vector<std::uint32_t>& cadence() const { return cadence_; }
 
     // The mixer state, 32 inputs, 4 mixes and outputs + 2 output slots, in its default
@@ -143,7 +161,7 @@ private:
         Source* source = nullptr;
         unsigned sourceChannel = 0;
         const Aud::DynamicLevelControl::Store* store = nullptr;
-        Aud::DynamicLevelControl::DynamicLevelApplyingIteratorState walk;
+        AutomationApplier automation;  // the store's walk and the run it is in
         Equaliser eq;
         std::vector<float> work;  // this input's own buffer: automation's and the equaliser's output
     };
@@ -152,11 +170,11 @@ private:
     // Steps 2 to 5 for one block: inputs[i] holds input i's frames (and the kernels' room
     // past them), read only.
     void mixBlock(const float* const* inputs, unsigned frames, double blockTime);
-    const float* applyAutomation(Channel& ch, const float* src, unsigned frames, double blockTime);
     float* output(unsigned k);
 
     RenderConfig config_;
     std::vector<std::uint32_t> cadence_;
+    std::vector<std::uint32_t> blocks_;   // the block lengths run() cycles through
     unsigned maxBlock_ = 0;
     std::vector<std::unique_ptr<Source>> sources_;
     std::vector<Channel> channels_;

@@ -7,6 +7,11 @@
 
 namespace Aud::MixRender::Loops {
 
+// The level of sample j of a ramp from a run's start: the nearest float to j, one
+// product and one sum, each rounded on its own (the build never fuses them). Every
+// table, and MixRender::RampLevelAt, computes its levels with this.
+inline float rampLevelAt(float start, float delta, unsigned j) { return start + static_cast<float>(j) * delta; }
+
 struct Table {
     float (*peak)(const float* src, unsigned n, float peak);
     void (*mul)(const float* src, float* dst, unsigned n, float gain);
@@ -20,6 +25,10 @@ struct Table {
     void (*mulAdd2)(const float* src, float* dst1, float* dst2, unsigned n, float gain1, float gain2);
     void (*mulAdd2Same)(const float* src, float* dst1, float* dst2, unsigned n, float gain);
     void (*rampAdd)(const float* src, float* dst, unsigned n, float level, float delta);
+    // Sample i at rampLevelAt(start, delta, first + i), first + i in 32-bit unsigned
+    // arithmetic: each level computed on its own from the run's start.
+    void (*rampFrom)(const float* src, float* dst, unsigned n, float start, float delta, unsigned first);
+    void (*rampFromAdd)(const float* src, float* dst, unsigned n, float start, float delta, unsigned first);
 };
 
 extern const Table kScalar;

@@ -7,8 +7,10 @@
 // load the compiler may not repeat as a memory operand of each use: a misaligned load
 // costs two cache-line accesses, and the peak kernels use each sample twice), store, set1,
 // mul, add, abs, peakMax(x, acc) = x > acc ? x : acc per lane (the scalar peak rule),
-// spill (store to an aligned array); with kMasked also M, firstLanes(k), loadMasked,
-// storeMasked, peakMaxMasked.
+// spill (store to an aligned array); the unsigned 32-bit lanes VI with seti (all lanes
+// one value), iota (lane k holds k), addi (wrapping) and toFloat (each lane to the
+// nearest float, as static_cast<float> of an unsigned does); with kMasked also M,
+// firstLanes(k), loadMasked, storeMasked, peakMaxMasked.
 //
 // Every loop performs, per sample, the same rounded operations in the same order as the
 // scalar loops: the vectors only process several samples at once. The head is processed
@@ -16,7 +18,8 @@
 // whole vectors, then the tail. The peak keeps several running maxima that are folded
 // with the same rule at the end; the rule keeps the larger value and never lets a NaN in,
 // so the folding order cannot change the result. The ramps compute their levels as one
-// serial chain of float additions and vectorise only the multiply around it.
+// serial chain of float additions and vectorise only the multiply around it; the ramps
+// from a run's start compute every level from its own index, so they vectorise whole.
 #pragma once
 
 #include "AudAtoms/internal/Aud__MixRender_Loops.h"
@@ -215,6 +218,39 @@ struct MulAdd2SameK {
     }
 };
 
+// dst[i] = src[i] * level(first + i), or dst[i] + that, with
+// level(j) = start + float(j) * delta: the index in 32-bit unsigned arithmetic, then one
+// conversion, one product and one sum, as the scalar loop does them.
+template <class Ops, bool Accumulate>
+struct RampFromK {
+    using V = typename Ops::V;
+    using VI = typename Ops::VI;
+    const float* s;
+    float* d;
+    float start, delta;
+    unsigned first;
+    V startV, deltaV;
+    VI indexLanes;  // first + k in lane k
+
+    float levelAt(std::size_t i) const { return Loops::rampLevelAt(start, delta, first + static_cast<unsigned>(i)); }
+    V levelsAt(std::size_t i) const {
+        const VI j = Ops::addi(indexLanes, Ops::seti(static_cast<unsigned>(i)));
+        return Ops::add(startV, Ops::mul(Ops::toFloat(j), deltaV));
+    }
+    void scalar(std::size_t i) {
+        const float p = s[i] * levelAt(i);
+        d[i] = Accumulate ? d[i] + p : p;
+    }
+    void vec(std::size_t i, unsigned) {
+        const V p = Ops::mul(Ops::load(s + i), levelsAt(i));
+        Ops::store(d + i, Accumulate ? Ops::add(Ops::load(d + i), p) : p);
+    }
+    void masked(std::size_t i, typename Ops::M m) {
+        const V p = Ops::mul(Ops::loadMasked(m, s + i), levelsAt(i));
+        Ops::storeMasked(d + i, m, Accumulate ? Ops::add(Ops::loadMasked(m, d + i), p) : p);
+    }
+};
+
 template <class Ops>
 struct Kernels {
     using V = typename Ops::V;
@@ -299,8 +335,22 @@ struct Kernels {
         rampLoop<true>(src, dst, n, level, delta);
     }
 
+    template <bool Accumulate>
+    static void rampFromLoop(const float* src, float* dst, unsigned n, float start, float delta, unsigned first) {
+        const typename Ops::VI indexLanes = Ops::addi(Ops::seti(first), Ops::iota());
+        RampFromK<Ops, Accumulate> k{src, dst, start, delta, first, Ops::set1(start), Ops::set1(delta), indexLanes};
+        drive<Ops, kUnroll>(k, dst, n);
+    }
+    static void rampFrom(const float* src, float* dst, unsigned n, float start, float delta, unsigned first) {
+        rampFromLoop<false>(src, dst, n, start, delta, first);
+    }
+    static void rampFromAdd(const float* src, float* dst, unsigned n, float start, float delta, unsigned first) {
+        rampFromLoop<true>(src, dst, n, start, delta, first);
+    }
+
     static constexpr Aud::MixRender::Loops::Table table() {
-        return {peak, mul, mulPeak, ramp, add, mulAdd, addPeak, mulAddPeak, mulAdd2, mulAdd2Same, rampAdd};
+        return {peak,       mul,     mulPeak,     ramp,    add,      mulAdd,     addPeak,
+                mulAddPeak, mulAdd2, mulAdd2Same, rampAdd, rampFrom, rampFromAdd};
     }
 };
 

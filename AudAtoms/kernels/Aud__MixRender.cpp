@@ -92,6 +92,16 @@ struct Kernels {
         if (delta == 0.0f) multiplyConstantAndAdd(src, dst, count, level);
         k.rampAdd(src, dst, samples(count), level, delta);
     }
+
+    void multiplyWithRampFrom(const float* src, float* dst, unsigned count, float start, float delta,
+                              unsigned first) const {
+        k.rampFrom(src, dst, samples(count), start, delta, first);
+    }
+
+    void multiplyWithRampFromAndAdd(const float* src, float* dst, unsigned count, float start, float delta,
+                                    unsigned first) const {
+        k.rampFromAdd(src, dst, samples(count), start, delta, first);
+    }
 };
 
 Kernels fast() { return Kernels{activeLoops()}; }
@@ -122,6 +132,14 @@ void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned coun
 void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned count, float level, float delta) {
     fast().multiplyWithDeltaAndAdd(src, dst, count, level, delta);
 }
+void MultiplyWithRampFrom(const float* src, float* dst, unsigned count, float start, float delta, unsigned first) {
+    fast().multiplyWithRampFrom(src, dst, count, start, delta, first);
+}
+void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned count, float start, float delta,
+                                unsigned first) {
+    fast().multiplyWithRampFromAndAdd(src, dst, count, start, delta, first);
+}
+float RampLevelAt(float start, float delta, unsigned index) { return Loops::rampLevelAt(start, delta, index); }
 
 namespace Reference {
 void PeakScan(float* src, unsigned count, float* peak) { reference().peakScan(src, count, peak); }
@@ -146,6 +164,13 @@ void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned coun
 }
 void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned count, float level, float delta) {
     reference().multiplyWithDeltaAndAdd(src, dst, count, level, delta);
+}
+void MultiplyWithRampFrom(const float* src, float* dst, unsigned count, float start, float delta, unsigned first) {
+    reference().multiplyWithRampFrom(src, dst, count, start, delta, first);
+}
+void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned count, float start, float delta,
+                                unsigned first) {
+    reference().multiplyWithRampFromAndAdd(src, dst, count, start, delta, first);
 }
 } // namespace Reference
 

@@ -19,10 +19,25 @@
 //   MultiplyConstantAndAdd2          dst1[i] += src[i] * gain1;  dst2[i] += src[i] * gain2
 //   MultiplyConstantAndAddWithPrePeakScan  dst[i] += src[i] * gain;  peak = max(peak, |src[i]|)
 //   MultiplyWithDeltaAndAdd          dst[i] += src[i] * level;  level += delta
+//   MultiplyWithRampFrom             dst[i] = src[i] * RampLevelAt(start, delta, first + i)
+//   MultiplyWithRampFromAndAdd       dst[i] += src[i] * RampLevelAt(start, delta, first + i)
 // Each product and sum is rounded to float on its own (never a fused multiply-add).
 // max keeps the running value unless |src[i]| is greater, so NaN samples never enter the
-// peak and a NaN peak stays; the level is a serial chain of float additions, never
-// level + k * delta.
+// peak and a NaN peak stays; the level of MultiplyWithDelta(AndAdd) is a serial chain of
+// float additions, never level + k * delta.
+//
+// Ramps from a run's start. A host that cuts one run of the level iterator into several
+// blocks gets, from the serial chain, levels that depend on where the cuts fall (each
+// block restarts the chain from a re-anchored level). MultiplyWithRampFrom(AndAdd)
+// instead give the sample at index j of a run (j counted from the run's first sample)
+// the level
+//   RampLevelAt(start, delta, j) = start + float(j) * delta
+// (float(j) the nearest float to j; one product, one sum, each rounded on its own), so a
+// run applied in pieces, each with its own `first`, gives exactly what one call over the
+// whole run gives. first + i is formed in 32-bit unsigned arithmetic (it wraps past
+// 2^32 - 1). No short-cuts: a zero delta still multiplies (src * start, +0.0 for a -0.0
+// start), and an infinite or NaN delta makes every level NaN or infinite, the first
+// included (0 * infinity is NaN). The levels are monotone in j for any finite delta.
 //
 // Short-cuts, taken once per call (gains compared with ==, so -0.0 counts as 0.0 and a
 // NaN gain takes the general loop); they differ from kernel to kernel on purpose:
@@ -60,6 +75,12 @@ AUDATOMS_EXPORT void MultiplyConstantAndAdd(float* src, float* dst, unsigned int
 AUDATOMS_EXPORT void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
 AUDATOMS_EXPORT void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
 AUDATOMS_EXPORT void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
+AUDATOMS_EXPORT void MultiplyWithRampFrom(const float* src, float* dst, unsigned int count, float start, float delta,
+                                          unsigned int first);
+AUDATOMS_EXPORT void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned int count, float start,
+                                                float delta, unsigned int first);
+// The level the two kernels above give the sample at index `index` of a run.
+AUDATOMS_EXPORT float RampLevelAt(float start, float delta, unsigned int index);
 
 // Approximations of sin and cos of phase * 2pi / 65536 (only the low 16 bits of phase
 // count): piecewise parabolic, exact at every multiple of 45 degrees, within 0.024 of the

@@ -107,8 +107,19 @@ void rampAdd(const float* src, float* dst, unsigned n, float level, float delta)
     }
 }
 
+void rampFrom(const float* src, float* dst, unsigned n, float start, float delta, unsigned first) {
+    AUD_SCALAR_LOOP
+    for (unsigned i = 0; i < n; ++i) dst[i] = src[i] * rampLevelAt(start, delta, first + i);
+}
+
+void rampFromAdd(const float* src, float* dst, unsigned n, float start, float delta, unsigned first) {
+    AUD_SCALAR_LOOP
+    for (unsigned i = 0; i < n; ++i) dst[i] = dst[i] + src[i] * rampLevelAt(start, delta, first + i);
+}
+
 } // namespace
 
-const Table kScalar = {peak, mul, mulPeak, ramp, add, mulAdd, addPeak, mulAddPeak, mulAdd2, mulAdd2Same, rampAdd};
+const Table kScalar = {peak,       mul,     mulPeak,     ramp,    add,      mulAdd,     addPeak,
+                       mulAddPeak, mulAdd2, mulAdd2Same, rampAdd, rampFrom, rampFromAdd};
 
 } // namespace Aud::MixRender::Loops

@@ -28,6 +28,17 @@ struct Avx2Ops {
     static V add(V a, V b) { return _mm256_add_ps(a, b); }
     static V abs(V a) { return _mm256_and_ps(a, _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF))); }
     static V peakMax(V x, V acc) { return _mm256_max_ps(x, acc); }  // x > acc ? x : acc
+    using VI = __m256i;
+    static VI seti(unsigned x) { return _mm256_set1_epi32(static_cast<int>(x)); }
+    static VI iota() { return _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7); }
+    static VI addi(VI a, VI b) { return _mm256_add_epi32(a, b); }
+    // The conversion is signed, so the halves go separately: both convert exactly, the
+    // high half times 2^16 stays exact, and the one rounded sum is the nearest float.
+    static V toFloat(VI u) {
+        const V hi = _mm256_cvtepi32_ps(_mm256_srli_epi32(u, 16));
+        const V lo = _mm256_cvtepi32_ps(_mm256_and_si256(u, _mm256_set1_epi32(0xFFFF)));
+        return _mm256_add_ps(_mm256_mul_ps(hi, _mm256_set1_ps(65536.0f)), lo);
+    }
 };
 } // namespace
 

@@ -35,6 +35,13 @@ struct Avx512Ops {
     static V loadMasked(M m, const float* p) { return _mm512_maskz_loadu_ps(m, p); }
     static void storeMasked(float* p, M m, V v) { _mm512_mask_storeu_ps(p, m, v); }
     static V peakMaxMasked(M m, V x, V acc) { return _mm512_mask_max_ps(acc, m, x, acc); }
+    using VI = __m512i;
+    static VI seti(unsigned x) { return _mm512_set1_epi32(static_cast<int>(x)); }
+    static VI iota() { return _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15); }
+    static VI addi(VI a, VI b) { return _mm512_add_epi32(a, b); }
+    // Rounds to nearest, as a scalar conversion does (the all-lanes mask form: the plain
+    // intrinsic trips the same false uninitialised-value warning in g++ 12)
+    static V toFloat(VI u) { return _mm512_maskz_cvtepu32_ps(0xFFFF, u); }
 };
 } // namespace
 

@@ -27,6 +27,17 @@ struct Sse2Ops {
     static V add(V a, V b) { return _mm_add_ps(a, b); }
     static V abs(V a) { return _mm_and_ps(a, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF))); }
     static V peakMax(V x, V acc) { return _mm_max_ps(x, acc); }  // x > acc ? x : acc
+    using VI = __m128i;
+    static VI seti(unsigned x) { return _mm_set1_epi32(static_cast<int>(x)); }
+    static VI iota() { return _mm_setr_epi32(0, 1, 2, 3); }
+    static VI addi(VI a, VI b) { return _mm_add_epi32(a, b); }
+    // The conversion is signed, so the halves go separately: both convert exactly, the
+    // high half times 2^16 stays exact, and the one rounded sum is the nearest float.
+    static V toFloat(VI u) {
+        const V hi = _mm_cvtepi32_ps(_mm_srli_epi32(u, 16));
+        const V lo = _mm_cvtepi32_ps(_mm_and_si128(u, _mm_set1_epi32(0xFFFF)));
+        return _mm_add_ps(_mm_mul_ps(hi, _mm_set1_ps(65536.0f)), lo);
+    }
 };
 } // namespace
 

@@ -20,6 +20,10 @@ void MultiplyConstantAndAdd(float* src, float* dst, unsigned int count, float ga
 void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
 void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
 void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
+void MultiplyWithRampFrom(const float* src, float* dst, unsigned int count, float start, float delta,
+                          unsigned int first);
+void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned int count, float start, float delta,
+                                unsigned int first);
 } // namespace Reference
 
 // Which vectorised loops the kernels above use. The best one this CPU runs is chosen on

@@ -3,11 +3,11 @@
 //
 // Every kernel at 64 .. 65536 samples, with source and destination aligned to 64 bytes
 // and misaligned by one float (each alone and both), beside memcpy of the same number of
-// floats, a loop of the same number of dependent float additions (the ramps' chain) and
-// the kernel's scalar reference. The machine may be shared, so every benchmark runs in
-// short measurements (kMinTime each) over kPasses passes spread through the run, and each
-// figure is the best of them; the table after Google Benchmark's report (of the first
-// pass) gives the ratios:
+// floats, a loop of the same number of dependent float additions (the serial ramps'
+// chain) and the kernel's scalar reference. The machine may be shared, so every benchmark
+// runs in short measurements (kMinTime each) over kPasses passes spread through the run,
+// and each figure is the best of them; the table after Google Benchmark's report (of the
+// first pass) gives the ratios:
 //   /memcpy  aligned kernel time over aligned memcpy time
 //   src+1, dst+1, both+1  misaligned time over aligned time
 //   /chain   aligned ramp time over the dependent-addition loop
@@ -106,6 +106,18 @@ std::vector<Kernel> kernels() {
          [](float* s, float* d, float*, unsigned c) { MultiplyWithDeltaAndAdd(s, d, c, 0.5f, -1e-6f); },
          [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithDeltaAndAdd(s, d, c, 0.5f, -1e-6f); },
          true, 0},
+        // Levels from each sample's index: no chain, so measured against memcpy; the aim
+        // allows for the conversion, product and sum that form each level.
+        {"MultiplyWithRampFrom",
+         [](float* s, float* d, float*, unsigned c) { MultiplyWithRampFrom(s, d, c, 0.5f, 1e-6f, 1000); },
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithRampFrom(s, d, c, 0.5f, 1e-6f, 1000); },
+         false, 2.0},
+        {"MultiplyWithRampFromAndAdd",
+         [](float* s, float* d, float*, unsigned c) { MultiplyWithRampFromAndAdd(s, d, c, 0.5f, -1e-6f, 1000); },
+         [](float* s, float* d, float*, unsigned c) {
+             Reference::MultiplyWithRampFromAndAdd(s, d, c, 0.5f, -1e-6f, 1000);
+         },
+         false, 2.0},
     };
 }
 

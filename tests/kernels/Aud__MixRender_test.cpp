@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -304,6 +305,139 @@ TEST(MixRender, ReferenceKernelsKeepTheSameContract) {
     Reference::MultiplyConstantAndAdd2(ones.data(), d1.data(), d2.data(), 1, 1.0f, 0.0f);
     EXPECT_EQ(d1, (Buf{2, 2, 2, 2}));
     EXPECT_EQ(d2, (Buf{2, 2, 2, 2}));
+}
+
+// ---- ramps from a run's start --------------------------------------------------------
+
+TEST(MixRenderRampFrom, EachSampleGetsTheLevelOfItsIndexInTheRun) {
+    Buf ones(8, 1.0f), dst(8, 9.0f);
+    MultiplyWithRampFrom(ones.data(), dst.data(), 1, 0.5f, 0.25f, 0);
+    EXPECT_EQ(dst, (Buf{0.5f, 0.75f, 1.0f, 1.25f, 9, 9, 9, 9}));
+    MultiplyWithRampFrom(ones.data(), dst.data(), 2, 0.5f, 0.25f, 2);  // indices 2 .. 9
+    EXPECT_EQ(dst, (Buf{1.0f, 1.25f, 1.5f, 1.75f, 2.0f, 2.25f, 2.5f, 2.75f}));
+    Buf acc(4, 1.0f);
+    MultiplyWithRampFromAndAdd(ones.data(), acc.data(), 1, 0.5f, -0.125f, 1);
+    EXPECT_EQ(acc, (Buf{1.375f, 1.25f, 1.125f, 1.0f}));
+    Buf src = {2, -4, 8, 0.5f};
+    MultiplyWithRampFrom(src.data(), src.data(), 1, 1.0f, 1.0f, 0);  // in place
+    EXPECT_EQ(src, (Buf{2, -8, 24, 2}));
+}
+
+TEST(MixRenderRampFrom, TheLevelIsStartPlusIndexTimesDeltaNotASerialChain) {
+    const unsigned count = 256;
+    const float start = 0.0f, delta = 0.1f;
+    Buf ones(count * 4, 1.0f), dst(count * 4), acc(count * 4, 0.0f);
+    MultiplyWithRampFrom(ones.data(), dst.data(), count, start, delta, 0);
+    MultiplyWithRampFromAndAdd(ones.data(), acc.data(), count, start, delta, 0);
+    float chain = start;
+    int differsFromChain = 0;
+    for (unsigned i = 0; i < count * 4; ++i) {
+        const float product = static_cast<float>(i) * delta;  // rounded on its own
+        const float expected = start + product;
+        ASSERT_EQ(bitsOf(dst[i]), bitsOf(expected)) << i;
+        ASSERT_EQ(bitsOf(acc[i]), bitsOf(0.0f + expected)) << i;
+        ASSERT_EQ(bitsOf(RampLevelAt(start, delta, i)), bitsOf(expected)) << i;
+        if (expected != chain) ++differsFromChain;
+        chain += delta;
+    }
+    EXPECT_GT(differsFromChain, 100);  // the two ways really part here
+}
+
+TEST(MixRenderRampFrom, ARunAppliedInPiecesEqualsTheRunInOneCall) {
+    // 10 000 samples of a slow ramp over noise, cut into pieces of every length from 1 to
+    // 37 samples; each piece runs whole four-sample groups (up to 3 samples past its end,
+    // which the next piece rewrites), as a renderer's blocks do.
+    const unsigned n = 10000;
+    Buf src(n + 4), whole(n + 4, 0.0f), pieces(n + 4, 0.0f), accWhole(n + 4, 0.25f), accPieces(n + 4, 0.25f);
+    std::uint32_t x = 12345;
+    for (float& v : src) {
+        x = x * 1664525u + 1013904223u;
+        v = static_cast<float>(x >> 8) / 16777216.0f - 0.5f;
+    }
+    const float start = 0.8f, delta = -1.0f / 12345.0f;
+    MultiplyWithRampFrom(src.data(), whole.data(), n / 4, start, delta, 0);
+    unsigned done = 0, len = 1;
+    while (done < n) {
+        const unsigned take = std::min(len, n - done);
+        MultiplyWithRampFrom(src.data() + done, pieces.data() + done, (take + 3) / 4, start, delta, done);
+        done += take;
+        len = len % 37 + 1;
+    }
+    for (unsigned i = 0; i < n; ++i) ASSERT_EQ(bitsOf(pieces[i]), bitsOf(whole[i])) << i;
+    // The accumulating form, in pieces of four-sample groups (it adds, so nothing may be
+    // processed twice).
+    MultiplyWithRampFromAndAdd(src.data(), accWhole.data(), n / 4, start, delta, 0);
+    for (unsigned at = 0, g = 1; at < n; at += 4 * g, g = g % 9 + 1) {
+        const unsigned groups = std::min(g, (n - at) / 4);
+        MultiplyWithRampFromAndAdd(src.data() + at, accPieces.data() + at, groups, start, delta, at);
+    }
+    for (unsigned i = 0; i < n; ++i) ASSERT_EQ(bitsOf(accPieces[i]), bitsOf(accWhole[i])) << i;
+}
+
+TEST(MixRenderRampFrom, TheIndexConvertsToTheNearestFloatOverAllThirtyTwoBits) {
+    // delta 1 from start 0 makes the level the converted index itself.
+    auto levels = [](unsigned first) {
+        Buf ones(4, 1.0f), dst(4);
+        MultiplyWithRampFrom(ones.data(), dst.data(), 1, 0.0f, 1.0f, first);
+        return dst;
+    };
+    EXPECT_EQ(levels(16777215u), (Buf{16777215.0f, 16777216.0f, 16777216.0f, 16777218.0f}));  // ties to even
+    EXPECT_EQ(levels(2147483647u), (Buf{2147483648.0f, 2147483648.0f, 2147483648.0f, 2147483648.0f}));
+    EXPECT_EQ(levels(4294967294u), (Buf{4294967296.0f, 4294967296.0f, 0.0f, 1.0f}));  // the index wraps
+    EXPECT_EQ(RampLevelAt(0.0f, 1.0f, 3000000000u), 3000000000.0f);
+    EXPECT_EQ(RampLevelAt(0.0f, 1.0f, 16777217u), 16777216.0f);
+}
+
+TEST(MixRenderRampFrom, ALongRampStaysOnItsLineAndNeverTurnsBack) {
+    // 0 -> 1 over 48 000 samples: each level within 2^-23 of j / 48000 (delta itself is
+    // rounded, then the product and the sum), and never below the one before.
+    const unsigned n = 48000;
+    Buf ones(n, 1.0f), up(n), down(n);
+    const float delta = 1.0f / 48000.0f;
+    MultiplyWithRampFrom(ones.data(), up.data(), n / 4, 0.0f, delta, 0);
+    MultiplyWithRampFrom(ones.data(), down.data(), n / 4, 1.0f, -delta, 0);
+    for (unsigned i = 0; i < n; ++i) {
+        const double line = double(i) / 48000.0;
+        ASSERT_NEAR(up[i], line, 0x1p-23) << i;
+        ASSERT_NEAR(down[i], 1.0 - line, 0x1p-23) << i;
+        if (i > 0) {
+            ASSERT_GE(up[i], up[i - 1]) << i;
+            ASSERT_LE(down[i], down[i - 1]) << i;
+        }
+    }
+}
+
+TEST(MixRenderRampFrom, NoShortCutsForZeroDeltaOrSpecialLevels) {
+    Buf src = {kInf, kNaN, -2.0f, 3.0f}, dst(4, 7.0f);
+    MultiplyWithRampFrom(src.data(), dst.data(), 1, 0.0f, 0.0f, 5);  // multiplies: inf * 0 is NaN
+    EXPECT_TRUE(std::isnan(dst[0]));
+    EXPECT_TRUE(std::isnan(dst[1]));
+    EXPECT_EQ(bitsOf(dst[2]), bitsOf(-0.0f));
+    EXPECT_EQ(bitsOf(dst[3]), bitsOf(0.0f));
+    Buf ones(4, 1.0f), neg(4);
+    MultiplyWithRampFrom(ones.data(), neg.data(), 1, -0.0f, 0.0f, 0);  // -0 + 0 is +0
+    for (float v : neg) EXPECT_EQ(bitsOf(v), bitsOf(0.0f));
+    MultiplyWithRampFrom(ones.data(), neg.data(), 1, 0.5f, kInf, 0);  // 0 * inf is NaN, then inf
+    EXPECT_TRUE(std::isnan(neg[0]));
+    EXPECT_EQ(neg[1], kInf);
+    Buf unchanged = {1, 2, 3, 4};
+    MultiplyWithRampFromAndAdd(ones.data(), unchanged.data(), 0, 0.5f, 0.25f, 0);  // count 0
+    MultiplyWithRampFrom(nullptr, nullptr, 0, 0.5f, 0.25f, 0);
+    EXPECT_EQ(unchanged, (Buf{1, 2, 3, 4}));
+}
+
+TEST(MixRenderRampFrom, ReferenceKernelsGiveTheSameLevels) {
+    Buf ones(8, 1.0f), dst(8), ref(8), acc(8, 1.0f), accRef(8, 1.0f);
+    MultiplyWithRampFrom(ones.data(), dst.data(), 2, 0.3f, 0.01f, 99);
+    Reference::MultiplyWithRampFrom(ones.data(), ref.data(), 2, 0.3f, 0.01f, 99);
+    MultiplyWithRampFromAndAdd(ones.data(), acc.data(), 2, 0.3f, 0.01f, 99);
+    Reference::MultiplyWithRampFromAndAdd(ones.data(), accRef.data(), 2, 0.3f, 0.01f, 99);
+    for (unsigned i = 0; i < 8; ++i) {
+        EXPECT_EQ(bitsOf(ref[i]), bitsOf(RampLevelAt(0.3f, 0.01f, 99 + i))) << i;
+        EXPECT_EQ(bitsOf(dst[i]), bitsOf(ref[i])) << i;
+        EXPECT_EQ(bitsOf(accRef[i]), bitsOf(1.0f + ref[i])) << i;
+        EXPECT_EQ(bitsOf(acc[i]), bitsOf(accRef[i])) << i;
+    }
 }
 
 // ---- fastSineCosine ----------------------------------------------------------------

@@ -108,7 +108,9 @@ struct World {
     }
 };
 
-using Call = void (*)(bool reference, World& w, unsigned count, float a, float b);
+// a and b: the gain, level or start and the second gain or delta; first: the run index
+// of the first sample (ramps from a run's start only).
+using Call = void (*)(bool reference, World& w, unsigned count, float a, float b, unsigned first);
 
 struct Kernel {
     const char* name;
@@ -119,41 +121,59 @@ struct Kernel {
 
 #define AUD_PICK(fn) (reference ? Reference::fn : fn)
 const Kernel kKernels[] = {
-    {"PeakScan", [](bool reference, World& w, unsigned c, float, float) { AUD_PICK(PeakScan)(w.s, c, &w.peak); },
+    {"PeakScan",
+     [](bool reference, World& w, unsigned c, float, float, unsigned) { AUD_PICK(PeakScan)(w.s, c, &w.peak); },
      false, true},
     {"MultiplyConstant",
-     [](bool reference, World& w, unsigned c, float a, float) { AUD_PICK(MultiplyConstant)(w.s, w.d1, c, a); }, false,
-     false},
+     [](bool reference, World& w, unsigned c, float a, float, unsigned) {
+         AUD_PICK(MultiplyConstant)(w.s, w.d1, c, a);
+     },
+     false, false},
     {"MultiplyConstantWithPrePeakScan",
-     [](bool reference, World& w, unsigned c, float a, float) {
+     [](bool reference, World& w, unsigned c, float a, float, unsigned) {
          AUD_PICK(MultiplyConstantWithPrePeakScan)(w.s, w.d1, c, a, &w.peak);
      },
      false, true},
     {"MultiplyWithDelta",
-     [](bool reference, World& w, unsigned c, float a, float b) { AUD_PICK(MultiplyWithDelta)(w.s, w.d1, c, a, b); },
+     [](bool reference, World& w, unsigned c, float a, float b, unsigned) {
+         AUD_PICK(MultiplyWithDelta)(w.s, w.d1, c, a, b);
+     },
      false, false},
-    {"Add", [](bool reference, World& w, unsigned c, float, float) { AUD_PICK(Add)(w.s, w.d1, c); }, false, false},
+    {"Add", [](bool reference, World& w, unsigned c, float, float, unsigned) { AUD_PICK(Add)(w.s, w.d1, c); },
+     false, false},
     {"MultiplyConstantAndAdd",
-     [](bool reference, World& w, unsigned c, float a, float) { AUD_PICK(MultiplyConstantAndAdd)(w.s, w.d1, c, a); },
+     [](bool reference, World& w, unsigned c, float a, float, unsigned) {
+         AUD_PICK(MultiplyConstantAndAdd)(w.s, w.d1, c, a);
+     },
      false, false},
     {"MultiplyConstantAndAdd2",
-     [](bool reference, World& w, unsigned c, float a, float b) {
+     [](bool reference, World& w, unsigned c, float a, float b, unsigned) {
          AUD_PICK(MultiplyConstantAndAdd2)(w.s, w.d1, w.d2, c, a, b);
      },
      true, false},
     {"MultiplyConstantAndAdd2 equal gains",
-     [](bool reference, World& w, unsigned c, float a, float) {
+     [](bool reference, World& w, unsigned c, float a, float, unsigned) {
          AUD_PICK(MultiplyConstantAndAdd2)(w.s, w.d1, w.d2, c, a, a);
      },
      true, false},
     {"MultiplyConstantAndAddWithPrePeakScan",
-     [](bool reference, World& w, unsigned c, float a, float) {
+     [](bool reference, World& w, unsigned c, float a, float, unsigned) {
          AUD_PICK(MultiplyConstantAndAddWithPrePeakScan)(w.s, w.d1, c, a, &w.peak);
      },
      false, true},
     {"MultiplyWithDeltaAndAdd",
-     [](bool reference, World& w, unsigned c, float a, float b) {
+     [](bool reference, World& w, unsigned c, float a, float b, unsigned) {
          AUD_PICK(MultiplyWithDeltaAndAdd)(w.s, w.d1, c, a, b);
+     },
+     false, false},
+    {"MultiplyWithRampFrom",
+     [](bool reference, World& w, unsigned c, float a, float b, unsigned first) {
+         AUD_PICK(MultiplyWithRampFrom)(w.s, w.d1, c, a, b, first);
+     },
+     false, false},
+    {"MultiplyWithRampFromAndAdd",
+     [](bool reference, World& w, unsigned c, float a, float b, unsigned first) {
+         AUD_PICK(MultiplyWithRampFromAndAdd)(w.s, w.d1, c, a, b, first);
      },
      false, false},
 };
@@ -164,6 +184,11 @@ const Kernel kKernels[] = {
 const float kFirstArgs[] = {0.7f, -1.3f, 1.0f, 0.0f, -0.0f, 1e-30f, 3e38f, kNaN, -kInf};
 const float kSecondArgs[] = {0.0015f, -0.25f, 0.0f, -0.0f, 1e-42f, kNaN, 0.7f};
 const float kPeaks[] = {0.0f, -0.0f, 0.5f, -1.0f, kNaN, kInf};
+// Run indices of a ramp's first sample: small, around 2^24 (where floats stop holding
+// every integer), around 2^31 (where a signed conversion would turn negative) and just
+// below 2^32 (where the index wraps within the call).
+const unsigned kFirsts[] = {0u,        1u,          3u,          1000u,       16777213u,
+                            16777217u, 2147483643u, 2147483651u, 4294967290u, 4294967295u};
 
 std::vector<unsigned> counts() {
     std::vector<unsigned> c;
@@ -187,17 +212,17 @@ protected:
 
 // Runs one kernel on one set-up both ways and compares every word of every buffer.
 void compareOnce(const Kernel& k, const Layout& st, unsigned count, float a, float b, float peakIn,
-                 std::uint64_t seed, int& failures) {
+                 std::uint64_t seed, int& failures, unsigned first = 0) {
     Rng r1{seed}, r2{seed};
     World fast(st, r1), ref(st, r2);
     fast.peak = ref.peak = peakIn;
-    k.call(false, fast, count, a, b);
-    k.call(true, ref, count, a, b);
+    k.call(false, fast, count, a, b, first);
+    k.call(true, ref, count, a, b, first);
     auto fail = [&](const std::string& what) {
         if (++failures <= 10)
             ADD_FAILURE() << k.name << " " << what << " count=" << count << " misSrc=" << st.misSrc
                           << " misDst=" << st.misDst << " alias=" << static_cast<int>(st.alias) << " a=" << a
-                          << " b=" << b << " peakIn=" << peakIn;
+                          << " b=" << b << " peakIn=" << peakIn << " first=" << first;
     };
     auto words = [&](Buffer& buf) { return std::span<const float>(buf.data(), st.n); };
     if (auto r = sameBits(words(fast.src), words(ref.src)); !r) return fail(std::string("src: ") + r.message());
@@ -233,7 +258,9 @@ TEST_P(Variants, EveryKernelMatchesItsScalarReferenceBitForBit) {
                             for (std::size_t bi = 0; bi < std::size(kSecondArgs); ++bi) {
                                 if (!all && (ai * 7 + bi + count + ms + md) % 9 != 0) continue;
                                 const float peakIn = kPeaks[(ai + bi + count) % std::size(kPeaks)];
-                                compareOnce(k, st, count, kFirstArgs[ai], kSecondArgs[bi], peakIn, ++seed, failures);
+                                const unsigned first = kFirsts[(ai * 3 + bi + count + ms) % std::size(kFirsts)];
+                                compareOnce(k, st, count, kFirstArgs[ai], kSecondArgs[bi], peakIn, ++seed, failures,
+                                            first);
                                 ++calls;
                             }
                         }
@@ -260,6 +287,33 @@ TEST_P(Variants, RampsFromAnyStartLevelKeepTheSerialChain) {
                     const Layout inPlace{count * 4u, m, m, Alias::kSrcIsDst1};
                     compareOnce(kKernels[3], inPlace, count, level, delta, 0, ++seed, failures);
                     compareOnce(kKernels[9], inPlace, count, level, delta, 0, ++seed, failures);
+                }
+            }
+        }
+    }
+    EXPECT_EQ(failures, 0);
+}
+
+TEST_P(Variants, RampsFromARunsStartMatchAtEveryIndexAndOffset) {
+    // Every first index of the list with every length and both misalignments, long runs
+    // with deltas of every size, in place and apart: the vector loops convert each index
+    // and form each level exactly as the scalar loop does.
+    int failures = 0;
+    std::uint64_t seed = 4242;
+    const Kernel& ramp = kKernels[10];
+    const Kernel& rampAdd = kKernels[11];
+    for (unsigned first : kFirsts) {
+        for (float start : {0.0f, -0.0f, 1.0f, 0.25f, -3.5f, kNaN, -kInf}) {
+            for (float delta : {1.0f / 48000.0f, -1.0f / 480.0f, 3e-9f, -0.0f, 0.0f, 1e-45f, kInf, 1e30f}) {
+                for (unsigned count : {1u, 2u, 3u, 5u, 9u, 17u, 33u, 600u}) {
+                    for (unsigned m = 0; m < 4; ++m) {
+                        const Layout apart{count * 4u, m, (m + 3) % 4, Alias::kNone};
+                        compareOnce(ramp, apart, count, start, delta, 0, ++seed, failures, first + m);
+                        compareOnce(rampAdd, apart, count, start, delta, 0, ++seed, failures, first - m);
+                        const Layout inPlace{count * 4u, m, m, Alias::kSrcIsDst1};
+                        compareOnce(ramp, inPlace, count, start, delta, 0, ++seed, failures, first + 7 * m);
+                        compareOnce(rampAdd, inPlace, count, start, delta, 0, ++seed, failures, first);
+                    }
                 }
             }
         }

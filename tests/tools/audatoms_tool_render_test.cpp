@@ -1,9 +1,11 @@
 // Rendering: the unity session reproduces a 24-bit input bit for bit; a session with
 // known automation levels, faders, pans and routes gives, sample by sample, the values
 // worked out here from the rules (gains from the fader and pan laws, sums in input
-// order, the export's truncation); a level ramp follows the applying iterator's
-// contract; an edit between blocks glides; the denormal guard keeps filter tails out of
-// the subnormal range and restores the previous mode; other output sample types.
+// order, the export's truncation); each sample of a level ramp gets the level of its
+// place in the run; an edit between blocks glides; the denormal guard keeps filter
+// tails out of the subnormal range and restores the previous mode; other output sample
+// types. The relations that automation keeps across block lengths, time shifts and
+// edits are in audatoms_tool_automation_test.cpp.
 #include "tools/AudioFileWriter.h"
 #include "tools/RenderJob.h"
 #include "tools/Renderer.h"
@@ -155,10 +157,10 @@ std::unique_ptr<Renderer> constantInputRenderer(float value, double seconds) {
 
 } // namespace
 
-TEST(ToolRender, ALevelRampFollowsTheIteratorContract) {
-    // Automation 0 -> 1 over the first second on a constant 0.5: inside a block the
-    // kernel adds delta sample by sample; at each block end the level advances by
-    // (block length) x delta; the block length is the 25 fps cadence, 1920.
+TEST(ToolRender, ALevelRampGivesEachSampleTheLevelOfItsPlaceInTheRun) {
+    // Automation 0 -> 1 over the first second on a constant 0.5: the walk hands out one
+    // run of 48 000 samples with delta 1 / 48000, and sample j of it gets
+    // 0 + float(j) * delta, whatever block (the 25 fps cadence, 1920) it falls in.
     auto r = constantInputRenderer(0.5f, 1.5);
     auto store = makeStore({{0.0, 0.0f}, {1.0, 1.0f}});
     r->setAutomation(0, store.get());
@@ -166,16 +168,12 @@ TEST(ToolRender, ALevelRampFollowsTheIteratorContract) {
     cap.attach(*r);
     r->run();
     const float delta = (1.0f - 0.0f) / float(48000u);
-    float blockLevel = 0.0f;
-    for (int blockStart = 0; blockStart < 48000; blockStart += 1920) {
-        float level = blockLevel;
-        for (int i = blockStart; i < blockStart + 1920; ++i) {
-            ASSERT_EQ(cap.out[0][i], 0.5f * level) << "sample " << i;
-            level += delta;
-        }
-        blockLevel += float(1920u) * delta;
+    for (int j = 0; j < 48000; ++j) {
+        const float product = float(j) * delta;  // rounded on its own, then the sum
+        const float level = 0.0f + product;
+        ASSERT_EQ(cap.out[0][j], 0.5f * level) << "sample " << j;
     }
-    // Past the last node the level holds at 1.0.
+    // From the node on the level is the node's own, 1.0.
     for (int i = 48000; i < 72000; ++i) ASSERT_EQ(cap.out[0][i], 0.5f) << i;
 }
 
