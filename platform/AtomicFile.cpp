@@ -33,7 +33,7 @@ bool writeAll(int fd, const std::string& bytes) {
     }
     return true;
 }
-} // namespace
+}  // namespace
 
 bool writeFileAtomically(const std::string& path, const std::string& bytes, std::string* error) {
     std::string tmpl = path + ".tmp.XXXXXX";
@@ -86,4 +86,4 @@ bool readWholeFile(const std::string& path, std::string& bytes, std::string* err
     return true;
 }
 
-} // namespace platform
+}  // namespace platform

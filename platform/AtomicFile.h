@@ -16,6 +16,7 @@
 #include <string>
 
 namespace platform {
-AUDPLATFORM_EXPORT bool writeFileAtomically(const std::string& path, const std::string& bytes, std::string* error = nullptr);
+AUDPLATFORM_EXPORT bool writeFileAtomically(const std::string& path, const std::string& bytes,
+                                            std::string* error = nullptr);
 AUDPLATFORM_EXPORT bool readWholeFile(const std::string& path, std::string& bytes, std::string* error = nullptr);
-} // namespace platform
+}  // namespace platform

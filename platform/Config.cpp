@@ -9,8 +9,14 @@
 #include <string>
 
 namespace {
-std::mutex& configMutex() { static std::mutex m; return m; }
-std::map<std::string, int>& setValues() { static std::map<std::string, int> v; return v; }
+std::mutex& configMutex() {
+    static std::mutex m;
+    return m;
+}
+std::map<std::string, int>& setValues() {
+    static std::map<std::string, int> v;
+    return v;
+}
 
 std::string trim(const std::string& s) {
     const auto b = s.find_first_not_of(" \t\r\n");
@@ -39,7 +45,7 @@ bool fileValue(const std::string& name, int& out) {
     }
     return found;
 }
-} // namespace
+}  // namespace
 
 int config_int(const char* name, int defaultValue) {
     if (!name) return defaultValue;

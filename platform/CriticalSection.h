@@ -22,8 +22,15 @@ public:
     CriticalSection(const CriticalSection&) = delete;
     CriticalSection& operator=(const CriticalSection&) = delete;
 
-    void enter() { m_.lock(); noteEnter(); }
-    bool tryEnter() { if (!m_.try_lock()) return false; noteEnter(); return true; }
+    void enter() {
+        m_.lock();
+        noteEnter();
+    }
+    bool tryEnter() {
+        if (!m_.try_lock()) return false;
+        noteEnter();
+        return true;
+    }
     void leave() {
         if (!ownedByCurrentThread()) {
             assertionReport("ownedByCurrentThread()", "ole/OS/CriticalSection", 1);
@@ -42,7 +49,9 @@ public:
     int depth() const { return ownedByCurrentThread() ? depth_ : 0; }
 
 private:
-    void noteEnter() { if (depth_++ == 0) owner_.store(std::this_thread::get_id(), std::memory_order_relaxed); }
+    void noteEnter() {
+        if (depth_++ == 0) owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    }
     std::recursive_mutex m_;
     std::atomic<std::thread::id> owner_{};
     int depth_ = 0;

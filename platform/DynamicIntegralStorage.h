@@ -26,7 +26,7 @@ inline void streamPutUnsigned(StreamFile& f, std::uint32_t v) { f.setUnsignedLon
 inline void streamGetUnsigned(StreamFile& f, std::uint8_t& v) { v = f.getCookedChar(); }
 inline void streamGetUnsigned(StreamFile& f, std::uint16_t& v) { v = f.getUnsignedShort(); }
 inline void streamGetUnsigned(StreamFile& f, std::uint32_t& v) { v = f.getUnsignedLong(); }
-} // namespace platform::detail
+}  // namespace platform::detail
 
 template <class Short, class Long>
 class DynamicIntegralStorage {
@@ -42,7 +42,9 @@ public:
 
     Long value() const { return value_; }
     // Bytes that write() takes for the held value.
-    static constexpr unsigned encodedSize(Long v) { return v < Long(escape) ? sizeof(Short) : sizeof(Short) + sizeof(Long); }
+    static constexpr unsigned encodedSize(Long v) {
+        return v < Long(escape) ? sizeof(Short) : sizeof(Short) + sizeof(Long);
+    }
 
     void pack(StreamFile& f) const { write(f, value_); }
     void unpack(StreamFile& f) { value_ = read(f); }
@@ -70,4 +72,4 @@ private:
     Long value_ = 0;
 };
 
-#endif // AUDATOMS_PLATFORM_DYNAMICINTEGRALSTORAGE_H
+#endif  // AUDATOMS_PLATFORM_DYNAMICINTEGRALSTORAGE_H

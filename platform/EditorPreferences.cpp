@@ -28,7 +28,10 @@ std::string escapeKey(const std::string& k) {
 bool unescapeKey(const std::string& k, std::string& out) {
     out.clear();
     for (std::size_t i = 0; i < k.size(); ++i) {
-        if (k[i] != '\\') { out += k[i]; continue; }
+        if (k[i] != '\\') {
+            out += k[i];
+            continue;
+        }
         if (++i >= k.size()) return false;
         if (k[i] == '\\') out += '\\';
         else if (k[i] == 'n') out += '\n';
@@ -38,7 +41,7 @@ bool unescapeKey(const std::string& k, std::string& out) {
     }
     return true;
 }
-} // namespace
+}  // namespace
 
 namespace {
 template <class T, class S>
@@ -53,7 +56,7 @@ T convert(S v, T defaultValue) {
     if constexpr (std::is_same_v<T, bool>) return v != S(0);
     else return static_cast<T>(v);
 }
-} // namespace
+}  // namespace
 
 template <class T>
 T EditorPreferences::get(const LightweightString<char>& key, T defaultValue) const {
@@ -69,7 +72,9 @@ void EditorPreferences::set(const LightweightString<char>& key, Value v) {
 }
 
 int EditorPreferences::getPreference(const LightweightString<char>& key, int d) const { return get<int>(key, d); }
-double EditorPreferences::getPreference(const LightweightString<char>& key, double d) const { return get<double>(key, d); }
+double EditorPreferences::getPreference(const LightweightString<char>& key, double d) const {
+    return get<double>(key, d);
+}
 bool EditorPreferences::getPreference(const LightweightString<char>& key, bool d) const { return get<bool>(key, d); }
 void EditorPreferences::setPreference(const LightweightString<char>& key, int v) { set(key, v); }
 void EditorPreferences::setPreference(const LightweightString<char>& key, double v) { set(key, v); }
@@ -127,11 +132,17 @@ bool EditorPreferences::fromText(const std::string& text, std::string* error) {
         if (type == 'i') {
             errno = 0;
             const long long n = std::strtoll(v.c_str(), &end, 10);
-            if (v.empty() || *end || errno == ERANGE || n < INT_MIN || n > INT_MAX) { if (error) *error = "line " + std::to_string(lineNo) + ": bad integer"; return false; }
+            if (v.empty() || *end || errno == ERANGE || n < INT_MIN || n > INT_MAX) {
+                if (error) *error = "line " + std::to_string(lineNo) + ": bad integer";
+                return false;
+            }
             parsed[key] = int(n);
         } else if (type == 'd') {
             const double d = std::strtod(v.c_str(), &end);
-            if (v.empty() || *end) { if (error) *error = "line " + std::to_string(lineNo) + ": bad number"; return false; }
+            if (v.empty() || *end) {
+                if (error) *error = "line " + std::to_string(lineNo) + ": bad number";
+                return false;
+            }
             parsed[key] = d;
         } else if (type == 'b' && (v == "0" || v == "1")) {
             parsed[key] = v == "1";

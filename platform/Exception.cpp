@@ -14,4 +14,4 @@ RuntimeError::RuntimeError(const std::string& message, const char* file, int lin
     context_.push_back(thread.str());
 }
 
-} // namespace Qm::Exception
+}  // namespace Qm::Exception

@@ -25,4 +25,4 @@ private:
     std::vector<std::string> context_;
 };
 
-} // namespace Qm::Exception
+}  // namespace Qm::Exception

@@ -18,11 +18,13 @@ namespace platform {
 class AUDPLATFORM_EXPORT ScopedFlushDenormals {
 public:
 #if defined(__x86_64__) || defined(__i386__)
-    static constexpr unsigned kFlushToZero = 0x8000;      // MXCSR bit 15
-    static constexpr unsigned kDenormalsAreZero = 0x0040; // MXCSR bit 6
+    static constexpr unsigned kFlushToZero = 0x8000;       // MXCSR bit 15
+    static constexpr unsigned kDenormalsAreZero = 0x0040;  // MXCSR bit 6
     ScopedFlushDenormals() : saved_(_mm_getcsr()) { _mm_setcsr(saved_ | kFlushToZero | kDenormalsAreZero); }
     ~ScopedFlushDenormals() { _mm_setcsr(saved_); }
-    static bool active() { return (_mm_getcsr() & (kFlushToZero | kDenormalsAreZero)) == (kFlushToZero | kDenormalsAreZero); }
+    static bool active() {
+        return (_mm_getcsr() & (kFlushToZero | kDenormalsAreZero)) == (kFlushToZero | kDenormalsAreZero);
+    }
 #else
     ScopedFlushDenormals() = default;
     static bool active() { return false; }
@@ -36,4 +38,4 @@ private:
 #endif
 };
 
-} // namespace platform
+}  // namespace platform

@@ -63,9 +63,9 @@ std::atomic<double> frameDuration{1.0 / 25.0};
 }
 double getFrameDuration() { return frameDuration.load(std::memory_order_relaxed); }
 void setFrameDuration(double seconds) { frameDuration.store(seconds, std::memory_order_relaxed); }
-} // namespace CurrentProject
+}  // namespace CurrentProject
 
-} // namespace Qm
+}  // namespace Qm
 
 double mPosn_Xlate_CelToClock(double position, const Qm::OutputGearing& gearing) {
     return position * gearing.scale + gearing.offset;

@@ -19,17 +19,17 @@
 namespace Qm {
 
 enum FrameRate : int {
-    FrameRateNone = 0,          // no rate: 0.0
-    FrameRate24 = 1,            // 24
-    FrameRate23_976 = 2,        // 24000/1001
-    FrameRate25 = 3,            // 25
-    FrameRate30 = 4,            // 30
-    FrameRate29_97 = 5,         // 30000/1001
-    FrameRate48 = 6,            // 48
-    FrameRate47_952 = 7,        // 48000/1001
-    FrameRate50 = 8,            // 50
-    FrameRate60 = 9,            // 60
-    FrameRate59_94 = 10,        // 60000/1001
+    FrameRateNone = 0,    // no rate: 0.0
+    FrameRate24 = 1,      // 24
+    FrameRate23_976 = 2,  // 24000/1001
+    FrameRate25 = 3,      // 25
+    FrameRate30 = 4,      // 30
+    FrameRate29_97 = 5,   // 30000/1001
+    FrameRate48 = 6,      // 48
+    FrameRate47_952 = 7,  // 48000/1001
+    FrameRate50 = 8,      // 50
+    FrameRate60 = 9,      // 60
+    FrameRate59_94 = 10,  // 60000/1001
     // Host-defined codes.
     FrameRate12 = 11,           // 12 (animation on twos)
     FrameRate15 = 12,           // 15
@@ -80,9 +80,9 @@ struct AUDPLATFORM_EXPORT OutputGearing {
 namespace CurrentProject {
 AUDPLATFORM_EXPORT double getFrameDuration();
 AUDPLATFORM_EXPORT void setFrameDuration(double seconds);
-} // namespace CurrentProject
+}  // namespace CurrentProject
 
-} // namespace Qm
+}  // namespace Qm
 
 AUDPLATFORM_EXPORT double mPosn_Xlate_CelToClock(double position, const Qm::OutputGearing& gearing);
 

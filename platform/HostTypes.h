@@ -22,7 +22,7 @@ enum eShotOrigin : int {
     OtherStereoAudioImports = 7,
     OtherMultiTrackAudioImports = 8,
 };
-} // namespace ShotOrigin
+}  // namespace ShotOrigin
 
 template <class T>
 class Vector : public std::vector<T> {

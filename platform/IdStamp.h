@@ -12,7 +12,10 @@
 class AUDPLATFORM_EXPORT IdStamp {
 public:
     IdStamp();
-    static IdStamp invalidId() { IdStamp s(0); return s; }
+    static IdStamp invalidId() {
+        IdStamp s(0);
+        return s;
+    }
 
     bool valid() const { return value_ != 0; }
     void invalidate() { value_ = 0; }

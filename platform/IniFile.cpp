@@ -13,7 +13,7 @@ AttribValuePair::AttribValuePair(const LightweightString<char>& line, char separ
     value_ = LightweightString<char>(s.substr(pos + 1));
     valid_ = true;
 }
-} // namespace Qm
+}  // namespace Qm
 
 QmIniFile::Section& QmIniFile::section(const LightweightString<char>& name) {
     for (auto& s : sections_)
@@ -74,12 +74,19 @@ int QmIniFile::fromText(const std::string& text) {
         if (line[first] == ';' || line[first] == '#') continue;
         if (line[first] == '[') {
             const auto close = line.find(']', first);
-            if (close == std::string::npos) { ++skipped; current = nullptr; continue; }
+            if (close == std::string::npos) {
+                ++skipped;
+                current = nullptr;
+                continue;
+            }
             current = &section(LightweightString<char>(line.substr(first + 1, close - first - 1)));
             continue;
         }
         Qm::AttribValuePair pair(LightweightString<char>(line), '=');
-        if (!current || !pair.valid()) { ++skipped; continue; }
+        if (!current || !pair.valid()) {
+            ++skipped;
+            continue;
+        }
         current->push_back(pair);
     }
     return skipped;

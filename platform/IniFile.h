@@ -41,7 +41,7 @@ private:
     bool valid_ = false;
 };
 
-} // namespace Qm
+}  // namespace Qm
 
 class AUDPLATFORM_EXPORT QmIniFile {
 public:

@@ -23,7 +23,7 @@ void appendUtf8(std::string& out, char32_t c) {
         out += char(0x80 | (c & 0x3F));
     }
 }
-} // namespace
+}  // namespace
 
 LightweightString<char> toUTF8(const LightweightString<wchar_t>& wide) {
     if (wide.isNull()) return {};
@@ -42,21 +42,33 @@ LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8) {
     std::size_t i = 0;
     while (i < n) {
         const unsigned char b = s[i];
-        if (b < 0x80) { out += wchar_t(b); ++i; continue; }
+        if (b < 0x80) {
+            out += wchar_t(b);
+            ++i;
+            continue;
+        }
         int need = 0;
         char32_t c = 0;
         // Allowed range of the second byte; later bytes are always 80..BF.
         unsigned char lo = 0x80, hi = 0xBF;
-        if (b >= 0xC2 && b <= 0xDF) { need = 1; c = b & 0x1F; }
-        else if (b >= 0xE0 && b <= 0xEF) {
-            need = 2; c = b & 0x0F;
+        if (b >= 0xC2 && b <= 0xDF) {
+            need = 1;
+            c = b & 0x1F;
+        } else if (b >= 0xE0 && b <= 0xEF) {
+            need = 2;
+            c = b & 0x0F;
             if (b == 0xE0) lo = 0xA0;       // below: overlong
             else if (b == 0xED) hi = 0x9F;  // above: surrogates
         } else if (b >= 0xF0 && b <= 0xF4) {
-            need = 3; c = b & 0x07;
+            need = 3;
+            c = b & 0x07;
             if (b == 0xF0) lo = 0x90;       // below: overlong
             else if (b == 0xF4) hi = 0x8F;  // above: beyond U+10FFFF
-        } else { out += wchar_t(kReplacement); ++i; continue; }
+        } else {
+            out += wchar_t(kReplacement);
+            ++i;
+            continue;
+        }
         std::size_t j = i + 1;
         int got = 0;
         for (; got < need && j < n; ++got, ++j) {
@@ -84,4 +96,4 @@ LightweightString<wchar_t> WStringFromAscii(const char* ascii) {
 LightweightString<wchar_t> WStringFromInteger(long long value) {
     return LightweightString<wchar_t>(std::to_wstring(value));
 }
-} // namespace Qm
+}  // namespace Qm

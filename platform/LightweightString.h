@@ -20,7 +20,9 @@ public:
     using Std = std::basic_string<C>;
 
     LightweightString() = default;
-    LightweightString(const C* s) { if (s) rep_ = std::make_shared<const Std>(s); }
+    LightweightString(const C* s) {
+        if (s) rep_ = std::make_shared<const Std>(s);
+    }
     LightweightString(const C* s, std::size_t length) {
         if (s) rep_ = std::make_shared<const Std>(s, length);
     }
@@ -68,7 +70,10 @@ public:
     std::basic_string_view<C> view() const { return std::basic_string_view<C>(c_str(), size()); }
 
 private:
-    static const C* empty_() { static const C e[1] = {C(0)}; return e; }
+    static const C* empty_() {
+        static const C e[1] = {C(0)};
+        return e;
+    }
     static std::basic_string_view<C> view_(const C* s) {
         return s ? std::basic_string_view<C>(s) : std::basic_string_view<C>();
     }
@@ -99,4 +104,4 @@ inline LightweightString<wchar_t> WStringFromAscii(const LightweightString<char>
 }
 // Decimal text of a signed integer, e.g. -12 gives L"-12".
 AUDPLATFORM_EXPORT LightweightString<wchar_t> WStringFromInteger(long long value);
-} // namespace Qm
+}  // namespace Qm

@@ -23,4 +23,4 @@ namespace Qm {
 void Memset(void* dst, unsigned char value, unsigned int bytes) {
     if (bytes) std::memset(dst, value, bytes);
 }
-} // namespace Qm
+}  // namespace Qm

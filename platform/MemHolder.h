@@ -13,10 +13,10 @@
 class AUDPLATFORM_EXPORT iMemHolder : public iObject {
 public:
     ~iMemHolder() override = default;
-    virtual void* getBuffer() const = 0;         // first byte
-    virtual unsigned getSize() const = 0;        // capacity in bytes
-    virtual unsigned getUsed() const = 0;        // bytes in use
-    virtual int setUsed(unsigned bytes) = 0;     // 0 on success
+    virtual void* getBuffer() const = 0;      // first byte
+    virtual unsigned getSize() const = 0;     // capacity in bytes
+    virtual unsigned getUsed() const = 0;     // bytes in use
+    virtual int setUsed(unsigned bytes) = 0;  // 0 on success
 };
 
 class AUDPLATFORM_EXPORT ByteBufferImpl : public iMemHolder {

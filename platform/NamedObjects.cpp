@@ -5,4 +5,4 @@ NamedObjectsNamespace& NamedObjectsNamespace::global() {
     static NamedObjectsNamespace* ns = new NamedObjectsNamespace;  // lives until exit
     return *ns;
 }
-} // namespace Qm
+}  // namespace Qm

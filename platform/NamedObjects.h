@@ -22,7 +22,7 @@ template <class T>
 struct TemplatedNew {
     static T* new_() { return new T(); }
 };
-} // namespace TypeManip
+}  // namespace TypeManip
 
 class AUDPLATFORM_EXPORT NamedObjectsNamespace {
 public:
@@ -49,4 +49,4 @@ private:
     std::atomic<bool> available_{true};
 };
 
-} // namespace Qm
+}  // namespace Qm

@@ -8,7 +8,7 @@ namespace {
 std::atomic<std::uint32_t> nextUniqueId{1};
 std::atomic<bool> clockOverridden{false};
 std::atomic<double> overrideMsecs{0.0};
-} // namespace
+}  // namespace
 
 void* OSServices::allocate(std::size_t bytes) { return std::malloc(bytes ? bytes : 1); }
 void OSServices::deallocate(void* p) { std::free(p); }
@@ -44,4 +44,4 @@ ClockOverride::~ClockOverride() {
 void ClockOverride::set(double msecs) { overrideMsecs.store(msecs); }
 void ClockOverride::advance(double msecs) { overrideMsecs.fetch_add(msecs); }
 double ClockOverride::now() const { return overrideMsecs.load(); }
-} // namespace platform
+}  // namespace platform

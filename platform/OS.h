@@ -43,4 +43,4 @@ private:
     bool previousActive_;
     double previousMsecs_;
 };
-} // namespace platform
+}  // namespace platform

@@ -29,7 +29,7 @@ private:
     mutable std::atomic<int> refs_{0};
 };
 
-} // namespace Qm
+}  // namespace Qm
 
 class AUDPLATFORM_EXPORT iObject : public virtual Qm::InternalRefCount {
 public:
@@ -43,18 +43,33 @@ class Ptr {
 public:
     Ptr() = default;
     Ptr(std::nullptr_t) {}
-    Ptr(T* p) : p_(p) { if (p_) p_->addRef(); }
-    Ptr(const Ptr& o) : p_(o.p_) { if (p_) p_->addRef(); }
+    Ptr(T* p) : p_(p) {
+        if (p_) p_->addRef();
+    }
+    Ptr(const Ptr& o) : p_(o.p_) {
+        if (p_) p_->addRef();
+    }
     Ptr(Ptr&& o) noexcept : p_(std::exchange(o.p_, nullptr)) {}
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
-    Ptr(const Ptr<U>& o) : p_(o.get()) { if (p_) p_->addRef(); }
+    Ptr(const Ptr<U>& o) : p_(o.get()) {
+        if (p_) p_->addRef();
+    }
     ~Ptr() { reset(); }
 
     // Copy and swap: assigning a pointer to itself takes and drops one reference.
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
-    Ptr& operator=(const Ptr& o) { Ptr(o).swap(*this); return *this; }
-    Ptr& operator=(Ptr&& o) noexcept { Ptr(std::move(o)).swap(*this); return *this; }
-    Ptr& operator=(T* p) { Ptr(p).swap(*this); return *this; }
+    Ptr& operator=(const Ptr& o) {
+        Ptr(o).swap(*this);
+        return *this;
+    }
+    Ptr& operator=(Ptr&& o) noexcept {
+        Ptr(std::move(o)).swap(*this);
+        return *this;
+    }
+    Ptr& operator=(T* p) {
+        Ptr(p).swap(*this);
+        return *this;
+    }
 
     void reset() {
         T* p = std::exchange(p_, nullptr);
@@ -68,7 +83,9 @@ public:
     explicit operator bool() const { return p_ != nullptr; }
 
     template <class U>
-    bool operator==(const Ptr<U>& o) const { return p_ == o.get(); }
+    bool operator==(const Ptr<U>& o) const {
+        return p_ == o.get();
+    }
     bool operator==(std::nullptr_t) const { return p_ == nullptr; }
     bool operator==(const T* p) const { return p_ == p; }
 
@@ -76,4 +93,4 @@ private:
     T* p_ = nullptr;
 };
 
-} // namespace Qm
+}  // namespace Qm

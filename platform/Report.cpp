@@ -7,11 +7,20 @@
 #include <mutex>
 
 namespace {
-std::mutex& captureMutex() { static std::mutex m; return m; }
-std::vector<platform::LogCapture*>& captures() { static std::vector<platform::LogCapture*> v; return v; }
+std::mutex& captureMutex() {
+    static std::mutex m;
+    return m;
+}
+std::vector<platform::LogCapture*>& captures() {
+    static std::vector<platform::LogCapture*> v;
+    return v;
+}
 // Live captures made with AssertionEcho::silenced; guarded by captureMutex().
 int silencingCaptures = 0;
-std::mutex& outputMutex() { static std::mutex m; return m; }
+std::mutex& outputMutex() {
+    static std::mutex m;
+    return m;
+}
 
 std::string vformat(const char* fmt, va_list args) {
     if (!fmt) return {};
@@ -45,7 +54,7 @@ bool writeLog(const std::string& text) {
     std::fflush(stderr);
     return false;
 }
-} // namespace
+}  // namespace
 
 void assertionReportAt(const char* condition, const char* position) {
     {
@@ -129,8 +138,14 @@ LogCapture::~LogCapture() {
     delete rep_;
 }
 
-std::string LogCapture::logText() const { std::lock_guard<std::mutex> g(rep_->m); return rep_->log; }
-std::vector<std::string> LogCapture::splats() const { std::lock_guard<std::mutex> g(rep_->m); return rep_->splats; }
+std::string LogCapture::logText() const {
+    std::lock_guard<std::mutex> g(rep_->m);
+    return rep_->log;
+}
+std::vector<std::string> LogCapture::splats() const {
+    std::lock_guard<std::mutex> g(rep_->m);
+    return rep_->splats;
+}
 std::vector<std::string> LogCapture::assertions() const {
     std::lock_guard<std::mutex> g(rep_->m);
     return rep_->assertions;
@@ -147,11 +162,17 @@ void LogCapture::clear() {
     rep_->splats.clear();
     rep_->assertions.clear();
 }
-void LogCapture::appendLog(const std::string& t) { std::lock_guard<std::mutex> g(rep_->m); rep_->log += t; }
-void LogCapture::appendSplat(const std::string& s) { std::lock_guard<std::mutex> g(rep_->m); rep_->splats.push_back(s); }
+void LogCapture::appendLog(const std::string& t) {
+    std::lock_guard<std::mutex> g(rep_->m);
+    rep_->log += t;
+}
+void LogCapture::appendSplat(const std::string& s) {
+    std::lock_guard<std::mutex> g(rep_->m);
+    rep_->splats.push_back(s);
+}
 void LogCapture::appendAssertion(const std::string& line) {
     std::lock_guard<std::mutex> g(rep_->m);
     rep_->assertions.push_back(line);
 }
 
-} // namespace platform
+}  // namespace platform

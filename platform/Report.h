@@ -66,4 +66,4 @@ private:
     Rep* rep_;
 };
 
-} // namespace platform
+}  // namespace platform

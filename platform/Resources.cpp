@@ -26,9 +26,15 @@ const std::map<int, const wchar_t*>& builtIn() {
     return table;
 }
 
-std::mutex& tableMutex() { static std::mutex m; return m; }
+std::mutex& tableMutex() {
+    static std::mutex m;
+    return m;
+}
 bool loaded = false;
-std::map<int, std::wstring>& translated() { static std::map<int, std::wstring> t; return t; }
+std::map<int, std::wstring>& translated() {
+    static std::map<int, std::wstring> t;
+    return t;
+}
 
 void loadTranslations() {
     loaded = true;
@@ -59,7 +65,7 @@ void loadTranslations() {
         translated()[int(id)] = fromUTF8(LightweightString<char>(text)).toStd();
     }
 }
-} // namespace
+}  // namespace
 
 LightweightString<wchar_t> resourceStrW(int id) {
     std::lock_guard<std::mutex> g(tableMutex());
@@ -81,4 +87,4 @@ void reloadResources() {
     std::lock_guard<std::mutex> g(tableMutex());
     loaded = false;
 }
-} // namespace platform
+}  // namespace platform

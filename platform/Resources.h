@@ -26,12 +26,11 @@ AUDPLATFORM_EXPORT LightweightString<wchar_t> resourceStrW(int id);
 // The resource text with prefix and suffix around it. format selects the padding:
 // 0 uses the text as it is; 1 pads the text with one blank on each side before
 // adding prefix and suffix.
-AUDPLATFORM_EXPORT LightweightString<wchar_t> paddedResourceStrW(int id,
-                                              const LightweightString<wchar_t>& prefix,
-                                              const LightweightString<wchar_t>& suffix,
-                                              int format = 0);
+AUDPLATFORM_EXPORT LightweightString<wchar_t> paddedResourceStrW(int id, const LightweightString<wchar_t>& prefix,
+                                                                 const LightweightString<wchar_t>& suffix,
+                                                                 int format = 0);
 
 namespace platform {
 // Forgets a loaded translation table so the next lookup reads AUDATOMS_RESOURCES again.
 AUDPLATFORM_EXPORT void reloadResources();
-}
+}  // namespace platform

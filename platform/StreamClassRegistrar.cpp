@@ -9,14 +9,13 @@ struct Registry {
     std::vector<const StreamClassRegistrar*> entries;
 };
 Registry& registry() {
-    static Registry* r = new Registry; // never destroyed: registrars may outlive static destruction order
+    static Registry* r = new Registry;  // never destroyed: registrars may outlive static destruction order
     return *r;
 }
-} // namespace
+}  // namespace
 
 StreamClassRegistrar::StreamClassRegistrar(const LightweightString<char>& longName,
-                                           const LightweightString<char>& shortName,
-                                           Streamable::BuilderType builderFn)
+                                           const LightweightString<char>& shortName, Streamable::BuilderType builderFn)
     : longName_(longName), shortName_(shortName), builder_(builderFn) {
     Registry& r = registry();
     std::lock_guard<std::mutex> g(r.mutex);

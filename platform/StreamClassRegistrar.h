@@ -43,4 +43,4 @@ private:
     Streamable::BuilderType builder_;
 };
 
-#endif // AUDATOMS_PLATFORM_STREAMCLASSREGISTRAR_H
+#endif  // AUDATOMS_PLATFORM_STREAMCLASSREGISTRAR_H

@@ -17,16 +17,17 @@ constexpr std::uint32_t kPlaceholderLength = 0xFFFFFFFFu;
 bool isOutermostLayerName(const LightweightString<char>& name) { return name == "$" || name == "Streamable"; }
 
 void appendEndOfFile(PStream& s, const StreamLayerNames& names) {
-    s.appendError(("Unexpected end-of-file while unpacking " + names.objectName + ", layer " + names.layerName + ".").c_str());
+    s.appendError(
+        ("Unexpected end-of-file while unpacking " + names.objectName + ", layer " + names.layerName + ".").c_str());
 }
 
 std::uint32_t clampedEnd(std::uint32_t start, std::uint32_t length) {
     return std::uint32_t(std::min<std::uint64_t>(std::uint64_t(start) + length, 0xFFFFFFFFu));
 }
-} // namespace
+}  // namespace
 
-void STRM_writeLayerHeader(PStream& s, const char* shortName, StreamLayerVersion version,
-                           std::uint32_t ownLength, std::uint32_t totalLength) {
+void STRM_writeLayerHeader(PStream& s, const char* shortName, StreamLayerVersion version, std::uint32_t ownLength,
+                           std::uint32_t totalLength) {
     StreamFile& f = s.file();
     s.writeBinary(shortName, 0, false, false);
     if (s.formatNumber() == 1) {
@@ -71,14 +72,12 @@ bool STRM_readLayerHeader(PStream& s, StreamLayerHeader& h) {
         h.ownLength = f.getUnsignedLong();
         h.totalLength = f.getUnsignedLong();
         return true;
-    default:
-        s.appendError("Unrecognized version for Streamable base");
-        return false;
+    default: s.appendError("Unrecognized version for Streamable base"); return false;
     }
 }
 
-int STRM_packLayer(PStream& s, const char* shortName, StreamLayerVersion& version,
-                   const StreamLayerPacker& packOwn, const StreamInnerPacker& packInner) {
+int STRM_packLayer(PStream& s, const char* shortName, StreamLayerVersion& version, const StreamLayerPacker& packOwn,
+                   const StreamInnerPacker& packInner) {
     StreamFile& f = s.file();
     int inner = kStreamLayerOk;
     if (s.formatNumber() == 1) {
@@ -127,7 +126,8 @@ int STRM_unpackLayer(PStream& s, const StreamLayerNames& names, StreamLayerVersi
     if (h.ownLength != 0 && !s.failed() && h.shortName != names.shortName.c_str() &&
         h.shortName != names.layerName.c_str()) {
         s.appendError(("Expected short name '" + names.shortName + "' for layer " + names.layerName + ", got " +
-                       h.shortName.toStd() + ".").c_str());
+                       h.shortName.toStd() + ".")
+                          .c_str());
         f.seek(layerEnd);
         return kStreamLayerShortNameMismatch;
     }
@@ -148,10 +148,11 @@ int STRM_unpackLayer(PStream& s, const StreamLayerNames& names, StreamLayerVersi
         f.seek(ownEnd);
     } else if (pos > ownEnd) {
         char text[1024];
-        std::snprintf(text, sizeof text,
-                      "Error: Unpacker read beyond end of chunk while unpacking object %s, layer %s v%d.%d, %d bytes overread.\n",
-                      names.objectName.c_str(), names.layerName.c_str(), int(h.version.major),
-                      int(h.version.minor), int(pos - ownEnd));
+        std::snprintf(
+            text, sizeof text,
+            "Error: Unpacker read beyond end of chunk while unpacking object %s, layer %s v%d.%d, %d bytes overread.\n",
+            names.objectName.c_str(), names.layerName.c_str(), int(h.version.major), int(h.version.minor),
+            int(pos - ownEnd));
         s.appendError(text);
         f.seek(layerEnd);
         return kStreamLayerFailed;

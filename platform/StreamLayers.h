@@ -34,10 +34,10 @@
 
 // Results of packing and unpacking a layer or a whole object.
 enum StreamLayerStatus : int {
-    kStreamLayerOk = 0,                 // read or written
-    kStreamLayerEmpty = 1,              // an empty layer at the end of the stream: nothing read, success
-    kStreamLayerFailed = -1,            // the stream failed or the data is unusable
-    kStreamLayerShortNameMismatch = -2, // another layer's data where this one was expected; skipped
+    kStreamLayerOk = 0,                  // read or written
+    kStreamLayerEmpty = 1,               // an empty layer at the end of the stream: nothing read, success
+    kStreamLayerFailed = -1,             // the stream failed or the data is unusable
+    kStreamLayerShortNameMismatch = -2,  // another layer's data where this one was expected; skipped
 };
 inline bool STRM_succeeded(int status) { return status == kStreamLayerOk || status == kStreamLayerEmpty; }
 
@@ -65,7 +65,7 @@ struct AUDPLATFORM_EXPORT StreamLayerHeader {
 
 // Writes one header in the stream's current format.
 AUDPLATFORM_EXPORT void STRM_writeLayerHeader(PStream& s, const char* shortName, StreamLayerVersion version,
-                           std::uint32_t ownLength, std::uint32_t totalLength);
+                                              std::uint32_t ownLength, std::uint32_t totalLength);
 
 // Reads one header: the short name, the versions (an outermost "$"/"Streamable" layer
 // sets the stream's format number from its major version), the two lengths. False,
@@ -80,13 +80,13 @@ using StreamInnerUnpacker = std::function<int(PStream&)>;
 
 // Packs one layer: header, packOwn (which may change version), packInner.
 AUDPLATFORM_EXPORT int STRM_packLayer(PStream& s, const char* shortName, StreamLayerVersion& version,
-                   const StreamLayerPacker& packOwn, const StreamInnerPacker& packInner);
+                                      const StreamLayerPacker& packOwn, const StreamInnerPacker& packInner);
 
 // Unpacks one layer into version, unpackOwn and unpackInner (see the header comment).
 AUDPLATFORM_EXPORT int STRM_unpackLayer(PStream& s, const StreamLayerNames& names, StreamLayerVersion& version,
-                     const StreamLayerUnpacker& unpackOwn, const StreamInnerUnpacker& unpackInner);
+                                        const StreamLayerUnpacker& unpackOwn, const StreamInnerUnpacker& unpackInner);
 
 // The demangled name of a type, e.g. "Aud::SimpleMixState".
 AUDPLATFORM_EXPORT std::string STRM_printableTypeName(const std::type_info& type);
 
-#endif // AUDATOMS_PLATFORM_STREAMLAYERS_H
+#endif  // AUDATOMS_PLATFORM_STREAMLAYERS_H

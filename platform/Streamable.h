@@ -86,8 +86,9 @@ template <class Layer, class... Inner, class Obj>
 int STRM_packLayers(const Obj& obj, PStream& s) {
     StreamInnerPacker inner = [](PStream&) { return int(kStreamLayerOk); };
     if constexpr (sizeof...(Inner) != 0) inner = [&obj](PStream& ps) { return STRM_packLayers<Inner...>(obj, ps); };
-    return STRM_packLayer(s, Layer::STRM_shortLayerName(), obj.Layer::STRM_layerVersion(),
-                          [&obj](PStream& ps) { obj.Layer::pack(ps); }, inner);
+    return STRM_packLayer(
+        s, Layer::STRM_shortLayerName(), obj.Layer::STRM_layerVersion(), [&obj](PStream& ps) { obj.Layer::pack(ps); },
+        inner);
 }
 
 // Unpacks obj's layers Layer, Inner... (outermost first) from s.
@@ -97,8 +98,8 @@ int STRM_unpackLayers(Obj& obj, PStream& s) {
                                  obj.STRM_typeName()};
     StreamInnerUnpacker inner = [](PStream&) { return int(kStreamLayerOk); };
     if constexpr (sizeof...(Inner) != 0) inner = [&obj](PStream& ps) { return STRM_unpackLayers<Inner...>(obj, ps); };
-    return STRM_unpackLayer(s, names, obj.Layer::STRM_layerVersion(), [&obj](PStream& ps) { obj.Layer::unpack(ps); },
-                            inner);
+    return STRM_unpackLayer(
+        s, names, obj.Layer::STRM_layerVersion(), [&obj](PStream& ps) { obj.Layer::unpack(ps); }, inner);
 }
 
 // The hierarchy name of the layers Layer, Inner... (outermost first, normally from Streamable).
@@ -116,4 +117,4 @@ LightweightString<char> STRM_hierarchyNameOf(bool longForm, bool withOutermost) 
     return LightweightString<char>(name);
 }
 
-#endif // AUDATOMS_PLATFORM_STREAMABLE_H
+#endif  // AUDATOMS_PLATFORM_STREAMABLE_H

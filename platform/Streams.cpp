@@ -66,7 +66,7 @@ T getLE(StreamFile& f) {
     for (std::size_t i = 0; i < sizeof(T); ++i) v |= std::uint64_t(b[i]) << (8 * i);
     return static_cast<T>(v);
 }
-} // namespace
+}  // namespace
 
 std::uint8_t StreamFile::getCookedChar() { return getLE<std::uint8_t>(*this); }
 void StreamFile::setUnsignedShort(std::uint16_t v) { putLE(*this, v); }

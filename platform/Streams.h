@@ -39,7 +39,11 @@ public:
     bool atEnd() const { return pos_ >= data_.size(); }
     std::uint32_t size() const { return std::uint32_t(data_.size()); }
     const std::string& bytes() const { return data_; }
-    void setBytes(const std::string& bytes) { data_ = bytes; pos_ = 0; failed_ = false; }
+    void setBytes(const std::string& bytes) {
+        data_ = bytes;
+        pos_ = 0;
+        failed_ = false;
+    }
     bool failed() const { return failed_; }
     void clearFailed() { failed_ = false; }
 
@@ -94,7 +98,10 @@ public:
     void appendError(const std::string& text) { errors_ += LightweightString<char>(text); }
     bool failed() const { return failed_ || file_.failed(); }
     void setFailed() { failed_ = true; }
-    void clearFailed() { failed_ = false; file_.clearFailed(); }
+    void clearFailed() {
+        failed_ = false;
+        file_.clearFailed();
+    }
 
 private:
     StreamFile& file_;

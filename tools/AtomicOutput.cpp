@@ -41,7 +41,7 @@ std::filesystem::path folderOf(const std::filesystem::path& path) {
     return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
 }
 
-} // namespace
+}  // namespace
 
 void removeLiveTemporaries() noexcept {
     for (int i = 0; i < kSlots; ++i)
@@ -58,7 +58,7 @@ AtomicOutput::AtomicOutput(std::filesystem::path target) : target_(std::move(tar
     const int fd = ::mkstemp(name.data());
     if (fd < 0)
         throw OutputError(target_.string() + ": cannot create the output file in " + folderOf(target_).string() + ": " +
-                         std::strerror(errno));
+                          std::strerror(errno));
     ::fchmod(fd, 0644);
     ::close(fd);
     temp_ = name.data();
@@ -91,4 +91,4 @@ void AtomicOutput::commit() {
     }
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -40,4 +40,4 @@ private:
 // from a signal handler.
 void removeLiveTemporaries() noexcept;
 
-} // namespace audtool
+}  // namespace audtool

@@ -32,13 +32,15 @@ int containerFor(const std::filesystem::path& path, int sampleType) {
     else if (ext == "aif" || ext == "aiff" || ext == "aifc") container = SF_FORMAT_AIFF | SF_ENDIAN_LITTLE;
     else if (ext == "raw") container = SF_FORMAT_RAW;
     else
-        throw InputError(path.string() + ": unknown output file type '." + ext + "' (use .wav, .w64, .aif, .aiff or .raw)");
+        throw InputError(path.string() + ": unknown output file type '." + ext +
+                         "' (use .wav, .w64, .aif, .aiff or .raw)");
     if (sampleType == 5 && ext != "raw")
-        throw InputError(path.string() + ": 24-bit samples in 4-byte words (24-unpacked) are written to .raw files only");
+        throw InputError(path.string() +
+                         ": 24-bit samples in 4-byte words (24-unpacked) are written to .raw files only");
     return container;
 }
 
-} // namespace
+}  // namespace
 
 int exportSampleType(const std::string& text) {
     int wanted = -1;
@@ -60,9 +62,7 @@ std::string exportSampleTypeText(int sampleType) {
 }
 
 ExportConverter::ExportConverter(int sampleType, unsigned channels, unsigned maxFrames)
-    : sampleType_(sampleType),
-      channels_(channels),
-      maxFrames_(maxFrames),
+    : sampleType_(sampleType), channels_(channels), maxFrames_(maxFrames),
       interleaver_(sampleType, channels,
                    sampleType == 0 || sampleType == 7 ? Aud::keAudioDataTypeFloat : Aud::keAudioDataTypePCM) {
     const unsigned stride = Aud::sampleTypeStride(sampleType);
@@ -126,4 +126,4 @@ void AudioFileWriter::commit() {
     out_.commit();
 }
 
-} // namespace audtool
+}  // namespace audtool

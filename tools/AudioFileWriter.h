@@ -69,4 +69,4 @@ private:
     ExportConverter converter_;
 };
 
-} // namespace audtool
+}  // namespace audtool

@@ -69,4 +69,4 @@ unsigned MemorySource::readFrames(unsigned char* dst, unsigned frames) {
     return done;
 }
 
-} // namespace audtool
+}  // namespace audtool

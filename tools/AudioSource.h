@@ -73,4 +73,4 @@ private:
     std::int64_t left_ = 0;     // frames still to deliver
 };
 
-} // namespace audtool
+}  // namespace audtool

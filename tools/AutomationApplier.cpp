@@ -29,7 +29,7 @@ RunFields runFields(const AutomationApplier::State& st) {
             st.pendingValid_};
 }
 
-} // namespace
+}  // namespace
 
 void AutomationApplier::configure(const Store* store, double rate, double t, Direction direction) {
     direction_ = direction;
@@ -89,8 +89,7 @@ const float* AutomationApplier::apply(const float* src, float* dst, unsigned fra
         // The constant kernel only reads its source (its signature predates const).
         if (runDelta_ == 0.0f || hold)
             MR::MultiplyConstant(const_cast<float*>(src + done), dst + done, groups, st.level_);
-        else
-            MR::MultiplyWithRampFrom(src + done, dst + done, groups, runStart_, runDelta_, runPosition_);
+        else MR::MultiplyWithRampFrom(src + done, dst + done, groups, runStart_, runDelta_, runPosition_);
         if (hold) break;
         done += n;
         runPosition_ += n;
@@ -104,4 +103,4 @@ const float* AutomationApplier::apply(const float* src, float* dst, unsigned fra
     return dst;
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -85,4 +85,4 @@ private:
     std::uint64_t runsBegun_ = 0;
 };
 
-} // namespace audtool
+}  // namespace audtool

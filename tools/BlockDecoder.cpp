@@ -15,7 +15,7 @@ InputError splitFailed(const AudioSource& source, AudioInterleaver::eStatus stat
     return InputError(source.name() + ": the interleaver could not split a block (status " +
                       std::to_string(int(status)) + ")");
 }
-} // namespace
+}  // namespace
 
 BlockDecoder::BlockDecoder(const AudioSource& source, unsigned maxFrames)
     : format_(source.format()), splitFormat_(format_.metadata()), maxFrames_(maxFrames) {
@@ -48,7 +48,8 @@ BlockDecoder::BlockDecoder(const AudioSource& source, unsigned maxFrames)
         interleaver_.createOutputBuffers((maxFrames + 1) / 2, splitFormat_, pairs_) != AudioInterleaver::kSuccess)
         throw OutputError("out of memory for a block of " + source.name());
     // Silence as the file would hold it: digital zero, offset binary for unsigned 8-bit.
-    const unsigned char silent[8] = {format_.sampleType == 4 ? static_cast<unsigned char>(0x80) : static_cast<unsigned char>(0)};
+    const unsigned char silent[8] = {format_.sampleType == 4 ? static_cast<unsigned char>(0x80)
+                                                             : static_cast<unsigned char>(0)};
     if (format_.stride() > sizeof silent || !Aud::SampleConvert::toFloat(format_.sampleType, silent, 1, &silence_))
         throw InputError(source.name() + ": no float conversion for sample type " + std::to_string(format_.sampleType));
     floats_.assign(format_.channels, std::vector<float>(std::size_t(maxFrames) + kPadding, silence_));
@@ -80,8 +81,7 @@ unsigned BlockDecoder::decode(AudioSource& source, unsigned frames) {
     // A reused list keeps its earlier count; this block holds n frames.
     list_.numSamples = n;
     for (unsigned c = 0; c < format_.channels; ++c)
-        Aud::SampleConvert::toFloat(list_.sampleType, list_.streamBuffers[c].memory->getBuffer(), n,
-                                    floats_[c].data());
+        Aud::SampleConvert::toFloat(list_.sampleType, list_.streamBuffers[c].memory->getBuffer(), n, floats_[c].data());
     return n;
 }
 
@@ -92,8 +92,7 @@ unsigned BlockDecoder::decodeInPairs(const AudioSource& source, unsigned n) {
     if (n % 2) std::memset(raw + std::size_t(n) * stride, 0, stride);
     raw_->setUsed(pairs * 2 * stride);
     const AudioInterleaver::eStatus status = interleaver_.deinterleaveAudio(pairs, splitFormat_, raw_, pairs_);
-    if (status != AudioInterleaver::kSuccess || pairs_.streamBuffers.size() != 2)
-        throw splitFailed(source, status);
+    if (status != AudioInterleaver::kSuccess || pairs_.streamBuffers.size() != 2) throw splitFailed(source, status);
     // Even frames are in the first buffer, odd frames in the second, both in host order.
     const auto* even = static_cast<const unsigned char*>(pairs_.streamBuffers[0].memory->getBuffer());
     const auto* odd = static_cast<const unsigned char*>(pairs_.streamBuffers[1].memory->getBuffer());
@@ -113,4 +112,4 @@ unsigned BlockDecoder::decodeInPairs(const AudioSource& source, unsigned n) {
     return n;
 }
 
-} // namespace audtool
+}  // namespace audtool

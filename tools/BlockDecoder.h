@@ -55,19 +55,19 @@ private:
     unsigned decodeInPairs(const AudioSource& source, unsigned n);
 
     FileFormat format_;
-    Aud::Metadata splitFormat_;   // the format given to deinterleaveAudio
-    bool swapFirst_ = false;      // one-channel big-endian 4-byte samples
-    bool splitInPairs_ = false;   // one-channel big-endian 8-byte samples
+    Aud::Metadata splitFormat_;  // the format given to deinterleaveAudio
+    bool swapFirst_ = false;     // one-channel big-endian 4-byte samples
+    bool splitInPairs_ = false;  // one-channel big-endian 8-byte samples
     unsigned maxFrames_;
     AudioInterleaver interleaver_;
     Qm::Ptr<iMemHolder> raw_;
     Qm::Ptr<iMemHolder> swapped_;
-    Qm::Ptr<iMemHolder> joined_;      // split in pairs: the frames joined, host order
-    Aud::StreamBufferList pairs_;     // split in pairs: even and odd frames
+    Qm::Ptr<iMemHolder> joined_;   // split in pairs: the frames joined, host order
+    Aud::StreamBufferList pairs_;  // split in pairs: even and odd frames
     Aud::StreamBufferList list_;
     std::vector<std::vector<float>> floats_;
-    float silence_ = 0.0f;        // the float of a silent sample of the file's type
+    float silence_ = 0.0f;  // the float of a silent sample of the file's type
     unsigned framesRead_ = 0;
 };
 
-} // namespace audtool
+}  // namespace audtool

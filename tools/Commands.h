@@ -31,4 +31,4 @@ void addCadenceCommand(CLI::App& app, const GlobalOptions& global, Action& actio
 void addMixstateCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addBenchCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 
-} // namespace audtool
+}  // namespace audtool

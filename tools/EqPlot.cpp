@@ -38,7 +38,7 @@ std::string freqText(double f) {
     return fmt("%g", f);
 }
 
-} // namespace
+}  // namespace
 
 std::vector<double> plotFrequencies(double rate, unsigned points) {
     const double lo = 20.0;
@@ -74,7 +74,8 @@ EqResponse eqResponse(const Equaliser& eq, double rate, const std::vector<double
     return r;
 }
 
-std::string eqSvg(const std::vector<EqResponse>& responses, const std::vector<double>& freqs, const std::string& title) {
+std::string eqSvg(const std::vector<EqResponse>& responses, const std::vector<double>& freqs,
+                  const std::string& title) {
     double lo = -12, hi = 12;
     for (const EqResponse& r : responses) {
         for (double v : r.totalDb) lo = std::min(lo, v), hi = std::max(hi, v);
@@ -111,8 +112,8 @@ std::string eqSvg(const std::vector<EqResponse>& responses, const std::vector<do
         for (double m : {1.0, 2.0, 5.0}) {
             const double f = decade * m;
             if (f < f0 || f > f1) continue;
-            s += "<text x=\"" + fmt("%.2f", X(f)) + "\" y=\"" + fmt("%g", top + ph + 16) + "\" text-anchor=\"middle\">" +
-                 freqText(f) + "</text>\n";
+            s += "<text x=\"" + fmt("%.2f", X(f)) + "\" y=\"" + fmt("%g", top + ph + 16) +
+                 "\" text-anchor=\"middle\">" + freqText(f) + "</text>\n";
         }
     for (double db = lo; db <= hi + 1e-9; db += 6)
         s += "<text x=\"" + fmt("%g", left - 6) + "\" y=\"" + fmt("%.2f", Y(db) + 4) + "\" text-anchor=\"end\">" +
@@ -139,8 +140,8 @@ std::string eqSvg(const std::vector<EqResponse>& responses, const std::vector<do
             s += "<path d=\"" + path(band) + "\" stroke-width=\"1\" stroke-dasharray=\"4 3\" opacity=\"0.7\"/>\n";
         s += "<path d=\"" + path(resp.totalDb) + "\" stroke-width=\"2.5\"/>\n</g>\n";
         const double lx = left + pw + 15;
-        s += "<line x1=\"" + fmt("%g", lx) + "\" y1=\"" + fmt("%g", legendY) + "\" x2=\"" + fmt("%g", lx + 20) + "\" y2=\"" +
-             fmt("%g", legendY) + "\" stroke=\"" + colour + "\" stroke-width=\"2.5\"/>\n";
+        s += "<line x1=\"" + fmt("%g", lx) + "\" y1=\"" + fmt("%g", legendY) + "\" x2=\"" + fmt("%g", lx + 20) +
+             "\" y2=\"" + fmt("%g", legendY) + "\" stroke=\"" + colour + "\" stroke-width=\"2.5\"/>\n";
         s += "<text x=\"" + fmt("%g", lx + 26) + "\" y=\"" + fmt("%g", legendY + 4) + "\">" + escape(resp.label) +
              " (total)</text>\n";
         legendY += 16;
@@ -169,4 +170,4 @@ std::string eqCsv(const EqResponse& response, const std::vector<double>& freqs) 
     return s;
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -16,8 +16,8 @@
 namespace audtool {
 
 struct EqResponse {
-    std::string label;                      // e.g. the input's name
-    std::vector<std::string> bandLabels;    // "peaking 2500 Hz q=1.2 +4 dB"
+    std::string label;                    // e.g. the input's name
+    std::vector<std::string> bandLabels;  // "peaking 2500 Hz q=1.2 +4 dB"
     std::vector<std::vector<double>> bandDb;
     std::vector<double> totalDb;
 };
@@ -30,4 +30,4 @@ std::string bandLabel(const EqBandSettings& band);
 std::string eqSvg(const std::vector<EqResponse>& responses, const std::vector<double>& freqs, const std::string& title);
 std::string eqCsv(const EqResponse& response, const std::vector<double>& freqs);
 
-} // namespace audtool
+}  // namespace audtool

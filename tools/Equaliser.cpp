@@ -25,14 +25,10 @@ struct TypeName {
 };
 
 const TypeName kTypes[] = {
-    {"lowpass", "lp", nullptr, Biquad::kLowPass},
-    {"highpass", "hp", nullptr, Biquad::kHighPass},
-    {"bandpass", "bp", nullptr, Biquad::kBandPassPeak},
-    {"bandpass-skirt", "bps", nullptr, Biquad::kBandPassSkirt},
-    {"notch", nullptr, nullptr, Biquad::kNotch},
-    {"allpass", "ap", nullptr, Biquad::kAllPass},
-    {"peaking", "peak", "bell", Biquad::kPeaking},
-    {"lowshelf", "ls", nullptr, Biquad::kLowShelf},
+    {"lowpass", "lp", nullptr, Biquad::kLowPass},       {"highpass", "hp", nullptr, Biquad::kHighPass},
+    {"bandpass", "bp", nullptr, Biquad::kBandPassPeak}, {"bandpass-skirt", "bps", nullptr, Biquad::kBandPassSkirt},
+    {"notch", nullptr, nullptr, Biquad::kNotch},        {"allpass", "ap", nullptr, Biquad::kAllPass},
+    {"peaking", "peak", "bell", Biquad::kPeaking},      {"lowshelf", "ls", nullptr, Biquad::kLowShelf},
     {"highshelf", "hs", nullptr, Biquad::kHighShelf},
 };
 
@@ -53,7 +49,7 @@ std::vector<std::string> split(const std::string& s, char sep) {
 
 bool isShelf(Biquad::eFilterType t) { return t == Biquad::kLowShelf || t == Biquad::kHighShelf; }
 
-} // namespace
+}  // namespace
 
 std::string eqTypeName(Biquad::eFilterType type) {
     for (const TypeName& t : kTypes)
@@ -101,7 +97,8 @@ EqBandSettings parseEqBand(const std::string& text) {
         }
     }
     if (!haveShape) {
-        settings.shape.kind = isShelf(settings.type) ? Biquad::ShapeDescriptor::kShelfSlope : Biquad::ShapeDescriptor::kQ;
+        settings.shape.kind =
+            isShelf(settings.type) ? Biquad::ShapeDescriptor::kShelfSlope : Biquad::ShapeDescriptor::kQ;
         settings.shape.value = isShelf(settings.type) ? 1.0f : 0.7071f;
     }
     return settings;
@@ -170,7 +167,7 @@ void cascade(Aud::Filter::MultiBandBiquad<N>& group, float* x, unsigned n) {
     cascade(group, x, n, std::make_index_sequence<N>());
 }
 
-} // namespace
+}  // namespace
 
 void Equaliser::process(float* x, unsigned n) {
     switch (bands_.index()) {
@@ -198,4 +195,4 @@ float Equaliser::responseMagnitude(float f) const {
         bands_);
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -30,8 +30,8 @@ struct EqBandSettings {
     float frequency = 0;  // Hz
     Aud::Filter::Biquad::ShapeDescriptor shape{};
     double gainDb = 0;
-    std::string text;     // as written, for messages
-    int line = 0;         // session file line, 0 when not from a file
+    std::string text;  // as written, for messages
+    int line = 0;      // session file line, 0 when not from a file
 };
 
 // Parses a band text; InputError quoting the text for an unknown type (listing the
@@ -64,11 +64,11 @@ public:
     float responseMagnitude(float normalisedFrequency) const;
 
 private:
-    using Bands = std::variant<std::monostate, Aud::Filter::Biquad, Aud::Filter::MultiBandBiquad<2>,
-                               Aud::Filter::MultiBandBiquad<3>, Aud::Filter::MultiBandBiquad<4>,
-                               Aud::Filter::MultiBandBiquad<5>>;
+    using Bands =
+        std::variant<std::monostate, Aud::Filter::Biquad, Aud::Filter::MultiBandBiquad<2>,
+                     Aud::Filter::MultiBandBiquad<3>, Aud::Filter::MultiBandBiquad<4>, Aud::Filter::MultiBandBiquad<5>>;
     std::vector<EqBandSettings> settings_;
     Bands bands_;
 };
 
-} // namespace audtool
+}  // namespace audtool

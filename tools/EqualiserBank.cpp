@@ -25,4 +25,4 @@ void EqualiserBank::process(float* const* channels, unsigned n) {
     }
 }
 
-} // namespace audtool
+}  // namespace audtool

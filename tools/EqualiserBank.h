@@ -23,11 +23,11 @@ public:
 private:
     struct Group {
         unsigned bands = 0;
-        std::vector<unsigned> channels;                // channel numbers
-        std::vector<Aud::Filter::Biquad*> sections;    // channels.size() * bands, channel-major
-        std::vector<float*> data;                      // per block: the channels' samples
+        std::vector<unsigned> channels;              // channel numbers
+        std::vector<Aud::Filter::Biquad*> sections;  // channels.size() * bands, channel-major
+        std::vector<float*> data;                    // per block: the channels' samples
     };
     std::vector<Group> groups_;
 };
 
-} // namespace audtool
+}  // namespace audtool

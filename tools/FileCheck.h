@@ -14,10 +14,10 @@ namespace audtool {
 
 // InputError "<path>: cannot open: <reason>" or "<path>: is a directory, not <what>".
 inline void requireReadableFile(const std::filesystem::path& path, const std::string& what) {
-    struct stat st{};
+    struct stat st {};
     if (::stat(path.c_str(), &st) != 0) throw InputError(path.string() + ": cannot open: " + std::strerror(errno));
     if (S_ISDIR(st.st_mode)) throw InputError(path.string() + ": is a directory, not " + what);
     if (::access(path.c_str(), R_OK) != 0) throw InputError(path.string() + ": cannot open: " + std::strerror(errno));
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -23,7 +23,7 @@ int encodingForSampleType(int sampleType) {
     case 4: return SF_FORMAT_PCM_U8;
     case 1: return SF_FORMAT_PCM_16;
     case 2: return SF_FORMAT_PCM_24;
-    case 5: return SF_FORMAT_PCM_32;   // 24-bit samples in 4-byte words: raw containers only
+    case 5: return SF_FORMAT_PCM_32;  // 24-bit samples in 4-byte words: raw containers only
     case 6: return SF_FORMAT_PCM_32;
     case 0: return SF_FORMAT_FLOAT;
     case 7: return SF_FORMAT_DOUBLE;
@@ -57,14 +57,10 @@ std::string formatName(int command, int format) {
     if (sf_command(nullptr, command, &info, sizeof info) != 0 || !info.name) return "unknown";
     return info.name;
 }
-} // namespace
+}  // namespace
 
-std::string FileFormat::containerName() const {
-    return formatName(SFC_GET_FORMAT_INFO, sfFormat & SF_FORMAT_TYPEMASK);
-}
+std::string FileFormat::containerName() const { return formatName(SFC_GET_FORMAT_INFO, sfFormat & SF_FORMAT_TYPEMASK); }
 
-std::string FileFormat::encodingName() const {
-    return formatName(SFC_GET_FORMAT_INFO, sfFormat & SF_FORMAT_SUBMASK);
-}
+std::string FileFormat::encodingName() const { return formatName(SFC_GET_FORMAT_INFO, sfFormat & SF_FORMAT_SUBMASK); }
 
-} // namespace audtool
+}  // namespace audtool

@@ -16,12 +16,12 @@
 namespace audtool {
 
 struct FileFormat {
-    int sampleType = -1;       // library sample type number
-    bool bigEndian = false;    // byte order of the raw samples in the file
+    int sampleType = -1;     // library sample type number
+    bool bigEndian = false;  // byte order of the raw samples in the file
     unsigned channels = 0;
-    unsigned rate = 0;         // Hz
-    std::int64_t frames = 0;   // sample frames in the file
-    int sfFormat = 0;          // libsndfile format word (container | encoding | byte order)
+    unsigned rate = 0;        // Hz
+    std::int64_t frames = 0;  // sample frames in the file
+    int sfFormat = 0;         // libsndfile format word (container | encoding | byte order)
 
     unsigned stride() const { return Aud::sampleTypeStride(sampleType); }
     unsigned frameBytes() const { return stride() * channels; }
@@ -41,4 +41,4 @@ int sampleTypeForEncoding(int sfEncoding);
 // The libsndfile encoding that stores a sample type number raw, or 0.
 int encodingForSampleType(int sampleType);
 
-} // namespace audtool
+}  // namespace audtool

@@ -51,7 +51,7 @@ void rows(std::string& out, const char* kind, const std::vector<MeterReading>& r
     }
 }
 
-} // namespace
+}  // namespace
 
 std::string formatMeterTable(const std::vector<MeterReading>& inputs, const std::vector<MeterReading>& outputs) {
     std::string out = "meter          peak        clip  channel\n";
@@ -72,4 +72,4 @@ nlohmann::json meterJson(const std::vector<MeterReading>& readings) {
     return a;
 }
 
-} // namespace audtool
+}  // namespace audtool

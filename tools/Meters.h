@@ -24,7 +24,7 @@ namespace audtool {
 
 struct MeterReading {
     std::string label;
-    float peak = 0;      // linear, 1.0 = full scale
+    float peak = 0;  // linear, 1.0 = full scale
     bool clipped = false;
 };
 
@@ -52,4 +52,4 @@ std::string formatMeterTable(const std::vector<MeterReading>& inputs, const std:
 // [{"label":..., "peak":linear, "peak_dbfs":number or null, "clipped":bool}, ...]
 nlohmann::json meterJson(const std::vector<MeterReading>& readings);
 
-} // namespace audtool
+}  // namespace audtool

@@ -34,4 +34,4 @@ void ProgressBar::finish() {
     drawn_ = false;
 }
 
-} // namespace audtool
+}  // namespace audtool

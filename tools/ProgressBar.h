@@ -28,4 +28,4 @@ private:
     std::chrono::steady_clock::time_point last_{};
 };
 
-} // namespace audtool
+}  // namespace audtool

@@ -20,7 +20,7 @@ std::optional<double> parseQuotient(const std::string& text) {
     return *a / *b;
 }
 
-} // namespace
+}  // namespace
 
 std::optional<Aud::SampleRate> libraryRateForHertz(double hz) {
     if (!(hz > 0)) return std::nullopt;
@@ -68,9 +68,7 @@ Qm::FrameRate parseFrameRate(const std::string& text) {
     throw InputError("frame rate '" + text + "' is not one of the host's frame rates");
 }
 
-std::string rateDisplayText(const Aud::SampleRate& rate) {
-    return toUTF8(Aud::getDisplayString(rate)).toStd();
-}
+std::string rateDisplayText(const Aud::SampleRate& rate) { return toUTF8(Aud::getDisplayString(rate)).toStd(); }
 
 std::string frameRateText(Qm::FrameRate rate) {
     char buf[32];
@@ -81,4 +79,4 @@ std::string frameRateText(Qm::FrameRate rate) {
     return s;
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -28,4 +28,4 @@ std::string rateDisplayText(const Aud::SampleRate& rate);
 // Frames per second of a host frame rate code, as text ("29.97").
 std::string frameRateText(Qm::FrameRate rate);
 
-} // namespace audtool
+}  // namespace audtool

@@ -75,11 +75,11 @@ std::unique_ptr<RenderReport> makeReport(const Renderer& renderer, const RenderS
 }
 
 std::string RenderReport::text() const {
-    std::string s = formatText("rendered %.3f s of audio (%lld frames, %lld blocks) in %.3f s of processor time (%.3f s "
-                               "wall): %.1f x real time on one core\n",
-                               stats.audioSeconds(), static_cast<long long>(stats.frames),
-                               static_cast<long long>(stats.blocks), stats.cpuSeconds, stats.seconds,
-                               stats.timesRealTime());
+    std::string s =
+        formatText("rendered %.3f s of audio (%lld frames, %lld blocks) in %.3f s of processor time (%.3f s "
+                   "wall): %.1f x real time on one core\n",
+                   stats.audioSeconds(), static_cast<long long>(stats.frames), static_cast<long long>(stats.blocks),
+                   stats.cpuSeconds, stats.seconds, stats.timesRealTime());
     if (!outputPath.empty())
         s += "wrote " + outputPath + " (" + std::to_string(outputs.size()) + " channels, " +
              exportSampleTypeText(sampleType) + " bit)\n";
@@ -104,4 +104,4 @@ nlohmann::json RenderReport::json() const {
     return j;
 }
 
-} // namespace audtool
+}  // namespace audtool

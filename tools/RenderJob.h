@@ -47,4 +47,4 @@ struct RenderReport final : Result {
 std::unique_ptr<RenderReport> makeReport(const Renderer& renderer, const RenderStats& stats, std::string outputPath,
                                          int sampleType);
 
-} // namespace audtool
+}  // namespace audtool

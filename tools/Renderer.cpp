@@ -40,7 +40,7 @@ double threadCpuSeconds() {
     return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
 }
 
-} // namespace
+}  // namespace
 
 Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<AudioSource>> sources)
     : config_(config), mixer_(EditChanMaxAudio, kMixBuses, int(config.outputs) + 2) {
@@ -59,7 +59,8 @@ Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<Audio
     blocks_ = config.blockFrames ? std::vector<std::uint32_t>{config.blockFrames} : cadence_;
     maxBlock_ = *std::max_element(blocks_.begin(), blocks_.end());
     if (maxBlock_ == 0 || maxBlock_ > (1u << 20))
-        throw InputError("the samples-per-frame cadence gives unusable blocks of " + std::to_string(maxBlock_) + " samples");
+        throw InputError("the samples-per-frame cadence gives unusable blocks of " + std::to_string(maxBlock_) +
+                         " samples");
 
     const std::size_t room = std::size_t(maxBlock_) + BlockDecoder::kPadding;
     unsigned inputs = 0;
@@ -69,8 +70,8 @@ Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<Audio
             throw InputError(s->name() + ": sample rate " + std::to_string(f.rate) + " Hz differs from the session's " +
                              std::to_string(config.rate) + " Hz (the tool does not resample)");
         if (inputs + f.channels > unsigned(EditChanMaxAudio))
-            throw InputError(s->name() + ": its " + std::to_string(f.channels) + " channels would take the inputs past the mixer's " +
-                             std::to_string(EditChanMaxAudio));
+            throw InputError(s->name() + ": its " + std::to_string(f.channels) +
+                             " channels would take the inputs past the mixer's " + std::to_string(EditChanMaxAudio));
         auto src = std::make_unique<Source>(std::move(s), maxBlock_);
         src->monitor.registerMonitoringPoints(f.channels);
         for (unsigned c = 0; c < f.channels; ++c) {
@@ -153,8 +154,8 @@ void Renderer::mixBlock(const float* const* inputs, unsigned frames, double bloc
         const float right = gain * Aud::GainCurve::ConstantPower1::UVal2Mag(std::min(1.0f, 2.0f * pan));
         for (int m = -1; m < kMixBuses - 1; ++m)
             if (mixer_.getInputRoutedToMix(in, m))
-                MR::MultiplyConstantAndAdd2(x, buses_[std::size_t(m + 1) * 2].data(), buses_[std::size_t(m + 1) * 2 + 1].data(),
-                                            g, left, right);
+                MR::MultiplyConstantAndAdd2(x, buses_[std::size_t(m + 1) * 2].data(),
+                                            buses_[std::size_t(m + 1) * 2 + 1].data(), g, left, right);
     }
 
     for (unsigned k = 0; k < config_.outputs; ++k) std::fill(output(k), output(k) + std::size_t(g) * 4, 0.0f);
@@ -209,4 +210,4 @@ RenderStats Renderer::run() {
     return stats;
 }
 
-} // namespace audtool
+}  // namespace audtool

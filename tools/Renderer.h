@@ -98,29 +98,29 @@
 namespace audtool {
 
 struct RenderConfig {
-    unsigned rate = 48000;                  // Hz, a library base rate
+    unsigned rate = 48000;  // Hz, a library base rate
     std::int64_t totalFrames = 0;
     Qm::FrameRate frameRate = Qm::FrameRate25;
-    unsigned outputs = 2;                   // real mixer outputs, 2..16
-    unsigned blockFrames = 0;               // 0: one block per video frame; else every block this long
+    unsigned outputs = 2;      // real mixer outputs, 2..16
+    unsigned blockFrames = 0;  // 0: one block per video frame; else every block this long
 };
 
 struct RenderStats {
     std::int64_t frames = 0;
     std::int64_t blocks = 0;
-    double seconds = 0;                     // wall time of run()
-    double cpuSeconds = 0;                  // processor time of the rendering thread
-    unsigned rate = 0;                      // Hz
+    double seconds = 0;     // wall time of run()
+    double cpuSeconds = 0;  // processor time of the rendering thread
+    unsigned rate = 0;      // Hz
     double audioSeconds() const;
     // Audio seconds per second of the rendering thread's processor time: the speed on
     // one core, whatever else the machine runs meanwhile.
     double timesRealTime() const;
-    double timesRealTimeWall() const;       // audio seconds per second of wall time
+    double timesRealTimeWall() const;  // audio seconds per second of wall time
 };
 
 class Renderer {
 public:
-    static constexpr int kMixBuses = 4;     // the main mix and mixes 0, 1, 2
+    static constexpr int kMixBuses = 4;  // the main mix and mixes 0, 1, 2
 
     using Sink = std::function<void(const float* const* outputs, unsigned frames)>;
     using BlockHook = std::function<void(std::int64_t firstFrame)>;
@@ -174,16 +174,16 @@ private:
 
     RenderConfig config_;
     std::vector<std::uint32_t> cadence_;
-    std::vector<std::uint32_t> blocks_;   // the block lengths run() cycles through
+    std::vector<std::uint32_t> blocks_;  // the block lengths run() cycles through
     unsigned maxBlock_ = 0;
     std::vector<std::unique_ptr<Source>> sources_;
     std::vector<Channel> channels_;
-    EqualiserBank equalisers_;        // the channels' equalisers, built by run()
+    EqualiserBank equalisers_;             // the channels' equalisers, built by run()
     std::vector<const float*> inputData_;  // per block: each input's decoded samples (the decoder's)
     std::vector<const float*> mixData_;    // per block: each input's samples as the mix reads them
     std::vector<float*> workData_;         // each input's work buffer, what the equalisers filter
     Aud::SimpleMixState mixer_;
-    std::vector<std::vector<float>> buses_;   // [mix slot * 2 + side]
+    std::vector<std::vector<float>> buses_;  // [mix slot * 2 + side]
     Aud::StreamBufferList outputs_;
     Aud::Monitor outputMonitor_;
     MeterSet inputMeters_;
@@ -193,4 +193,4 @@ private:
     Progress progress_;
 };
 
-} // namespace audtool
+}  // namespace audtool

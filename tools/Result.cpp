@@ -34,4 +34,4 @@ std::string formatText(const char* format, ...) {
     return s;
 }
 
-} // namespace audtool
+}  // namespace audtool

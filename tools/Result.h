@@ -33,4 +33,4 @@ void printResult(const Result& result, bool json);
 // printf-style formatting into a string (for the text forms).
 std::string formatText(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-} // namespace audtool
+}  // namespace audtool

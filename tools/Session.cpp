@@ -34,7 +34,7 @@ struct Parser {
     Session s;
     std::filesystem::path baseDir;
     Kind kind = Kind::kNone;
-    unsigned input = 0;       // for Automation.N / EQ.N
+    unsigned input = 0;  // for Automation.N / EQ.N
     std::string mixerSection;
     std::set<std::string> sessionKeys;
     std::set<std::string> seenSections;
@@ -55,12 +55,13 @@ struct Parser {
 
     unsigned inputNumber(int line, const std::string& section, const std::string& digits) const {
         const auto n = parseInteger(digits);
-        if (!n) fail(line, "section [" + section + "] needs an input number, as in [" +
-                               section.substr(0, section.find('.')) + ".0]");
+        if (!n)
+            fail(line, "section [" + section + "] needs an input number, as in [" +
+                           section.substr(0, section.find('.')) + ".0]");
         if (*n >= EditChanMaxAudio)
             fail(line, "input " + std::to_string(*n) + " of [" + section + "] is beyond the mixer's " +
-                           std::to_string(EditChanMaxAudio) + " inputs (0 to " +
-                           std::to_string(EditChanMaxAudio - 1) + ")");
+                           std::to_string(EditChanMaxAudio) + " inputs (0 to " + std::to_string(EditChanMaxAudio - 1) +
+                           ")");
         return static_cast<unsigned>(*n);
     }
 
@@ -98,7 +99,8 @@ struct Parser {
                            "] (expected [Session], [Inputs], [Automation.N], [EQ.N] or a [SimpleMixState...] section)");
         }
         const std::string key = kind == Kind::kMixer ? name : low;
-        if ((kind == Kind::kSession || kind == Kind::kInputs || kind == Kind::kMixer) && !seenSections.insert(key).second)
+        if ((kind == Kind::kSession || kind == Kind::kInputs || kind == Kind::kMixer) &&
+            !seenSections.insert(key).second)
             fail(line, "a second [" + name + "] section");
     }
 
@@ -116,7 +118,8 @@ struct Parser {
                 s.rate = static_cast<unsigned>(*hz);
             } else if (k == "length") {
                 const auto v = parseNumber(value);
-                if (!v || *v <= 0 || *v > 24 * 3600) fail(line, "Length '" + value + "' is not a number of seconds above 0");
+                if (!v || *v <= 0 || *v > 24 * 3600)
+                    fail(line, "Length '" + value + "' is not a number of seconds above 0");
                 s.lengthSeconds = *v;
             } else if (k == "framerate") {
                 s.frameRate = parseFrameRate(value);
@@ -152,7 +155,8 @@ struct Parser {
             level = std::isinf(*v) ? 0.0 : std::pow(10.0, *v / 20.0);
         } else {
             const auto v = parseNumber(value);
-            if (!v || *v < 0) fail(line, "automation level '" + value + "' is not a linear gain (0 or more) or decibels");
+            if (!v || *v < 0)
+                fail(line, "automation level '" + value + "' is not a linear gain (0 or more) or decibels");
             level = *v;
         }
         if (level > 1000) fail(line, "automation level '" + value + "' is above +60 dB");
@@ -166,7 +170,8 @@ struct Parser {
         if (lower(key) != "band") fail(line, "unknown key '" + key + "' in an [EQ.N] section (Band=TYPE:FREQ...)");
         auto& bands = s.inputs[input].eq;
         if (bands.size() >= Equaliser::kMaxBands)
-            fail(line, "more than " + std::to_string(Equaliser::kMaxBands) + " bands for input " + std::to_string(input));
+            fail(line,
+                 "more than " + std::to_string(Equaliser::kMaxBands) + " bands for input " + std::to_string(input));
         try {
             bands.push_back(parseEqBand(value));
             bands.back().line = line;
@@ -195,7 +200,7 @@ struct Parser {
     }
 };
 
-} // namespace
+}  // namespace
 
 Session parseSession(const std::string& text, const std::string& name, const std::filesystem::path& baseDir) {
     Parser p;
@@ -221,7 +226,8 @@ Session parseSession(const std::string& text, const std::string& name, const std
     Session& s = p.s;
     if (!s.sessionLine) throw InputError(name + ": no [Session] section (SampleRate=, Length=)");
     if (!s.rate) throw InputError(name + ":" + std::to_string(s.sessionLine) + ": [Session] has no SampleRate=");
-    if (s.lengthSeconds <= 0) throw InputError(name + ":" + std::to_string(s.sessionLine) + ": [Session] has no Length=");
+    if (s.lengthSeconds <= 0)
+        throw InputError(name + ":" + std::to_string(s.sessionLine) + ": [Session] has no Length=");
     if (s.files.empty()) throw InputError(name + ": no input files (an [Inputs] section with File= lines)");
     for (auto& [input, setup] : s.inputs)
         std::stable_sort(setup.automation.begin(), setup.automation.end(),
@@ -237,4 +243,4 @@ Session loadSession(const std::filesystem::path& path) {
     return parseSession(text, path.string(), path.parent_path());
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -39,34 +39,34 @@
 namespace audtool {
 
 struct AutomationPoint {
-    double time = 0;    // seconds
-    float level = 1;    // linear gain
+    double time = 0;  // seconds
+    float level = 1;  // linear gain
     int line = 0;
 };
 
 struct SessionFile {
-    std::filesystem::path path;   // resolved against the session file's folder
+    std::filesystem::path path;  // resolved against the session file's folder
     int line = 0;
 };
 
 struct InputSetup {
     std::vector<AutomationPoint> automation;
-    int automationLine = 0;   // line of the section header, 0 when absent
+    int automationLine = 0;  // line of the section header, 0 when absent
     std::vector<EqBandSettings> eq;
     int eqLine = 0;
 };
 
 struct Session {
-    std::string name;                      // the session file, for messages
-    unsigned rate = 0;                     // Hz
+    std::string name;   // the session file, for messages
+    unsigned rate = 0;  // Hz
     double lengthSeconds = 0;
     Qm::FrameRate frameRate = Qm::FrameRate25;
     unsigned outputs = 2;
     std::vector<SessionFile> files;
     std::map<unsigned, InputSetup> inputs;  // by mixer input number
-    QmIniFile mixer;                       // the SimpleMixState sections
+    QmIniFile mixer;                        // the SimpleMixState sections
     bool hasMixer = false;
-    int sessionLine = 0;                   // line of [Session]
+    int sessionLine = 0;  // line of [Session]
 };
 
 // Reads and parses a session file; InputError for a missing or unreadable file and for
@@ -79,4 +79,4 @@ Session parseSession(const std::string& text, const std::string& name, const std
 // Section names of the mixer state's configuration text.
 const std::vector<std::string>& mixerSectionNames();
 
-} // namespace audtool
+}  // namespace audtool

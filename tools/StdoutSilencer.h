@@ -34,4 +34,4 @@ private:
     int saved_ = -1;
 };
 
-} // namespace audtool
+}  // namespace audtool

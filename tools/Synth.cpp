@@ -66,4 +66,4 @@ std::vector<float> noiseBursts(unsigned rate, double seconds, double period, dou
     return x;
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -26,4 +26,4 @@ std::vector<float> logSweep(unsigned rate, double seconds, double fromHz, double
 std::vector<float> noiseBursts(unsigned rate, double seconds, double period, double length, double amplitude,
                                std::uint32_t seed);
 
-} // namespace audtool
+}  // namespace audtool

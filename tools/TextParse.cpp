@@ -58,4 +58,4 @@ std::optional<double> parseFrequency(const std::string& text) {
     return *v * scale;
 }
 
-} // namespace audtool
+}  // namespace audtool

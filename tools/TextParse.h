@@ -19,4 +19,4 @@ std::optional<double> parseDecibels(const std::string& text);
 // A frequency in hertz: a number with an optional "k" (thousands) or "Hz" suffix.
 std::optional<double> parseFrequency(const std::string& text);
 
-} // namespace audtool
+}  // namespace audtool

@@ -38,4 +38,4 @@ struct OutputError : std::runtime_error {
     explicit OutputError(const std::string& message) : std::runtime_error(message) {}
 };
 
-} // namespace audtool
+}  // namespace audtool

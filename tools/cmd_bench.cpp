@@ -178,12 +178,12 @@ struct BenchResult final : Result {
     std::string text() const override {
         std::string s;
         if (render)
-            s += formatText("render: %u inputs x %g s at 48 kHz (24-bit), level automation and a 3-band equaliser on every\n"
-                            "        input, %d mix buses to %u outputs, 24-bit export in memory; one core\n"
-                            "        %.3f s of processor time (%.3f s wall) for %g s of audio: %.1f x real time\n",
-                            options.inputs, options.seconds, Renderer::kMixBuses, render->outputs,
-                            render->stats.cpuSeconds, render->stats.seconds, options.seconds,
-                            render->stats.timesRealTime());
+            s += formatText(
+                "render: %u inputs x %g s at 48 kHz (24-bit), level automation and a 3-band equaliser on every\n"
+                "        input, %d mix buses to %u outputs, 24-bit export in memory; one core\n"
+                "        %.3f s of processor time (%.3f s wall) for %g s of audio: %.1f x real time\n",
+                options.inputs, options.seconds, Renderer::kMixBuses, render->outputs, render->stats.cpuSeconds,
+                render->stats.seconds, options.seconds, render->stats.timesRealTime());
         s += formatText("denormal guard: one 1920-sample block of a 3-band equaliser, decaying tail vs signal\n"
                         "        without guard: signal %.1f us, tail %.1f us: %.2f x\n"
                         "        with guard:    signal %.1f us, tail %.1f us: %.2f x (limit %g)%s\n",
@@ -202,13 +202,14 @@ struct BenchResult final : Result {
                            {"render_cpu_seconds", render->stats.cpuSeconds},
                            {"times_real_time", render->stats.timesRealTime()},
                            {"times_real_time_wall", render->stats.timesRealTimeWall()}};
-        j["denormal"] = {{"block", 1920},
-                         {"tail_was_subnormal", guard.tailWasSubnormal},
-                         {"tail_subnormal_samples", guard.tailSubnormalSamples},
-                         {"without_guard", {{"signal_us", guard.signalUs[0]}, {"tail_us", guard.tailUs[0]}, {"ratio", ratio(0)}}},
-                         {"with_guard", {{"signal_us", guard.signalUs[1]}, {"tail_us", guard.tailUs[1]}, {"ratio", ratio(1)}}},
-                         {"limit", kGuardLimit},
-                         {"passed", passed()}};
+        j["denormal"] = {
+            {"block", 1920},
+            {"tail_was_subnormal", guard.tailWasSubnormal},
+            {"tail_subnormal_samples", guard.tailSubnormalSamples},
+            {"without_guard", {{"signal_us", guard.signalUs[0]}, {"tail_us", guard.tailUs[0]}, {"ratio", ratio(0)}}},
+            {"with_guard", {{"signal_us", guard.signalUs[1]}, {"tail_us", guard.tailUs[1]}, {"ratio", ratio(1)}}},
+            {"limit", kGuardLimit},
+            {"passed", passed()}};
         return j;
     }
 };
@@ -230,20 +231,20 @@ std::unique_ptr<Result> runBench(const GlobalOptions& g, const BenchOptions& o) 
     return result;
 }
 
-} // namespace
+}  // namespace
 
 void addBenchCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     auto o = std::make_shared<BenchOptions>();
-    CLI::App* sub = app.add_subcommand("bench", "Measure the render speed and the cost of filter tails under the denormal guard");
-    sub->footer(
-        "Render: N inputs of S seconds at 48 kHz, level automation and a 3-band equaliser on every\n"
-        "input, 4 mix buses; reported as a multiple of real time on one core.\n"
-        "Denormal guard: a block of decaying filter tail against a block of signal, without and with\n"
-        "flush-to-zero; fails (status 1) when the guarded tail costs more than 1.5 times the signal.");
+    CLI::App* sub =
+        app.add_subcommand("bench", "Measure the render speed and the cost of filter tails under the denormal guard");
+    sub->footer("Render: N inputs of S seconds at 48 kHz, level automation and a 3-band equaliser on every\n"
+                "input, 4 mix buses; reported as a multiple of real time on one core.\n"
+                "Denormal guard: a block of decaying filter tail against a block of signal, without and with\n"
+                "flush-to-zero; fails (status 1) when the guarded tail costs more than 1.5 times the signal.");
     sub->add_option("--inputs", o->inputs, "Inputs (1 to 32)")->capture_default_str();
     sub->add_option("--seconds", o->seconds, "Seconds of audio per input")->capture_default_str();
     sub->add_flag("--skip-render", o->skipRender, "Only the denormal measurement");
     sub->callback([&action, &g, o] { action = [&g, o] { return runBench(g, *o); }; });
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -77,18 +77,17 @@ std::unique_ptr<Result> runCadence(const GlobalOptions& g, const CadenceOptions&
     return result;
 }
 
-} // namespace
+}  // namespace
 
 void addCadenceCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     auto o = std::make_shared<CadenceOptions>();
     CLI::App* sub = app.add_subcommand("cadence", "Samples per video frame and per field at a sample rate");
-    sub->footer(
-        "RATE: hertz (48000, 47952.048), a quotient (48000/1.001) or the persisted form ([A][264]).\n"
-        "FPS: frames per second (25, 29.97, 30000/1001). One cycle of the cadence is printed.");
+    sub->footer("RATE: hertz (48000, 47952.048), a quotient (48000/1.001) or the persisted form ([A][264]).\n"
+                "FPS: frames per second (25, 29.97, 30000/1001). One cycle of the cadence is printed.");
     sub->add_option("--rate", o->rate, "Sample rate")->required();
     sub->add_option("--fps", o->fps, "Video frame rate")->required();
     sub->add_flag("--all", o->all, "Print every entry of long cadences");
     sub->callback([&action, &g, o] { action = [&g, o] { return runCadence(g, *o); }; });
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -187,7 +187,8 @@ std::unique_ptr<Result> runDemo(const GlobalOptions& g, const DemoOptions& o) {
 
     const std::vector<double> freqs = plotFrequencies(kRate);
     std::vector<EqResponse> responses;
-    for (const auto& [label, input] : std::vector<std::pair<std::string, unsigned>>{{"tones", 0}, {"sweep", 1}, {"noise", 3}})
+    for (const auto& [label, input] :
+         std::vector<std::pair<std::string, unsigned>>{{"tones", 0}, {"sweep", 1}, {"noise", 3}})
         responses.push_back(eqResponse(r.equaliser(input), kRate, freqs, label));
     if (!platform::writeFileAtomically(svg.string(), eqSvg(responses, freqs, "audatoms demo: equaliser responses"),
                                        &error))
@@ -199,20 +200,19 @@ std::unique_ptr<Result> runDemo(const GlobalOptions& g, const DemoOptions& o) {
     return report;
 }
 
-} // namespace
+}  // namespace
 
 void addDemoCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     auto o = std::make_shared<DemoOptions>();
     CLI::App* sub = app.add_subcommand("demo", "Render the built-in demo session (no input files needed)");
-    sub->footer(
-        "Ten seconds at 48 kHz: tones, a stereo sweep, noise bursts and a sine that clips; level\n"
-        "automation with fades, a dip and an edit made during the render (the walk glides to it);\n"
-        "equalisers on four inputs; a mixer routing them to the main mix and to mix bus 0.\n"
-        "Writes DIR/demo.wav (24-bit; channels 1-2 the main mix, 3-4 mix bus 0), DIR/demo-eq.svg,\n"
-        "and the session with its input files (DIR/session.ini, tones.wav, sweep.aiff, noise.wav,\n"
-        "clip.wav); prints the meter table and the render speed.");
+    sub->footer("Ten seconds at 48 kHz: tones, a stereo sweep, noise bursts and a sine that clips; level\n"
+                "automation with fades, a dip and an edit made during the render (the walk glides to it);\n"
+                "equalisers on four inputs; a mixer routing them to the main mix and to mix bus 0.\n"
+                "Writes DIR/demo.wav (24-bit; channels 1-2 the main mix, 3-4 mix bus 0), DIR/demo-eq.svg,\n"
+                "and the session with its input files (DIR/session.ini, tones.wav, sweep.aiff, noise.wav,\n"
+                "clip.wav); prints the meter table and the render speed.");
     sub->add_option("--out", o->out, "Output folder (created if missing)")->capture_default_str();
     sub->callback([&action, &g, o] { action = [&g, o] { return runDemo(g, *o); }; });
 }
 
-} // namespace audtool
+}  // namespace audtool

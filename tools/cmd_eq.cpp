@@ -109,8 +109,9 @@ struct EqResult final : Result {
         j["bands"] = bands;
         j["response"] = nlohmann::json::array();
         for (const ResponsePoint& p : response)
-            j["response"].push_back(
-                {{"frequency_hz", p.frequency}, {"magnitude", p.magnitude}, {"db", 20 * std::log10(double(p.magnitude))}});
+            j["response"].push_back({{"frequency_hz", p.frequency},
+                                     {"magnitude", p.magnitude},
+                                     {"db", 20 * std::log10(double(p.magnitude))}});
         if (!svg.empty()) j["svg"] = svg;
         if (!csv.empty()) j["csv"] = csv;
         if (applied)
@@ -162,25 +163,25 @@ std::unique_ptr<Result> runEq(const GlobalOptions& g, const EqOptions& o) {
     return result;
 }
 
-} // namespace
+}  // namespace
 
 void addEqCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     auto o = std::make_shared<EqOptions>();
     CLI::App* sub = app.add_subcommand("eq", "Show, plot or apply a multi-band equaliser (1 to 5 bands)");
-    sub->footer(
-        "Band: TYPE:FREQ[:q=Q|bw=OCTAVES|s=SLOPE][:GAIN_DB]\n"
-        "  TYPE lowpass|lp, highpass|hp, bandpass|bp (0 dB peak), bandpass-skirt|bps, notch,\n"
-        "       allpass|ap, peaking|peak|bell, lowshelf|ls, highshelf|hs\n"
-        "  FREQ in Hz (2k = 2000); default shape q=0.7071 (shelves s=1); GAIN in dB (+6, -3dB)\n"
-        "Example: audatoms eq --band highpass:80 --band peaking:2.5k:q=1.2:+4 --band hs:8k:-2 --svg eq.svg");
+    sub->footer("Band: TYPE:FREQ[:q=Q|bw=OCTAVES|s=SLOPE][:GAIN_DB]\n"
+                "  TYPE lowpass|lp, highpass|hp, bandpass|bp (0 dB peak), bandpass-skirt|bps, notch,\n"
+                "       allpass|ap, peaking|peak|bell, lowshelf|ls, highshelf|hs\n"
+                "  FREQ in Hz (2k = 2000); default shape q=0.7071 (shelves s=1); GAIN in dB (+6, -3dB)\n"
+                "Example: audatoms eq --band highpass:80 --band peaking:2.5k:q=1.2:+4 --band hs:8k:-2 --svg eq.svg");
     sub->add_option("--band", o->bands, "A band (repeat for more bands, in order)")->required();
     sub->add_option("--rate", o->rate, "Sampling rate in Hz (default 48000, or that of --apply IN)");
     sub->add_option("--svg", o->svg, "Write the magnitude responses (each band and the total) as SVG");
     sub->add_option("--csv", o->csv, "Write the magnitude responses as CSV");
     sub->add_option("--apply", o->apply, "Filter this audio file ...");
     sub->add_option("-o,--output", o->output, "... into this file (.wav, .w64, .aif, .raw)");
-    sub->add_option("--sample-type", o->sampleType, "Output samples of --apply: 16, 24 or 24-unpacked (default: 16 for 16-bit input, else 24)");
+    sub->add_option("--sample-type", o->sampleType,
+                    "Output samples of --apply: 16, 24 or 24-unpacked (default: 16 for 16-bit input, else 24)");
     sub->callback([&action, &g, o] { action = [&g, o] { return runEq(g, *o); }; });
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -99,12 +99,14 @@ std::string fileText(const FileInfo& f, Qm::FrameRate fps) {
     s += formatText("  channels     %u\n", fm.channels);
     if (f.rate) s += formatText("  rate         %s (%u Hz)\n", rateDisplayText(*f.rate).c_str(), fm.rate);
     else s += formatText("  rate         %u Hz (not a library rate)\n", fm.rate);
-    s += formatText("  duration     %.3f s (%lld frames)\n", double(fm.frames) / fm.rate, static_cast<long long>(fm.frames));
+    s += formatText("  duration     %.3f s (%lld frames)\n", double(fm.frames) / fm.rate,
+                    static_cast<long long>(fm.frames));
     s += formatText("  per frame    %s samples at %s fps\n", f.rate ? cadenceText(f.cadence).c_str() : "n/a",
                     frameRateText(fps).c_str());
     for (const MeterReading& p : f.peaks) {
         const double db = toDbfs(p.peak);
-        if (std::isinf(db)) s += formatText("  peak %-7s     -inf dBFS%s\n", p.label.c_str(), p.clipped ? "  CLIP" : "");
+        if (std::isinf(db))
+            s += formatText("  peak %-7s     -inf dBFS%s\n", p.label.c_str(), p.clipped ? "  CLIP" : "");
         else s += formatText("  peak %-7s %8.2f dBFS%s\n", p.label.c_str(), db, p.clipped ? "  CLIP" : "");
     }
     return s;
@@ -154,18 +156,17 @@ std::unique_ptr<Result> runInfo(const GlobalOptions& g, const InfoOptions& o) {
     return result;
 }
 
-} // namespace
+}  // namespace
 
 void addInfoCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     auto o = std::make_shared<InfoOptions>();
     CLI::App* sub = app.add_subcommand("info", "Show audio files as the library sees them, with channel peaks");
-    sub->footer(
-        "For each file: the sample type number and name, channels, the rate as the library shows it,\n"
-        "the duration, the samples of each video frame at --fps, and each channel's peak measured\n"
-        "by the library's monitor (CLIP: a block peak above 0.99).");
+    sub->footer("For each file: the sample type number and name, channels, the rate as the library shows it,\n"
+                "the duration, the samples of each video frame at --fps, and each channel's peak measured\n"
+                "by the library's monitor (CLIP: a block peak above 0.99).");
     sub->add_option("FILE", o->files, "Audio files")->required();
     sub->add_option("--fps", o->fps, "Video frame rate for the samples-per-frame cadence")->capture_default_str();
     sub->callback([&action, &g, o] { action = [&g, o] { return runInfo(g, *o); }; });
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -46,8 +46,12 @@ struct ConvertResult final : Result {
 
     std::string text() const override { return ""; }
     nlohmann::json json() const override {
-        return {{"input", in},       {"input_form", formName(from)}, {"output", out},
-                {"output_form", formName(to)}, {"inputs", inputs},   {"mixes", mixes},
+        return {{"input", in},
+                {"input_form", formName(from)},
+                {"output", out},
+                {"output_form", formName(to)},
+                {"inputs", inputs},
+                {"mixes", mixes},
                 {"output_slots", outputSlots}};
     }
 };
@@ -91,21 +95,20 @@ std::unique_ptr<Result> runConvert(const MixstateOptions& o) {
     return result;
 }
 
-} // namespace
+}  // namespace
 
 void addMixstateCommand(CLI::App& app, const GlobalOptions&, Action& action) {
     CLI::App* sub = app.add_subcommand("mixstate", "Mixer state files");
     sub->require_subcommand(1);
     auto o = std::make_shared<MixstateOptions>();
     CLI::App* conv = sub->add_subcommand("convert", "Convert between the configuration text and the object stream");
-    conv->footer(
-        "The form follows each file's extension: .ini/.txt/.cfg are the configuration text\n"
-        "(the SimpleMixState sections), .mixstate/.strm/.bin the binary object stream record.\n"
-        "Text carries no dimensions: it is read into 32 inputs, 4 mixes and --outputs outputs.");
+    conv->footer("The form follows each file's extension: .ini/.txt/.cfg are the configuration text\n"
+                 "(the SimpleMixState sections), .mixstate/.strm/.bin the binary object stream record.\n"
+                 "Text carries no dimensions: it is read into 32 inputs, 4 mixes and --outputs outputs.");
     conv->add_option("IN", o->in, "File to read")->required();
     conv->add_option("OUT", o->out, "File to write")->required();
     conv->add_option("--outputs", o->outputs, "Real outputs when reading text (2 to 16)")->capture_default_str();
     conv->callback([&action, o] { action = [o] { return runConvert(*o); }; });
 }
 
-} // namespace audtool
+}  // namespace audtool

@@ -40,20 +40,19 @@ std::unique_ptr<Result> runRender(const GlobalOptions& g, const RenderOptions& o
     return makeReport(r, stats, out.string(), type);
 }
 
-} // namespace
+}  // namespace
 
 void addRenderCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     auto o = std::make_shared<RenderOptions>();
     CLI::App* sub = app.add_subcommand("render", "Render a session file (INI) to a mix file");
-    sub->footer(
-        "The session names the output rate and length, the input files, per-input level automation\n"
-        "and equaliser bands, and the mixer state (see the README and examples/session.ini).\n"
-        "Output types by extension: .wav, .w64, .aif/.aiff, .raw (24-unpacked: .raw only).\n"
-        "The output is written under a temporary name and renamed when complete.");
+    sub->footer("The session names the output rate and length, the input files, per-input level automation\n"
+                "and equaliser bands, and the mixer state (see the README and examples/session.ini).\n"
+                "Output types by extension: .wav, .w64, .aif/.aiff, .raw (24-unpacked: .raw only).\n"
+                "The output is written under a temporary name and renamed when complete.");
     sub->add_option("SESSION", o->session, "Session file")->required();
     sub->add_option("-o,--output", o->output, "Mix file to write (default: the session's name with .wav)");
     sub->add_option("--sample-type", o->sampleType, "Output samples: 16, 24 or 24-unpacked")->capture_default_str();
     sub->callback([&action, &g, o] { action = [&g, o] { return runRender(g, *o); }; });
 }
 
-} // namespace audtool
+}  // namespace audtool

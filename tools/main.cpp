@@ -35,7 +35,7 @@ extern "C" void stopOnSignal(int sig) {
 }
 
 void installStopHandlers() {
-    struct sigaction sa{};
+    struct sigaction sa {};
     sa.sa_handler = stopOnSignal;
     sigemptyset(&sa.sa_mask);
     for (int sig : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(sig, &sa, nullptr);
@@ -69,7 +69,7 @@ int run(const audtool::Action& action, const audtool::GlobalOptions& global) {
     }
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     using namespace audtool;

@@ -22,7 +22,7 @@ std::uint32_t sampleCount(double samples) {
     if (!(samples > -9223372036854775808.0 && samples < 9223372036854775808.0)) return 0;
     return static_cast<std::uint32_t>(static_cast<std::int64_t>(samples));
 }
-} // namespace
+}  // namespace
 
 // ---- state ----------------------------------------------------------------------------
 
@@ -58,7 +58,7 @@ void resetRun(DynamicLevelApplyingIteratorState& s, const Store* store, double r
     s.level_ = 0.0f;
     s.levelDelta_ = 0.0f;
 }
-} // namespace
+}  // namespace
 
 // The common start of a configure: a clean run; false (level 1.0 at end) without a
 // store or a positive rate.
@@ -180,8 +180,7 @@ void DynamicLevelApplyingIteratorBase::moveToNextNodeForwards() {
     const Store::NodeSet& nodes = s.store_->nodeStore_;
     while (s.samplesToNextNode_ == 0 && !s.atEnd_) {
         const Store::NodePos cur = s.nodeIter_;
-        if (cur.isEnd())
-            kSource.report("iter != state_.store_->nodeStore_.end()", 1276);
+        if (cur.isEnd()) kSource.report("iter != state_.store_->nodeStore_.end()", 1276);
         const Store::NodePos next = nodes.next(cur);
         if (next == cur) {  // stepping from the end does not move
             handleStoreModsForwards(s.nextNodeTime_);
@@ -251,13 +250,9 @@ void DynamicLevelApplyingIteratorBase::reactToEdit(bool reverse, double t) {
     s.levelDelta_ = (edited.level_ - s.level_) / glide;
 }
 
-void DynamicLevelApplyingIteratorBase::handleStoreModsForwards(double t) {
-    reactToEdit(false, t);
-}
+void DynamicLevelApplyingIteratorBase::handleStoreModsForwards(double t) { reactToEdit(false, t); }
 
-void DynamicLevelApplyingIteratorBase::handleStoreModsReverse(double t) {
-    reactToEdit(true, t);
-}
+void DynamicLevelApplyingIteratorBase::handleStoreModsReverse(double t) { reactToEdit(true, t); }
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

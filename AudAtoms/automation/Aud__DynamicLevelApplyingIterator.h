@@ -34,21 +34,21 @@ namespace DynamicLevelControl {
 
 // The whole position of a walk, owned by the caller (one per playing stream).
 struct AUDATOMS_EXPORT DynamicLevelApplyingIteratorState {
-    Store::NodePos nodeIter_{};         // the node being approached
-    const Store* store_ = nullptr;      // null: no automation
+    Store::NodePos nodeIter_{};     // the node being approached
+    const Store* store_ = nullptr;  // null: no automation
     std::uint32_t samplesToNextNode_ = 0;
-    float level_ = 1.0f;                // level of the next sample
-    float levelDelta_ = 0.0f;           // added after each sample of the run
-    double sampleRate_ = 0.0;           // samples per unit of node time
-    bool atEnd_ = true;                 // no node remains in the direction of travel
-    double nextNodeTime_ = 0.0;         // effective time of the node approached
-    bool pendingValid_ = false;         // a post-edit segment waits for the glide to end
+    float level_ = 1.0f;         // level of the next sample
+    float levelDelta_ = 0.0f;    // added after each sample of the run
+    double sampleRate_ = 0.0;    // samples per unit of node time
+    bool atEnd_ = true;          // no node remains in the direction of travel
+    double nextNodeTime_ = 0.0;  // effective time of the node approached
+    bool pendingValid_ = false;  // a post-edit segment waits for the glide to end
     std::uint32_t pendingSamplesToNextNode_ = 0;
     float pendingLevel_ = 0.0f;
     float pendingLevelDelta_ = 0.0f;
     bool pendingAtEnd_ = false;
     double pendingNextNodeTime_ = 0.0;
-    std::uint32_t clientId_ = 0;        // identity in the store's modification protocol
+    std::uint32_t clientId_ = 0;  // identity in the store's modification protocol
 
     // Level 1.0, at end, everything else zero; a fresh client id.
     DynamicLevelApplyingIteratorState();
@@ -89,5 +89,5 @@ private:
     void* clientKey() const;
 };
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

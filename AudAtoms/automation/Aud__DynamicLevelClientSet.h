@@ -41,5 +41,5 @@ private:
     std::vector<T> items_;
 };
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

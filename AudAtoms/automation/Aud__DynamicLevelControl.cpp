@@ -12,7 +12,7 @@ namespace Aud {
 namespace DynamicLevelControl {
 
 namespace {
-constexpr double kSamePoint = 1e-6;  // times closer than this are one point
+constexpr double kSamePoint = 1e-6;          // times closer than this are one point
 constexpr std::size_t kInitialReaders = 64;  // two entries per playing stream and edit
 
 Store::eRangeState classify(float level) {
@@ -20,7 +20,7 @@ Store::eRangeState classify(float level) {
     if (level == 1.0f) return Store::kRangeUnity;
     return Store::kRangeConstant;
 }
-} // namespace
+}  // namespace
 
 double Store::Node::getTime() const {
     if (type == kEndGuard) return time + 0.25 * Qm::CurrentProject::getFrameDuration();
@@ -130,5 +130,5 @@ void Store::acknowledgeModification(void* client, void* cookie) const {
     clients_.insert(ModificationClientRec(client, cookie));
 }
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

@@ -136,7 +136,7 @@ public:
         Store* store_ = nullptr;
         mutable NodePos pos_{};
         mutable std::uint64_t version_ = 0;
-        mutable double time_ = 0.0;     // raw time of the node, for re-finding it
+        mutable double time_ = 0.0;       // raw time of the node, for re-finding it
         mutable std::uint32_t rank_ = 0;  // nodes of the same raw time before it
     };
     using const_iterator = iterator;
@@ -213,5 +213,5 @@ private:
     mutable FlatSet<ModificationClientRec> clients_;
 };
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

@@ -9,10 +9,8 @@ namespace DynamicLevelControl {
 namespace {
 constexpr double kSamePoint = 1e-6;
 
-bool isGuard(const Store::Node& n) {
-    return n.type == Store::kStartGuard || n.type == Store::kEndGuard;
-}
-} // namespace
+bool isGuard(const Store::Node& n) { return n.type == Store::kStartGuard || n.type == Store::kEndGuard; }
+}  // namespace
 
 // ---- helpers (lock held) ---------------------------------------------------------
 
@@ -297,5 +295,5 @@ void Store::setRangeToNonBlackSection(double t1, double t2) {
     for (iterator it = find(t1 - kSamePoint); it != e && !it.isEnd(); ++it) it.setInAudioBlackSection(false);
 }
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

@@ -12,7 +12,7 @@ const Store::Node& noNode() {
     static const Store::Node none;
     return none;
 }
-} // namespace
+}  // namespace
 
 // ---- re-finding positions (lock held) -------------------------------------------
 
@@ -62,9 +62,7 @@ Store::NodePos Store::iterator::pos() const {
     return pos_;
 }
 
-bool Store::iterator::isEnd() const {
-    return pos().isEnd();
-}
+bool Store::iterator::isEnd() const { return pos().isEnd(); }
 
 Store::iterator& Store::iterator::operator++() {
     if (!isValid()) return *this;
@@ -186,5 +184,5 @@ void Store::moveNode(const iterator& it, double t) {
     it.remember(t > old ? nodeStore_.insert(moved) : nodeStore_.insertBefore(nodeStore_.lowerBound(t), moved));
 }
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

@@ -53,7 +53,7 @@ inline void prefetchBytes(const void* p, std::size_t bytes) {
     const char* c = static_cast<const char*>(p);
     for (std::size_t off = 0; off < bytes; off += 64) __builtin_prefetch(c + off);
 }
-} // namespace
+}  // namespace
 
 // Child to follow for time t: the last child whose separator is below t (lower
 // bound) or not above t (upper bound); child 0 when there is none.
@@ -423,5 +423,5 @@ void NodeTree<T>::retime(Pos p, double t) {
 
 template class NodeTree<Store::Node>;
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

@@ -145,5 +145,5 @@ private:
     std::uint64_t version_ = 0;
 };
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

@@ -10,4 +10,4 @@ namespace Aud::DynamicLevelControl {
 
 extern template class NodeTree<Store::Node>;
 
-} // namespace Aud::DynamicLevelControl
+}  // namespace Aud::DynamicLevelControl

@@ -27,8 +27,8 @@ std::string NodeTree<T>::verify() const {
 }
 
 template <class T>
-std::string NodeTree<T>::verifyNode(const Base* node, unsigned level, double lo, double hi,
-                                    const Leaf*& expectNext, std::size_t& values) const {
+std::string NodeTree<T>::verifyNode(const Base* node, unsigned level, double lo, double hi, const Leaf*& expectNext,
+                                    std::size_t& values) const {
     const bool isRoot = node == root_;
     if (level == 0) {
         const Leaf* leaf = static_cast<const Leaf*>(node);
@@ -64,5 +64,5 @@ std::string NodeTree<T>::verifyNode(const Base* node, unsigned level, double lo,
 
 template std::string NodeTree<Store::Node>::verify() const;
 
-} // namespace DynamicLevelControl
-} // namespace Aud
+}  // namespace DynamicLevelControl
+}  // namespace Aud

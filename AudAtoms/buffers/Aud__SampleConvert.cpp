@@ -9,9 +9,9 @@ namespace Aud::SampleConvert {
 
 namespace {
 
-constexpr float k2Pow15 = 3.0517578e-5f;   // 1 / 32768
-constexpr float k2Pow23 = 1.1920929e-7f;   // 1 / 8388608
-constexpr float k2Pow7 = 0.0078125f;       // 1 / 128
+constexpr float k2Pow15 = 3.0517578e-5f;  // 1 / 32768
+constexpr float k2Pow23 = 1.1920929e-7f;  // 1 / 8388608
+constexpr float k2Pow7 = 0.0078125f;      // 1 / 128
 
 template <class Fn>
 void eachIn(const void* src, unsigned count, unsigned stride, float* dst, Fn value) {
@@ -70,7 +70,7 @@ float toFloat32(float x) {
     return x;
 }
 
-} // namespace
+}  // namespace
 
 bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
     switch (sampleType) {
@@ -96,17 +96,12 @@ bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
     case 4:
         eachIn(src, count, 1, dst, [](const unsigned char* p) { return float(int(*p) - 128) * k2Pow7; });
         return true;
-    case 5:
-        eachIn(src, count, 4, dst, [](const unsigned char* p) { return float(int24At(p)) * k2Pow23; });
-        return true;
+    case 5: eachIn(src, count, 4, dst, [](const unsigned char* p) { return float(int24At(p)) * k2Pow23; }); return true;
     case 6:
-        eachIn(src, count, 4, dst, [](const unsigned char* p) {
-            return float((double(loadLE<std::int32_t>(p)) + 0.5) / 2147483647.5);
-        });
+        eachIn(src, count, 4, dst,
+               [](const unsigned char* p) { return float((double(loadLE<std::int32_t>(p)) + 0.5) / 2147483647.5); });
         return true;
-    case 7:
-        eachIn(src, count, 8, dst, [](const unsigned char* p) { return float(loadLE<double>(p)); });
-        return true;
+    case 7: eachIn(src, count, 8, dst, [](const unsigned char* p) { return float(loadLE<double>(p)); }); return true;
     case 8:
         eachIn(src, count, 4, dst, [](const unsigned char* p) {
             return float(std::int16_t(std::uint16_t(loadLE<std::uint32_t>(p) >> 12))) * k2Pow15;
@@ -117,8 +112,7 @@ bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
             return float(signExtend24((loadLE<std::uint32_t>(p) >> 4) & 0xFFFFFFu)) * k2Pow23;
         });
         return true;
-    default:
-        return false;
+    default: return false;
     }
 }
 
@@ -145,24 +139,17 @@ bool fromFloat(int sampleType, const float* src, unsigned count, void* dst) {
         }
         return true;
     }
-    case 3:
-        eachOut(src, count, 1, dst, [](unsigned char* q, float x) { *q = std::uint8_t(toInt8(x)); });
-        return true;
-    case 4:
-        eachOut(src, count, 1, dst, [](unsigned char* q, float x) { *q = toUint8(x); });
-        return true;
+    case 3: eachOut(src, count, 1, dst, [](unsigned char* q, float x) { *q = std::uint8_t(toInt8(x)); }); return true;
+    case 4: eachOut(src, count, 1, dst, [](unsigned char* q, float x) { *q = toUint8(x); }); return true;
     case 5:
         eachOut(src, count, 4, dst, [](unsigned char* q, float x) { storeLE<std::int32_t>(q, toInt24(x)); });
         return true;
     case 6:
         eachOut(src, count, 4, dst, [](unsigned char* q, float x) { storeLE<std::int32_t>(q, toInt32(x)); });
         return true;
-    case 7:
-        eachOut(src, count, 8, dst, [](unsigned char* q, float x) { storeLE<double>(q, double(x)); });
-        return true;
-    default:
-        return false;
+    case 7: eachOut(src, count, 8, dst, [](unsigned char* q, float x) { storeLE<double>(q, double(x)); }); return true;
+    default: return false;
     }
 }
 
-} // namespace Aud::SampleConvert
+}  // namespace Aud::SampleConvert

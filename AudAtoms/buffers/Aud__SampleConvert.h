@@ -43,4 +43,4 @@ AUDATOMS_EXPORT bool toFloat(int sampleType, const void* src, unsigned count, fl
 // nothing, for a sample type outside 0..7.
 AUDATOMS_EXPORT bool fromFloat(int sampleType, const float* src, unsigned count, void* dst);
 
-} // namespace Aud::SampleConvert
+}  // namespace Aud::SampleConvert

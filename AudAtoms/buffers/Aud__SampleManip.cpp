@@ -57,11 +57,9 @@ double exportFloat64(double d) { return double(float(d)); }
 
 namespace {
 std::int32_t signExtend24(std::uint32_t v) { return std::int32_t(v << 8) >> 8; }
-} // namespace
+}  // namespace
 
-std::uint32_t exportPadded24(std::uint32_t word) {
-    return std::uint32_t(exportInt24(signExtend24(word & 0xFFFFFFu)));
-}
+std::uint32_t exportPadded24(std::uint32_t word) { return std::uint32_t(exportInt24(signExtend24(word & 0xFFFFFFu))); }
 
 std::uint32_t exportAes16(std::uint32_t word) {
     const std::int16_t s = std::int16_t(std::uint16_t(word >> 12));
@@ -75,9 +73,7 @@ std::uint32_t exportAes24(std::uint32_t word) {
 #ifdef AUDATOMS_X86_64
 const Kernels* sse2Kernels() { return Cpu::supports(Cpu::eInstructionSet::kSSE2) ? &sse2KernelTable() : nullptr; }
 const Kernels* avx2Kernels() { return Cpu::supports(Cpu::eInstructionSet::kAVX2) ? &avx2KernelTable() : nullptr; }
-const Kernels* avx512Kernels() {
-    return Cpu::supports(Cpu::eInstructionSet::kAVX512) ? &avx512KernelTable() : nullptr;
-}
+const Kernels* avx512Kernels() { return Cpu::supports(Cpu::eInstructionSet::kAVX512) ? &avx512KernelTable() : nullptr; }
 #else
 const Kernels* sse2Kernels() { return nullptr; }
 const Kernels* avx2Kernels() { return nullptr; }
@@ -96,22 +92,20 @@ const Kernels& activeKernels() {
 
 const char* activeKernelName() { return activeKernels().name; }
 
-bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsigned channels,
-                       unsigned frames, unsigned char* out) {
+bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsigned channels, unsigned frames,
+                       unsigned char* out) {
     if (sampleType < 0 || sampleType > 9) return false;
     activeKernels().exportPlanar[sampleType](planes, channels, frames, out);
     if (sampleType == 5) {
         // The 24-in-4 path reports itself once for every sample it writes.
         const unsigned long long samples = static_cast<unsigned long long>(frames) * channels;
-        for (unsigned long long i = 0; i < samples; ++i)
-            kSource.report("false", 514);
+        for (unsigned long long i = 0; i < samples; ++i) kSource.report("false", 514);
     }
     return true;
 }
 
-void splitInterleaved(const unsigned char* src, unsigned channels, unsigned stride,
-                      unsigned sampleBytes, bool bigEndian, unsigned frames,
-                      unsigned char* const* outs) {
+void splitInterleaved(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes,
+                      bool bigEndian, unsigned frames, unsigned char* const* outs) {
     activeKernels().split(src, channels, stride, sampleBytes, bigEndian, frames, outs);
 }
 
@@ -136,4 +130,4 @@ void reverseTriples(const unsigned char* src, unsigned char* dst, unsigned tripl
     }
 }
 
-} // namespace Aud::SampleManip
+}  // namespace Aud::SampleManip

@@ -43,14 +43,14 @@ namespace Aud::SampleManip {
 // ---- per-sample definitions of the export conversion ----
 AUDATOMS_EXPORT float exportFloat32(float x);
 AUDATOMS_EXPORT std::int16_t exportInt16(std::int16_t s);
-AUDATOMS_EXPORT std::int32_t exportInt24(std::int32_t s);       // s in [-2^23, 2^23)
+AUDATOMS_EXPORT std::int32_t exportInt24(std::int32_t s);  // s in [-2^23, 2^23)
 AUDATOMS_EXPORT std::int8_t exportInt8(std::int8_t s);
 AUDATOMS_EXPORT std::uint8_t exportUint8(std::uint8_t s);
 AUDATOMS_EXPORT std::int32_t exportInt32(std::int32_t s);
 AUDATOMS_EXPORT double exportFloat64(double d);
-AUDATOMS_EXPORT std::uint32_t exportPadded24(std::uint32_t word);   // type 5
-AUDATOMS_EXPORT std::uint32_t exportAes16(std::uint32_t word);      // type 8
-AUDATOMS_EXPORT std::uint32_t exportAes24(std::uint32_t word);      // type 9
+AUDATOMS_EXPORT std::uint32_t exportPadded24(std::uint32_t word);  // type 5
+AUDATOMS_EXPORT std::uint32_t exportAes16(std::uint32_t word);     // type 8
+AUDATOMS_EXPORT std::uint32_t exportAes24(std::uint32_t word);     // type 9
 
 // ---- block operations (dispatched to the fastest kernels the CPU runs) ----
 
@@ -59,17 +59,17 @@ AUDATOMS_EXPORT std::uint32_t exportAes24(std::uint32_t word);      // type 9
 // above. Type 5 prints "assertion failed false at ole/AudAtoms/Aud__SampleManip line 514"
 // once per sample written. Returns false (writing nothing) for a type outside 0..9.
 AUDATOMS_EXPORT bool exportInterleaved(int sampleType, const unsigned char* const* planes, unsigned channels,
-                       unsigned frames, unsigned char* out);
+                                       unsigned frames, unsigned char* out);
 
 // Splits `frames` frames of `channels` * `stride` bytes from `src` into outs[c]
 // (frames * sampleBytes bytes each). The caller guarantees every read stays inside src.
 AUDATOMS_EXPORT void splitInterleaved(const unsigned char* src, unsigned channels, unsigned stride,
-                      unsigned sampleBytes, bool bigEndian, unsigned frames,
-                      unsigned char* const* outs);
+                                      unsigned sampleBytes, bool bigEndian, unsigned frames,
+                                      unsigned char* const* outs);
 
 AUDATOMS_EXPORT void swapPairs(const unsigned char* src, unsigned char* dst, unsigned pairs);
 AUDATOMS_EXPORT void reverseTriples(const unsigned char* src, unsigned char* dst, unsigned triples);
 AUDATOMS_EXPORT void reverseQuads(const unsigned char* src, unsigned char* dst, unsigned quads);
 AUDATOMS_EXPORT void mirrorLowHalf(const unsigned char* src, unsigned char* dst, unsigned quads);
 
-} // namespace Aud::SampleManip
+}  // namespace Aud::SampleManip

@@ -13,5 +13,5 @@ const Kernels& avx2KernelTable() {
     return k;
 }
 
-} // namespace Aud::SampleManip
+}  // namespace Aud::SampleManip
 #endif

@@ -13,5 +13,5 @@ const Kernels& avx512KernelTable() {
     return k;
 }
 
-} // namespace Aud::SampleManip
+}  // namespace Aud::SampleManip
 #endif

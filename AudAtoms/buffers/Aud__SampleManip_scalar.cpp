@@ -13,7 +13,6 @@ namespace Aud::SampleManip {
 
 namespace {
 
-
 void store24(unsigned char* p, std::int32_t v) {
     p[0] = std::uint8_t(v);
     p[1] = std::uint8_t(v >> 8);
@@ -27,13 +26,13 @@ void exportOne(const unsigned char* p, unsigned char* q) {
     if constexpr (Type == 0) {
         storeLE<float>(q, exportFloat32(loadLE<float>(p)));
     } else if constexpr (Type == 1) {
-        std::memcpy(q, p, 2);   // int16 -> float -> int16 is exact
+        std::memcpy(q, p, 2);  // int16 -> float -> int16 is exact
     } else if constexpr (Type == 2) {
-        std::memcpy(q, p, 3);   // int24 -> float -> int24 is exact
+        std::memcpy(q, p, 3);  // int24 -> float -> int24 is exact
     } else if constexpr (Type == 3) {
-        *q = *p;                // int8 -> float -> int8 is exact
+        *q = *p;  // int8 -> float -> int8 is exact
     } else if constexpr (Type == 4) {
-        *q = std::uint8_t(*p - (*p != 0));   // trunc(s * 127.5 / 128)
+        *q = std::uint8_t(*p - (*p != 0));  // trunc(s * 127.5 / 128)
     } else if constexpr (Type == 5) {
         storeLE<std::int32_t>(q, std::int32_t(loadLE<std::uint32_t>(p) << 8) >> 8);
     } else if constexpr (Type == 6) {
@@ -50,8 +49,7 @@ void exportOne(const unsigned char* p, unsigned char* q) {
 constexpr unsigned kStride[10] = {4, 2, 3, 1, 1, 4, 4, 8, 4, 4};
 
 template <int Type>
-void exportGeneric(const unsigned char* const* planes, unsigned channels, unsigned frames,
-                   unsigned char* out) {
+void exportGeneric(const unsigned char* const* planes, unsigned channels, unsigned frames, unsigned char* out) {
     constexpr unsigned B = kStride[Type];
     for (unsigned s = 0; s < frames; ++s) {
         unsigned char* q = out + std::size_t(s) * channels * B;
@@ -59,39 +57,34 @@ void exportGeneric(const unsigned char* const* planes, unsigned channels, unsign
     }
 }
 
-} // namespace
+}  // namespace
 
 namespace {
 
 // ---- reference ----
 
 template <class In, class Out, Out (*convert)(In)>
-void exportRef(const unsigned char* const* planes, unsigned channels, unsigned frames,
-               unsigned char* out) {
+void exportRef(const unsigned char* const* planes, unsigned channels, unsigned frames, unsigned char* out) {
     for (unsigned s = 0; s < frames; ++s)
         for (unsigned c = 0; c < channels; ++c)
             storeLE<Out>(out + (std::size_t(s) * channels + c) * sizeof(Out),
-                       convert(loadLE<In>(planes[c] + std::size_t(s) * sizeof(In))));
+                         convert(loadLE<In>(planes[c] + std::size_t(s) * sizeof(In))));
 }
 
-void exportRef24(const unsigned char* const* planes, unsigned channels, unsigned frames,
-                 unsigned char* out) {
+void exportRef24(const unsigned char* const* planes, unsigned channels, unsigned frames, unsigned char* out) {
     for (unsigned s = 0; s < frames; ++s)
         for (unsigned c = 0; c < channels; ++c)
-            store24(out + (std::size_t(s) * channels + c) * 3,
-                    exportInt24(int24At(planes[c] + std::size_t(s) * 3)));
+            store24(out + (std::size_t(s) * channels + c) * 3, exportInt24(int24At(planes[c] + std::size_t(s) * 3)));
 }
 
-void splitRef(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes,
-              bool bigEndian, unsigned frames, unsigned char* const* outs) {
+void splitRef(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes, bool bigEndian,
+              unsigned frames, unsigned char* const* outs) {
     const std::size_t frameBytes = std::size_t(channels) * stride;
     for (unsigned c = 0; c < channels; ++c) {
-        std::size_t p = bigEndian ? std::size_t(c) * stride + sampleBytes - 1
-                                  : std::size_t(c) * sampleBytes;
+        std::size_t p = bigEndian ? std::size_t(c) * stride + sampleBytes - 1 : std::size_t(c) * sampleBytes;
         unsigned char* dst = outs[c];
         for (unsigned s = 0; s < frames; ++s, p += frameBytes)
-            for (unsigned b = 0; b < sampleBytes; ++b)
-                *dst++ = bigEndian ? src[p - b] : src[p + b];
+            for (unsigned b = 0; b < sampleBytes; ++b) *dst++ = bigEndian ? src[p - b] : src[p + b];
     }
 }
 
@@ -155,8 +148,8 @@ void splitFixed(const unsigned char* src, unsigned channels, unsigned stride, un
 }
 
 template <bool BigEndian>
-void splitGenericOrder(const unsigned char* src, unsigned channels, unsigned stride,
-                       unsigned sampleBytes, unsigned frames, unsigned char* const* outs) {
+void splitGenericOrder(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes,
+                       unsigned frames, unsigned char* const* outs) {
     switch (sampleBytes) {
     case 1: splitFixed<1, BigEndian>(src, channels, stride, frames, outs); return;
     case 2: splitFixed<2, BigEndian>(src, channels, stride, frames, outs); return;
@@ -167,25 +160,22 @@ void splitGenericOrder(const unsigned char* src, unsigned channels, unsigned str
     }
 }
 
-void splitGeneric(const unsigned char* src, unsigned channels, unsigned stride,
-                  unsigned sampleBytes, bool bigEndian, unsigned frames,
-                  unsigned char* const* outs) {
-    if (bigEndian)
-        splitGenericOrder<true>(src, channels, stride, sampleBytes, frames, outs);
-    else
-        splitGenericOrder<false>(src, channels, stride, sampleBytes, frames, outs);
+void splitGeneric(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes, bool bigEndian,
+                  unsigned frames, unsigned char* const* outs) {
+    if (bigEndian) splitGenericOrder<true>(src, channels, stride, sampleBytes, frames, outs);
+    else splitGenericOrder<false>(src, channels, stride, sampleBytes, frames, outs);
 }
 
 void swapPairsGeneric(const unsigned char* src, unsigned char* dst, unsigned count) {
     for (unsigned i = 0; i < count; ++i)
         storeLE<std::uint16_t>(dst + 2 * std::size_t(i),
-                             __builtin_bswap16(loadLE<std::uint16_t>(src + 2 * std::size_t(i))));
+                               __builtin_bswap16(loadLE<std::uint16_t>(src + 2 * std::size_t(i))));
 }
 
 void reverseQuadsGeneric(const unsigned char* src, unsigned char* dst, unsigned count) {
     for (unsigned i = 0; i < count; ++i)
         storeLE<std::uint32_t>(dst + 4 * std::size_t(i),
-                             __builtin_bswap32(loadLE<std::uint32_t>(src + 4 * std::size_t(i))));
+                               __builtin_bswap32(loadLE<std::uint32_t>(src + 4 * std::size_t(i))));
 }
 
 void mirrorLowHalfGeneric(const unsigned char* src, unsigned char* dst, unsigned count) {
@@ -196,17 +186,15 @@ void mirrorLowHalfGeneric(const unsigned char* src, unsigned char* dst, unsigned
     }
 }
 
-} // namespace
+}  // namespace
 
 const Kernels& referenceKernels() {
     static const Kernels k = {
         "reference",
-        {exportRef<float, float, exportF32>, exportRef<std::int16_t, std::int16_t, exportI16>,
-         exportRef24, exportRef<std::int8_t, std::int8_t, exportI8>,
-         exportRef<std::uint8_t, std::uint8_t, exportU8>,
-         exportRef<std::uint32_t, std::uint32_t, exportP24>,
-         exportRef<std::int32_t, std::int32_t, exportI32>, exportRef<double, double, exportF64>,
-         exportRef<std::uint32_t, std::uint32_t, exportA16>,
+        {exportRef<float, float, exportF32>, exportRef<std::int16_t, std::int16_t, exportI16>, exportRef24,
+         exportRef<std::int8_t, std::int8_t, exportI8>, exportRef<std::uint8_t, std::uint8_t, exportU8>,
+         exportRef<std::uint32_t, std::uint32_t, exportP24>, exportRef<std::int32_t, std::int32_t, exportI32>,
+         exportRef<double, double, exportF64>, exportRef<std::uint32_t, std::uint32_t, exportA16>,
          exportRef<std::uint32_t, std::uint32_t, exportA24>},
         splitRef,
         swapPairsRef,
@@ -219,8 +207,8 @@ const Kernels& referenceKernels() {
 const Kernels& genericKernels() {
     static const Kernels k = {
         "scalar",
-        {exportGeneric<0>, exportGeneric<1>, exportGeneric<2>, exportGeneric<3>, exportGeneric<4>,
-         exportGeneric<5>, exportGeneric<6>, exportGeneric<7>, exportGeneric<8>, exportGeneric<9>},
+        {exportGeneric<0>, exportGeneric<1>, exportGeneric<2>, exportGeneric<3>, exportGeneric<4>, exportGeneric<5>,
+         exportGeneric<6>, exportGeneric<7>, exportGeneric<8>, exportGeneric<9>},
         splitGeneric,
         swapPairsGeneric,
         reverseQuadsGeneric,
@@ -229,4 +217,4 @@ const Kernels& genericKernels() {
     return k;
 }
 
-} // namespace Aud::SampleManip
+}  // namespace Aud::SampleManip

@@ -15,22 +15,20 @@
 namespace Aud::SampleManip {
 
 // out[(s * channels + c) * stride] = export(planes[c][s * stride]), s < frames.
-using ExportFn = void (*)(const unsigned char* const* planes, unsigned channels,
-                          unsigned frames, unsigned char* out);
+using ExportFn = void (*)(const unsigned char* const* planes, unsigned channels, unsigned frames, unsigned char* out);
 // See splitInterleaved in Aud__SampleManip.h.
-using SplitFn = void (*)(const unsigned char* src, unsigned channels, unsigned stride,
-                         unsigned sampleBytes, bool bigEndian, unsigned frames,
-                         unsigned char* const* outs);
+using SplitFn = void (*)(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes,
+                         bool bigEndian, unsigned frames, unsigned char* const* outs);
 // `count` groups from src to dst; dst == src allowed.
 using GroupFn = void (*)(const unsigned char* src, unsigned char* dst, unsigned count);
 
 struct Kernels {
     const char* name;
-    ExportFn exportPlanar[10];   // by sample type number
+    ExportFn exportPlanar[10];  // by sample type number
     SplitFn split;
-    GroupFn swapPairs;           // b0 b1 -> b1 b0
-    GroupFn reverseQuads;        // b0 b1 b2 b3 -> b3 b2 b1 b0
-    GroupFn mirrorLowHalf;       // b0 b1 b2 b3 -> b0 b1 b1 b0
+    GroupFn swapPairs;      // b0 b1 -> b1 b0
+    GroupFn reverseQuads;   // b0 b1 b2 b3 -> b3 b2 b1 b0
+    GroupFn mirrorLowHalf;  // b0 b1 b2 b3 -> b0 b1 b1 b0
 };
 
 const Kernels& referenceKernels();
@@ -49,4 +47,4 @@ const Kernels& sse2KernelTable();
 const Kernels& avx2KernelTable();
 const Kernels& avx512KernelTable();
 
-} // namespace Aud::SampleManip
+}  // namespace Aud::SampleManip

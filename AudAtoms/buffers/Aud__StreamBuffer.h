@@ -37,19 +37,19 @@ struct AUDATOMS_EXPORT StreamBuffer {
         : userTag(userTag_), numSamples(numSamples_), sampleType(sampleType_) {}
 
     unsigned userTag = 0;
-    Qm::Ptr<iMemHolder> memory;   // null when the buffer has no memory
-    bool hasMemory = false;       // set by producers when they attach memory
-    unsigned numSamples = 0;      // capacity in samples
-    int sampleType = -1;          // sample type number, -1 = unknown
+    Qm::Ptr<iMemHolder> memory;  // null when the buffer has no memory
+    bool hasMemory = false;      // set by producers when they attach memory
+    unsigned numSamples = 0;     // capacity in samples
+    int sampleType = -1;         // sample type number, -1 = unknown
 };
 
 struct AUDATOMS_EXPORT StreamBufferList {
-    std::vector<StreamBuffer> streamBuffers;   // one per channel, channel order
-    unsigned numSamples = 0;                   // samples per buffer
-    int sampleType = -1;                       // shared by all entries
+    std::vector<StreamBuffer> streamBuffers;  // one per channel, channel order
+    unsigned numSamples = 0;                  // samples per buffer
+    int sampleType = -1;                      // shared by all entries
 };
 
-} // namespace Aud
+}  // namespace Aud
 
 class AUDATOMS_EXPORT MemRef : public iMemHolder {
 public:

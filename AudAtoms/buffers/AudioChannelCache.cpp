@@ -35,10 +35,8 @@ Aud::StreamBuffer AudioChannelCache::getResult(const AudioChannelCacheReq& req) 
 
     const int type = e.buffers.sampleType;
     unsigned bytesPerSample = 0;
-    if (type < 0 || type > 9)
-        kSource.report("false", 59);
-    else
-        bytesPerSample = Aud::sampleTypeStride(type);
+    if (type < 0 || type > 9) kSource.report("false", 59);
+    else bytesPerSample = Aud::sampleTypeStride(type);
 
     const unsigned sampleOffset = unsigned(req.start - e.start);
     Aud::StreamBuffer view = cached;

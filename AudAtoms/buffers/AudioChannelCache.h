@@ -21,18 +21,18 @@
 #include <map>
 
 struct AUDATOMS_EXPORT AudioChannelCacheReq {
-    unsigned key;           // which source
-    unsigned channel;       // index into the entry's buffer list
-    std::uint64_t start;    // first sample wanted
-    unsigned length;        // samples wanted
+    unsigned key;         // which source
+    unsigned channel;     // index into the entry's buffer list
+    std::uint64_t start;  // first sample wanted
+    unsigned length;      // samples wanted
 };
 
 class AUDATOMS_EXPORT AudioChannelCache {
 public:
     struct CacheEntry {
-        Aud::StreamBufferList buffers;   // empty: 0 samples, sample type -1
-        std::uint64_t start = 0;         // first sample held
-        std::uint64_t length = 0;        // samples held
+        Aud::StreamBufferList buffers;  // empty: 0 samples, sample type -1
+        std::uint64_t start = 0;        // first sample held
+        std::uint64_t length = 0;       // samples held
     };
 
     // True when `key` has an entry and [start, start + length) lies inside its range.

@@ -19,15 +19,13 @@ constexpr std::uint64_t kMaxBytes = std::numeric_limits<unsigned>::max();
 unsigned splitSampleBytes(const Aud::Metadata& fmt) {
     return fmt.getSampleTypeNumber() == 5 ? fmt.getBitsPerSample() / 8u : fmt.getStride();
 }
-int splitLabel(const Aud::Metadata& fmt) {
-    return fmt.getSampleTypeNumber() == 5 ? 2 : fmt.getSampleTypeNumber();
-}
+int splitLabel(const Aud::Metadata& fmt) { return fmt.getSampleTypeNumber() == 5 ? 2 : fmt.getSampleTypeNumber(); }
 
 bool isListShapeOk(const Aud::StreamBufferList& list, unsigned channels) {
     return list.streamBuffers.size() == channels || list.streamBuffers.empty();
 }
 
-} // namespace
+}  // namespace
 
 AudioInterleaver::AudioInterleaver() = default;
 
@@ -69,28 +67,21 @@ AudioInterleaver::eStatus AudioInterleaver::writeSamplesPlanar(const std::vector
         scratchCapacity = unsigned(needed);
     }
 
-    if (!Aud::SampleManip::exportInterleaved(type, planes.data(), unsigned(channels), numSamples,
-                                             scratch.get()))
+    if (!Aud::SampleManip::exportInterleaved(type, planes.data(), unsigned(channels), numSamples, scratch.get()))
         Log("WavExport: Mixer buffer sample format not supported!\n");
     return sle(kSuccess);
 }
 
-unsigned AudioInterleaver::copyBigEndianAudioToBuff(unsigned char* dst, unsigned char* src,
-                                                    unsigned count) const {
+unsigned AudioInterleaver::copyBigEndianAudioToBuff(unsigned char* dst, unsigned char* src, unsigned count) const {
     const unsigned stride = format.getStride();
     switch (stride) {
-    case 2:
-        Aud::SampleManip::swapPairs(src, dst, count);
-        break;
+    case 2: Aud::SampleManip::swapPairs(src, dst, count); break;
     case 3:
         kSource.report("false", 436);
         Aud::SampleManip::reverseTriples(src, dst, count / 3);
         break;
-    case 4:
-        Aud::SampleManip::reverseQuads(src, dst, count / 4);
-        break;
-    default:
-        break;
+    case 4: Aud::SampleManip::reverseQuads(src, dst, count / 4); break;
+    default: break;
     }
     return stride * count;
 }
@@ -161,8 +152,8 @@ AudioInterleaver::eStatus AudioInterleaver::deinterleaveAudio(unsigned numSample
     const bool bigEndian = fmt.isBigEndian();
     const std::uint64_t frameBytes = std::uint64_t(channels) * stride;
     // Farthest byte read in a frame (beyond the frame itself for odd formats).
-    const std::uint64_t reach = bigEndian ? std::uint64_t(channels - 1) * stride + sampleBytes
-                                          : std::uint64_t(channels) * sampleBytes;
+    const std::uint64_t reach =
+        bigEndian ? std::uint64_t(channels - 1) * stride + sampleBytes : std::uint64_t(channels) * sampleBytes;
     const std::uint64_t size = source->getSize();
     if (std::uint64_t(numSamples) * frameBytes > size ||
         (numSamples > 0 && std::uint64_t(numSamples - 1) * frameBytes + reach > size)) {

@@ -87,14 +87,13 @@ public:
     eStatus createOutputBuffers(unsigned numSamples, const Aud::Metadata& fmt, Aud::StreamBufferList& list);
     eStatus createOutputBuffers(unsigned numSamples, Aud::StreamBufferList& list);
 
-    eStatus deinterleaveAudio(unsigned numSamples, const Aud::Metadata& fmt,
-                              const Qm::Ptr<iMemHolder>& source, Aud::StreamBufferList& list);
-    eStatus deinterleaveAudio(unsigned numSamples, const Qm::Ptr<iMemHolder>& source,
+    eStatus deinterleaveAudio(unsigned numSamples, const Aud::Metadata& fmt, const Qm::Ptr<iMemHolder>& source,
                               Aud::StreamBufferList& list);
+    eStatus deinterleaveAudio(unsigned numSamples, const Qm::Ptr<iMemHolder>& source, Aud::StreamBufferList& list);
 
 private:
-    eStatus deinterleaveOneChannel(unsigned numSamples, const Aud::Metadata& fmt,
-                                   const Qm::Ptr<iMemHolder>& source, Aud::StreamBufferList& list);
+    eStatus deinterleaveOneChannel(unsigned numSamples, const Aud::Metadata& fmt, const Qm::Ptr<iMemHolder>& source,
+                                   Aud::StreamBufferList& list);
 
     Aud::Metadata format;
     std::unique_ptr<unsigned char[]> scratch;

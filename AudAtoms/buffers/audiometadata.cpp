@@ -16,31 +16,40 @@ struct DataTypeInfo {
 // Data type 0 is handled by the callers (it asserts); everything unlisted is "" / false.
 DataTypeInfo dataTypeInfo(int t) {
     switch (t) {
-    case 2: return {"FLoating Point", false};   // spelled so on purpose
+    case 2: return {"FLoating Point", false};  // spelled so on purpose
     case 3: return {"Matrox", false};
-    case 131: case 132: return {"MPEG1", true};
-    case 140: case 141: case 142: case 143: return {"AAC", true};
+    case 131:
+    case 132: return {"MPEG1", true};
+    case 140:
+    case 141:
+    case 142:
+    case 143: return {"AAC", true};
     case 150: return {"Dolby Digital", true};
     case 151: return {"Dolby Digital Plus", true};
     case 160: return {"AMR", true};
     case 165: return {"WMA", true};
     case 170: return {"SDDS", true};
     case 172: return {"DTS", true};
-    case 200: case 201: return {"PCM", false};
+    case 200:
+    case 201: return {"PCM", false};
     case 202: return {"PCM (DVD)", false};
     case 203: return {"LPCM", false};
-    case 210: case 211: case 212: case 213: return {"AES", false};
+    case 210:
+    case 211:
+    case 212:
+    case 213: return {"AES", false};
     case 214: return {"BWF", false};
     case 230: return {"PCM (twos)", false};
     case 231: return {"PCM (QT)", false};
-    case 232: case 233: return {"", true};
+    case 232:
+    case 233: return {"", true};
     case 240: return {"AIFF", false};
     case 241: return {"PCM (Alaw)", false};
     default: return {"", false};
     }
 }
 
-} // namespace
+}  // namespace
 
 unsigned sampleTypeStride(int n) {
     static const unsigned strides[10] = {4, 2, 3, 1, 1, 4, 4, 8, 4, 4};
@@ -53,14 +62,14 @@ unsigned sampleTypeBits(int n) {
 }
 
 Metadata::Metadata()
-    : eDataType_(keAudioDataTypeUnknown), endianType(keLittleEndian), signType(0),
-      audioStreams(0), channelsPerStream(0), samplesPerSec(0), sampleTypeNumber_(0),
-      stride(0), bitsPerSample(0), location(keLocationUnspecified) {}
+    : eDataType_(keAudioDataTypeUnknown), endianType(keLittleEndian), signType(0), audioStreams(0),
+      channelsPerStream(0), samplesPerSec(0), sampleTypeNumber_(0), stride(0), bitsPerSample(0),
+      location(keLocationUnspecified) {}
 
 Metadata::Metadata(unsigned streams, unsigned channels, unsigned rate, int number, eLocation loc)
-    : eDataType_(keAudioDataTypePCM), endianType(keLittleEndian), signType(1),
-      audioStreams(streams), channelsPerStream(channels), samplesPerSec(rate),
-      sampleTypeNumber_(number), stride(0), bitsPerSample(0), location(loc) {
+    : eDataType_(keAudioDataTypePCM), endianType(keLittleEndian), signType(1), audioStreams(streams),
+      channelsPerStream(channels), samplesPerSec(rate), sampleTypeNumber_(number), stride(0), bitsPerSample(0),
+      location(loc) {
     if (number < 0 || number > 9) {
         kSource.report("false", 32);
         return;
@@ -95,19 +104,14 @@ void Metadata::getFromWAVFORMATEX(const WavHeaderEx& h, unsigned streams) {
 
     audioStreams = streams;
     channelsPerStream = h.nChannels;
-    stride = h.nChannels != 0 ? unsigned(std::uint16_t(h.nBlockAlign / h.nChannels))
-                              : unsigned(h.nBlockAlign);
+    stride = h.nChannels != 0 ? unsigned(std::uint16_t(h.nBlockAlign / h.nChannels)) : unsigned(h.nBlockAlign);
     samplesPerSec = h.nSamplesPerSec;
     bitsPerSample = h.wBitsPerSample;
 
     switch (h.wFormatTag) {
     case 0x0001:
-    case 0xFFFE:
-        eDataType_ = keAudioDataTypePCM;
-        break;
-    case 0x0003:
-        eDataType_ = keAudioDataTypeFloat;
-        break;
+    case 0xFFFE: eDataType_ = keAudioDataTypePCM; break;
+    case 0x0003: eDataType_ = keAudioDataTypeFloat; break;
     case 0x0050:
     case 0x0055:
         stride = h.wBitsPerSample / 8u;
@@ -138,22 +142,22 @@ int Metadata::calculateSampleTypeNumber() {
     // In number order; the first rule that holds gives the number. Every rule wants
     // signed samples (signType 1) except number 4, which wants unsigned (2).
     static const Rule rules[10] = {
-        {32, 4, kPacked, true},    // 0
-        {16, 2, kPacked, false},   // 1
-        {24, 3, kPacked, false},   // 2
-        {8, 1, kPacked, false},    // 3
-        {8, 1, kPacked, false},    // 4
-        {24, 4, kPadded, false},   // 5
-        {32, 4, kPacked, false},   // 6
-        {64, 8, kPacked, true},    // 7
-        {16, 4, kAes, false},      // 8
-        {24, 4, kAes, false},      // 9
+        {32, 4, kPacked, true},   // 0
+        {16, 2, kPacked, false},  // 1
+        {24, 3, kPacked, false},  // 2
+        {8, 1, kPacked, false},   // 3
+        {8, 1, kPacked, false},   // 4
+        {24, 4, kPadded, false},  // 5
+        {32, 4, kPacked, false},  // 6
+        {64, 8, kPacked, true},   // 7
+        {16, 4, kAes, false},     // 8
+        {24, 4, kAes, false},     // 9
     };
     for (int n = 0; n < 10; ++n) {
         const Rule& r = rules[n];
         const unsigned wantedSign = n == 4 ? 2u : 1u;
-        if (bitsPerSample == r.bits && stride == r.stride && layout == r.layout &&
-            isFloat == r.isFloat && signType == wantedSign) {
+        if (bitsPerSample == r.bits && stride == r.stride && layout == r.layout && isFloat == r.isFloat &&
+            signType == wantedSign) {
             sampleTypeNumber_ = n;
             break;
         }
@@ -166,8 +170,7 @@ void Metadata::setWAVFORMATEX(WavHeaderEx& h) const {
     if (eDataType_ == keAudioDataTypeFloat) {
         h.wFormatTag = 3;
     } else {
-        if (eDataType_ != keAudioDataTypePCM)
-            kSource.report("eDataType_ == keAudioDataTypePCM", 316);
+        if (eDataType_ != keAudioDataTypePCM) kSource.report("eDataType_ == keAudioDataTypePCM", 316);
         h.wFormatTag = 1;
     }
     const std::uint16_t channels = std::uint16_t(channelsPerStream * audioStreams);
@@ -179,4 +182,4 @@ void Metadata::setWAVFORMATEX(WavHeaderEx& h) const {
     h.cbSize = 14;
 }
 
-} // namespace Aud
+}  // namespace Aud

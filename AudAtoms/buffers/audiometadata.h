@@ -51,10 +51,10 @@ enum eDataType : int {
     keAudioDataTypePCM = 201,
     keAudioDataTypePCM_DVD = 202,
     keAudioDataTypeLPCM = 203,
-    keAudioDataTypeAES_210 = 210,   // AES container for the sample type number
-    keAudioDataTypeAES_211 = 211,   // named "AES" but not an AES container
-    keAudioDataTypeAES_212 = 212,   // AES container for the sample type number
-    keAudioDataTypeAES_213 = 213,   // named "AES" but not an AES container
+    keAudioDataTypeAES_210 = 210,  // AES container for the sample type number
+    keAudioDataTypeAES_211 = 211,  // named "AES" but not an AES container
+    keAudioDataTypeAES_212 = 212,  // AES container for the sample type number
+    keAudioDataTypeAES_213 = 213,  // named "AES" but not an AES container
     keAudioDataTypeBWF = 214,
     keAudioDataTypePCM_Twos = 230,
     keAudioDataTypePCM_QT = 231,
@@ -83,11 +83,11 @@ enum eLocation : int {
 // on the little-endian hosts this library runs on is the byte order of the file.
 #pragma pack(push, 1)
 struct AUDATOMS_EXPORT WavHeaderEx {
-    std::uint16_t wFormatTag;       // 1 PCM, 3 IEEE float, 0xFFFE extensible, 0x50/0x55 MPEG
+    std::uint16_t wFormatTag;  // 1 PCM, 3 IEEE float, 0xFFFE extensible, 0x50/0x55 MPEG
     std::uint16_t nChannels;
-    std::uint32_t nSamplesPerSec;   // Hz
+    std::uint32_t nSamplesPerSec;  // Hz
     std::uint32_t nAvgBytesPerSec;
-    std::uint16_t nBlockAlign;      // bytes per frame of all channels
+    std::uint16_t nBlockAlign;  // bytes per frame of all channels
     std::uint16_t wBitsPerSample;
     std::uint16_t cbSize;
 };
@@ -107,19 +107,19 @@ public:
     // Data type PCM (201), little-endian, signed; stride and bitsPerSample from the
     // sample type number (number 4 also makes the samples unsigned). A number outside
     // 0..9 prints the assertion "false" (line 32) and leaves stride and bits 0.
-    Metadata(unsigned audioStreams, unsigned channelsPerStream, unsigned samplesPerSec,
-             int sampleTypeNumber, eLocation location);
+    Metadata(unsigned audioStreams, unsigned channelsPerStream, unsigned samplesPerSec, int sampleTypeNumber,
+             eLocation location);
     // The same with the location given as its number.
-    Metadata(unsigned audioStreams, unsigned channelsPerStream, unsigned samplesPerSec,
-             int sampleTypeNumber, int location);
+    Metadata(unsigned audioStreams, unsigned channelsPerStream, unsigned samplesPerSec, int sampleTypeNumber,
+             int location);
 
     eDataType getDataType() const { return eDataType_; }
     eEndianType getEndianType() const { return endianType; }
-    unsigned getSignType() const { return signType; }   // 1 signed, 2 unsigned, 0 unknown
+    unsigned getSignType() const { return signType; }  // 1 signed, 2 unsigned, 0 unknown
     unsigned getAudioStreams() const { return audioStreams; }
     unsigned getChannelsPerStream() const { return channelsPerStream; }
     unsigned getSamplesPerSec() const { return samplesPerSec; }
-    int getSampleTypeNumber() const { return sampleTypeNumber_; }   // -1 = none
+    int getSampleTypeNumber() const { return sampleTypeNumber_; }  // -1 = none
     unsigned getStride() const { return stride; }
     unsigned getBitsPerSample() const { return bitsPerSample; }
     eLocation getLocation() const { return location; }
@@ -169,4 +169,4 @@ private:
     eLocation location;
 };
 
-} // namespace Aud
+}  // namespace Aud

@@ -15,7 +15,7 @@ constexpr double kFactorTolerance = 0.000001;
 bool has(unsigned bits, eFactor flag) { return (bits & unsigned(flag)) != 0; }
 // Exactly one of the pair's flags: the pair contributes this flag's multiplier.
 bool only(unsigned bits, eFactor flag, eFactor inverse) { return has(bits, flag) && !has(bits, inverse); }
-} // namespace
+}  // namespace
 
 SampleRate::SampleRate(eBaseSampleRate base, eFactor f) {
     baseSampleRate(base);
@@ -40,9 +40,7 @@ eBaseSampleRate SampleRate::calcSampleRate(unsigned hertz) {
     case 44100: return keBaseSampleRate44100;
     case 48000: return keBaseSampleRate48000;
     case 96000: return keBaseSampleRate96000;
-    default:
-        kSource.report("false", 174);
-        return keBaseSampleRateInvalid;
+    default: kSource.report("false", 174); return keBaseSampleRateInvalid;
     }
 }
 
@@ -105,14 +103,11 @@ std::uint32_t SampleRate::calcBaseSampleRate(eBaseSampleRate code) {
     }
 }
 
-double SampleRate::calcCombinedSampleRate() const {
-    return double(calcBaseSampleRate()) * calcFactor();
-}
+double SampleRate::calcCombinedSampleRate() const { return double(calcBaseSampleRate()) * calcFactor(); }
 
 SampleRate SampleRate::specialized() const {
     SampleRate r = *this;
-    if (baseSampleRate() == keBaseSampleRateProject)
-        r.baseSampleRate(getProjectHardwareSampleRate().baseSampleRate());
+    if (baseSampleRate() == keBaseSampleRateProject) r.baseSampleRate(getProjectHardwareSampleRate().baseSampleRate());
     return r;
 }
 
@@ -120,8 +115,7 @@ SampleRate getProjectHardwareSampleRate() {
     SampleRate rate;
     const SampleRate* shared = Private::getProjectHardwareSampleRateNamedObject();
     if (!shared)
-        throw Qm::Exception::RuntimeError("Failed to find project sample rate named object!",
-                                          "Aud__SampleRate", 38);
+        throw Qm::Exception::RuntimeError("Failed to find project sample rate named object!", "Aud__SampleRate", 38);
     rate = *shared;
     return rate;
 }
@@ -131,6 +125,6 @@ SampleRate* getProjectHardwareSampleRateNamedObject() {
     return Qm::NamedObjectsNamespace::global().findOrCreate<Aud::SampleRate>(
         "Aud__CurrentProjectHardwareSampleRate", &Qm::TypeManip::TemplatedNew<Aud::SampleRate>::new_);
 }
-} // namespace Private
+}  // namespace Private
 
-} // namespace Aud
+}  // namespace Aud

@@ -56,14 +56,14 @@ enum eBaseSampleRate : unsigned {
 // Flags already at bit 5 and up, so they OR straight into the word.
 enum eFactor : unsigned {
     keFactorNone = 0,
-    keFactor24_25 = 0x20,      // pair 1: x 0.96
-    keFactor25_24 = 0x40,      // pair 1: x 1.0416666666666667
-    keFactor1001_1000 = 0x80,  // pair 2: x 1.001
-    keFactor1000_1001 = 0x100, // pair 2: / 1.001
-    keFactor30_24 = 0x200,     // pair 3: x 1.25
-    keFactor24_30 = 0x400,     // pair 3: x 0.8
-    keFactor2 = 0x800,         // pair 4: x 2
-    keFactor1_2 = 0x1000,      // pair 4: x 0.5
+    keFactor24_25 = 0x20,       // pair 1: x 0.96
+    keFactor25_24 = 0x40,       // pair 1: x 1.0416666666666667
+    keFactor1001_1000 = 0x80,   // pair 2: x 1.001
+    keFactor1000_1001 = 0x100,  // pair 2: / 1.001
+    keFactor30_24 = 0x200,      // pair 3: x 1.25
+    keFactor24_30 = 0x400,      // pair 3: x 0.8
+    keFactor2 = 0x800,          // pair 4: x 2
+    keFactor1_2 = 0x1000,       // pair 4: x 0.5
 };
 
 constexpr eFactor operator|(eFactor a, eFactor b) { return eFactor(unsigned(a) | unsigned(b)); }
@@ -137,7 +137,7 @@ namespace Private {
 // The shared project hardware rate itself (the host writes it), or null when the
 // named-objects service gives none. Created all-zero on first lookup.
 AUDATOMS_EXPORT SampleRate* getProjectHardwareSampleRateNamedObject();
-} // namespace Private
+}  // namespace Private
 
 // Display texts (wide, for menus and dialogs).
 // Base codes: "11.025 kHz" ... "96 kHz"; code 1 is resource 10342 (never resolved to
@@ -152,4 +152,4 @@ AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(const SampleRate& ra
 // text, empty or null included, gives keBaseSampleRate48000.
 AUDATOMS_EXPORT eBaseSampleRate fromDisplayString(const LightweightString<wchar_t>& text);
 
-} // namespace Aud
+}  // namespace Aud

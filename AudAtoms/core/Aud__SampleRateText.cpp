@@ -20,9 +20,8 @@ struct BaseText {
 
 // In the order fromDisplayString compares them.
 constexpr BaseText kBaseTexts[] = {
-    {keBaseSampleRate11025, L"11.025 kHz"}, {keBaseSampleRate16000, L"16 kHz"},
-    {keBaseSampleRate22050, L"22.05 kHz"},  {keBaseSampleRate24000, L"24 kHz"},
-    {keBaseSampleRate32000, L"32 kHz"},     {keBaseSampleRate44100, L"44.1 kHz"},
+    {keBaseSampleRate11025, L"11.025 kHz"}, {keBaseSampleRate16000, L"16 kHz"}, {keBaseSampleRate22050, L"22.05 kHz"},
+    {keBaseSampleRate24000, L"24 kHz"},     {keBaseSampleRate32000, L"32 kHz"}, {keBaseSampleRate44100, L"44.1 kHz"},
     {keBaseSampleRate48000, L"48 kHz"},     {keBaseSampleRate96000, L"96 kHz"},
 };
 
@@ -43,7 +42,7 @@ constexpr FactorPiece kFactorPieces[] = {
     {keFactor2, keFactor1_2, L" x 2"},
     {keFactor1_2, keFactor2, L" x 1/2"},
 };
-} // namespace
+}  // namespace
 
 LightweightString<wchar_t> getDisplayString(eBaseSampleRate code) {
     if (code == keBaseSampleRateProject) return resourceStrW(kProjectRateResource);
@@ -102,4 +101,4 @@ void SampleRate::setFromString(const LightweightString<char>& persisted) {
     word_ = std::uint32_t(word);
 }
 
-} // namespace Aud
+}  // namespace Aud

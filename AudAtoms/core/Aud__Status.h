@@ -59,4 +59,4 @@ AUDATOMS_EXPORT bool isFailure(eStatus s);  // 7 to 44
 // Static strings, never freed.
 AUDATOMS_EXPORT const char* getDebugString(eStatus s);
 
-} // namespace Aud
+}  // namespace Aud

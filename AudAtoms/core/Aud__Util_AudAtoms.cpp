@@ -13,7 +13,7 @@ constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__Util_AudAtoms"};
 
 LightweightString<wchar_t> getAsString(int sampleType) {
     static const wchar_t* const names[] = {
-        L"24 bit floating point", L"16 bit", L"24 bit", L"8 bit signed", L"8 bit",
+        L"24 bit floating point",     L"16 bit",         L"24 bit", L"8 bit signed", L"8 bit",
         L"24 bit unpacked (4 bytes)", L"32 bit integer",
     };
     if (unsigned(sampleType) < std::size(names)) return LightweightString<wchar_t>(names[sampleType]);
@@ -38,7 +38,7 @@ Vector<LightweightString<wchar_t>> getExportChoices() {
     return names;
 }
 
-} // namespace Aud
+}  // namespace Aud
 
 extern "C" {
 int audio_get_record_channels() { return 4; }

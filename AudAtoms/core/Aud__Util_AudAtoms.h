@@ -26,7 +26,7 @@ AUDATOMS_EXPORT Vector<int> getExportChoicesAsInt();
 // The names of the export choices, in the same order.
 AUDATOMS_EXPORT Vector<LightweightString<wchar_t>> getExportChoices();
 
-} // namespace Aud
+}  // namespace Aud
 
 extern "C" {
 // Number of channels recorded: 4.

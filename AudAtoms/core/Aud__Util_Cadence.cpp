@@ -16,8 +16,7 @@ constexpr std::size_t kCadenceCap = 108000;
 
 // 29.97 fps at 44.1 kHz: 100 frames, 147147 samples.
 void ntsc44100(std::vector<unsigned>& out) {
-    for (unsigned n = 1; n <= 100; ++n)
-        out.push_back(n % 2 == 1 && n != 23 && n != 47 && n != 71 ? 1472 : 1471);
+    for (unsigned n = 1; n <= 100; ++n) out.push_back(n % 2 == 1 && n != 23 && n != 47 && n != 71 ? 1472 : 1471);
 }
 
 // 29.97 fps at 32 kHz: 15 frames, 16016 samples.
@@ -25,7 +24,7 @@ void ntsc32000(std::vector<unsigned>& out) {
     for (unsigned n = 1; n <= 15; ++n) out.push_back(n == 2 || n == 6 || n == 10 || n == 14 ? 1067 : 1068);
 }
 
-} // namespace
+}  // namespace
 
 void _GenerateDefinedFrameSeq(unsigned hz, std::vector<unsigned>& out, Qm::FrameRate frameRate) {
     out.clear();
@@ -71,15 +70,23 @@ using detail::saturatingAdd;
 using detail::saturatingTrunc;
 
 std::vector<std::uint32_t> getSMPTE_FrameSequence(const SampleRate& rate, Qm::FrameRate frameRate) {
-    if (frameRate == Qm::FrameRate29_97 && rate == SampleRate(keBaseSampleRate48000, keFactor1000_1001))
-        return {1600};
+    if (frameRate == Qm::FrameRate29_97 && rate == SampleRate(keBaseSampleRate48000, keFactor1000_1001)) return {1600};
 
     SampleRate r = rate;
     double multiplier = 1.0;
     switch (r.baseSampleRate()) {
-    case keBaseSampleRate22050: r.baseSampleRate(keBaseSampleRate44100); multiplier = 0.5; break;
-    case keBaseSampleRate96000: r.baseSampleRate(keBaseSampleRate48000); multiplier = 2.0; break;
-    case keBaseSampleRate11025: r.baseSampleRate(keBaseSampleRate44100); multiplier = 0.25; break;
+    case keBaseSampleRate22050:
+        r.baseSampleRate(keBaseSampleRate44100);
+        multiplier = 0.5;
+        break;
+    case keBaseSampleRate96000:
+        r.baseSampleRate(keBaseSampleRate48000);
+        multiplier = 2.0;
+        break;
+    case keBaseSampleRate11025:
+        r.baseSampleRate(keBaseSampleRate44100);
+        multiplier = 0.25;
+        break;
     default: break;
     }
     const eBaseSampleRate base = r.baseSampleRate();
@@ -130,6 +137,6 @@ std::vector<std::uint32_t> getSMPTE_FieldSequence(const SampleRate& rate, Qm::Fr
     return fields;
 }
 
-} // namespace Util
+}  // namespace Util
 
-} // namespace Aud
+}  // namespace Aud

@@ -8,10 +8,9 @@ namespace {
 
 // Mask bit of each Qm::FrameRate code 0 to 47.
 constexpr std::uint32_t kFrameRateMask[48] = {
-    0,      0x1,    0x1,    0x2,    0x4,    0x4,    0x8,    0x8,    0x10,   0x20,   0x20,   0,
-    0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,
-    0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0x40,
-    0x40,   0x80,   0x100,  0x100,  0x200,  0x400,  0x800,  0x1000, 0x2000, 0x2000, 0x4000, 0x4000,
+    0, 0x1, 0x1, 0x2,  0x4,  0x4,  0x8,   0x8,   0x10,  0x20,  0x20,  0,      0,      0,      0,      0,
+    0, 0,   0,   0,    0,    0,    0,     0,     0,     0,     0,     0,      0,      0,      0,      0,
+    0, 0,   0,   0x40, 0x40, 0x80, 0x100, 0x100, 0x200, 0x400, 0x800, 0x1000, 0x2000, 0x2000, 0x4000, 0x4000,
 };
 
 struct FactorRow {
@@ -26,49 +25,49 @@ constexpr std::uint32_t kAll = 0xFFFFFFFFu;
 // Natural playback factors. A zero mask matches anything; a non-zero mask matches an
 // input whose mask shares a bit with it. First match wins; rows 4 and 5 are the same.
 constexpr FactorRow kNaturalPlayback[] = {
-    {0x12, 0x1001, 0, 0, 0, 0},                  // 0
-    {0x12, 0x80, 0, 0, 0, 0},                    // 1
-    {0x12, 0x12, 0, 0x1, 0, 0},                  // 2
-    {0x12, 0x12, 0, 0x2, 0, 0},                  // 3
-    {0x12, 0x12, 0, 0x4, 0, 0},                  // 4
-    {0x12, 0x12, 0, 0x4, 0, 0},                  // 5
-    {0x24, 0x6C01, 0x2, 0, 0, k1001},            // 6
-    {0x24, 0x100, 0x2, 0, 0, k1001},             // 7
-    {0x24, 0x6C01, 0x1, 0, 0, 0},                // 8
-    {0x24, 0x100, 0x1, 0, 0, 0},                 // 9
-    {0x24, 0x24, 0x1, 0x1, 0, 0},                // 10
-    {0x24, 0x24, 0x2, 0x1, 0, k1001},            // 11
-    {0x24, 0x24, 0x2, 0x2, 0, k1001},            // 12
-    {0x24, 0x24, 0x1, 0x2, 0, 0},                // 13
-    {0x24, 0x24, 0x2, 0x4, 0, k1001},            // 14
-    {0x24, 0x24, 0x1, 0x4, 0, 0},                // 15
-    {0x1, 0x201, 0x2, 0, 0, k1001},              // 16
-    {0x1, 0x8, 0x2, 0, 0, k1001},                // 17
-    {0x1, 0x8, 0x1, 0, 0, 0},                    // 18
-    {0x1, 0x40, 0x2, 0, 0x1, k1001},             // 19
-    {0x1, 0x201, 0x1, 0, 0x1, 0},                // 20
-    {0x1, 0x40, 0x1, 0, 0x1, 0},                 // 21
-    {0x1, 0x1012, 0, 0x2, 0x1, 0},               // 22
-    {0x1, 0x1012, 0, 0x4, 0x1, k24_25},          // 23
-    {0x1, 0x6C24, 0x2, 0x2, 0x1, k1001},         // 24
-    {0x1, 0x6C24, 0x1, 0x2, 0x1, 0},             // 25
-    {0x1, 0x24, 0x2, 0x4, 0x1, k1001 | k24_30},  // 26
-    {0x1, 0x24, 0x1, 0x4, 0x1, k24_30},          // 27
-    {0x1, 0x6000, 0x1, 0, 0, 0},                 // 28
-    {0x1, 0x6000, 0x2, 0, 0, k1001},             // 29
-    {0x8, 0x201, 0x2, 0, 0x8, k1001},            // 30
-    {0x8, 0x40, 0x2, 0, 0x8, k1001},             // 31
-    {0x8, 0x201, 0x1, 0, 0x8, 0},                // 32
-    {0x8, 0x40, 0x1, 0, 0x8, 0},                 // 33
-    {0x8, 0x8, 0x2, 0, 0, k1001},                // 34
-    {0x8, 0x8, 0x1, 0, 0, 0},                    // 35
-    {0x8, 0x1012, 0, 0x2, 0x8, 0},               // 36
-    {0x8, 0x1012, 0, 0x4, 0x8, k24_25},          // 37
-    {0x8, 0x6C24, 0x2, 0x2, 0x8, k1001},         // 38
-    {0x8, 0x6C24, 0x1, 0x2, 0x8, 0},             // 39
-    {0x8, 0x6C24, 0x2, 0x4, 0x8, k1001 | k24_30},// 40
-    {0x8, 0x6C24, 0x1, 0x4, 0x8, k24_30},        // 41
-    {kAll, kAll, kAll, kAll, kAll, kAll},        // terminator
+    {0x12, 0x1001, 0, 0, 0, 0},                    // 0
+    {0x12, 0x80, 0, 0, 0, 0},                      // 1
+    {0x12, 0x12, 0, 0x1, 0, 0},                    // 2
+    {0x12, 0x12, 0, 0x2, 0, 0},                    // 3
+    {0x12, 0x12, 0, 0x4, 0, 0},                    // 4
+    {0x12, 0x12, 0, 0x4, 0, 0},                    // 5
+    {0x24, 0x6C01, 0x2, 0, 0, k1001},              // 6
+    {0x24, 0x100, 0x2, 0, 0, k1001},               // 7
+    {0x24, 0x6C01, 0x1, 0, 0, 0},                  // 8
+    {0x24, 0x100, 0x1, 0, 0, 0},                   // 9
+    {0x24, 0x24, 0x1, 0x1, 0, 0},                  // 10
+    {0x24, 0x24, 0x2, 0x1, 0, k1001},              // 11
+    {0x24, 0x24, 0x2, 0x2, 0, k1001},              // 12
+    {0x24, 0x24, 0x1, 0x2, 0, 0},                  // 13
+    {0x24, 0x24, 0x2, 0x4, 0, k1001},              // 14
+    {0x24, 0x24, 0x1, 0x4, 0, 0},                  // 15
+    {0x1, 0x201, 0x2, 0, 0, k1001},                // 16
+    {0x1, 0x8, 0x2, 0, 0, k1001},                  // 17
+    {0x1, 0x8, 0x1, 0, 0, 0},                      // 18
+    {0x1, 0x40, 0x2, 0, 0x1, k1001},               // 19
+    {0x1, 0x201, 0x1, 0, 0x1, 0},                  // 20
+    {0x1, 0x40, 0x1, 0, 0x1, 0},                   // 21
+    {0x1, 0x1012, 0, 0x2, 0x1, 0},                 // 22
+    {0x1, 0x1012, 0, 0x4, 0x1, k24_25},            // 23
+    {0x1, 0x6C24, 0x2, 0x2, 0x1, k1001},           // 24
+    {0x1, 0x6C24, 0x1, 0x2, 0x1, 0},               // 25
+    {0x1, 0x24, 0x2, 0x4, 0x1, k1001 | k24_30},    // 26
+    {0x1, 0x24, 0x1, 0x4, 0x1, k24_30},            // 27
+    {0x1, 0x6000, 0x1, 0, 0, 0},                   // 28
+    {0x1, 0x6000, 0x2, 0, 0, k1001},               // 29
+    {0x8, 0x201, 0x2, 0, 0x8, k1001},              // 30
+    {0x8, 0x40, 0x2, 0, 0x8, k1001},               // 31
+    {0x8, 0x201, 0x1, 0, 0x8, 0},                  // 32
+    {0x8, 0x40, 0x1, 0, 0x8, 0},                   // 33
+    {0x8, 0x8, 0x2, 0, 0, k1001},                  // 34
+    {0x8, 0x8, 0x1, 0, 0, 0},                      // 35
+    {0x8, 0x1012, 0, 0x2, 0x8, 0},                 // 36
+    {0x8, 0x1012, 0, 0x4, 0x8, k24_25},            // 37
+    {0x8, 0x6C24, 0x2, 0x2, 0x8, k1001},           // 38
+    {0x8, 0x6C24, 0x1, 0x2, 0x8, 0},               // 39
+    {0x8, 0x6C24, 0x2, 0x4, 0x8, k1001 | k24_30},  // 40
+    {0x8, 0x6C24, 0x1, 0x4, 0x8, k24_30},          // 41
+    {kAll, kAll, kAll, kAll, kAll, kAll},          // terminator
 };
 static_assert(sizeof kNaturalPlayback / sizeof kNaturalPlayback[0] == Util::naturalPlaybackTableRows() + 1);
 
@@ -79,7 +78,7 @@ bool isTerminator(const FactorRow& r) {
            r.factor == kAll;
 }
 
-} // namespace
+}  // namespace
 
 bmFrameRate translateEnum(Qm::FrameRate rate) {
     const int code = int(rate);
@@ -143,8 +142,8 @@ transfer_type translateEnum(bmTransferType mask) {
 
 namespace Util {
 
-unsigned naturalPlaybackRow(Qm::FrameRate source, Qm::FrameRate target, MediumRollMedium medium,
-                            transfer_type transfer, Qm::FrameRate third) {
+unsigned naturalPlaybackRow(Qm::FrameRate source, Qm::FrameRate target, MediumRollMedium medium, transfer_type transfer,
+                            Qm::FrameRate third) {
     // Film-rate material on a video target with a plain transfer: the user's setting
     // says whether it arrives pulled down (3:2) or sped up.
     const int t = int(target);
@@ -166,14 +165,13 @@ unsigned naturalPlaybackRow(Qm::FrameRate source, Qm::FrameRate target, MediumRo
 }
 
 eStatus determineNaturalPlaybackResamplingFactor(eFactor& out, Qm::FrameRate source, Qm::FrameRate target,
-                                                 MediumRollMedium medium, transfer_type transfer,
-                                                 Qm::FrameRate third) {
+                                                 MediumRollMedium medium, transfer_type transfer, Qm::FrameRate third) {
     const unsigned row = naturalPlaybackRow(source, target, medium, transfer, third);
     if (row >= naturalPlaybackTableRows()) return sInvalid;
     out = eFactor(kNaturalPlayback[row].factor);
     return sSuccess;
 }
 
-} // namespace Util
+}  // namespace Util
 
-} // namespace Aud
+}  // namespace Aud

@@ -10,7 +10,7 @@ namespace {
 constexpr double kTwoPow62 = 4611686018427387904.0;
 constexpr std::int64_t kFractionUnits = 1073741823;  // one sample
 using detail::saturatingTrunc;
-} // namespace
+}  // namespace
 
 std::int64_t stripTimeToSamplePos(SampleRate rate, eFactor factor1, eFactor factor2, double time,
                                   const Qm::OutputGearing& gearing) {
@@ -56,4 +56,4 @@ SubSamplePos stripTimeToSubSamplePos(SampleRate rate, eFactor factor1, eFactor f
     return pos;
 }
 
-} // namespace Aud
+}  // namespace Aud

@@ -35,21 +35,21 @@ namespace Aud {
 // Bit-mask form of a frame rate: a rate and its 1.001-slowed twin share one bit.
 enum bmFrameRate : std::uint32_t {
     kbmFrameRateNone = 0,
-    kbmFrameRate24 = 0x1,        // codes 1, 2 (24, 23.976)
-    kbmFrameRate25 = 0x2,        // code 3
-    kbmFrameRate30 = 0x4,        // codes 4, 5 (30, 29.97)
-    kbmFrameRate48 = 0x8,        // codes 6, 7
-    kbmFrameRate50 = 0x10,       // code 8
-    kbmFrameRate60 = 0x20,       // codes 9, 10
-    kbmFrameRate96 = 0x40,       // codes 35, 36
-    kbmFrameRate100 = 0x80,      // code 37
-    kbmFrameRate15 = 0x100,      // codes 38, 39
-    kbmFrameRate72 = 0x200,      // code 40
-    kbmFrameRate30DF = 0x400,    // code 41
-    kbmFrameRate60DF = 0x800,    // code 42
-    kbmFrameRate200 = 0x1000,    // code 43
-    kbmFrameRate120 = 0x2000,    // codes 44, 45
-    kbmFrameRate240 = 0x4000,    // codes 46, 47
+    kbmFrameRate24 = 0x1,      // codes 1, 2 (24, 23.976)
+    kbmFrameRate25 = 0x2,      // code 3
+    kbmFrameRate30 = 0x4,      // codes 4, 5 (30, 29.97)
+    kbmFrameRate48 = 0x8,      // codes 6, 7
+    kbmFrameRate50 = 0x10,     // code 8
+    kbmFrameRate60 = 0x20,     // codes 9, 10
+    kbmFrameRate96 = 0x40,     // codes 35, 36
+    kbmFrameRate100 = 0x80,    // code 37
+    kbmFrameRate15 = 0x100,    // codes 38, 39
+    kbmFrameRate72 = 0x200,    // code 40
+    kbmFrameRate30DF = 0x400,  // code 41
+    kbmFrameRate60DF = 0x800,  // code 42
+    kbmFrameRate200 = 0x1000,  // code 43
+    kbmFrameRate120 = 0x2000,  // codes 44, 45
+    kbmFrameRate240 = 0x4000,  // codes 46, 47
 };
 
 // Bit-mask form of the host's MediumRollMedium (video 2 -> 1, film 3 -> 2).
@@ -81,7 +81,8 @@ AUDATOMS_EXPORT transfer_type translateEnum(bmTransferType mask);
 // 23.976 (44.1 and 48 kHz), 29.97 (32, 44.1, 48 kHz), 47.952 and 59.94 (48 kHz);
 // other rates give one rounded entry and an assertion line, or nothing (see above).
 // A frame rate of 0 fps gives nothing and the assertion line of line 172.
-AUDATOMS_EXPORT void _GenerateDefinedFrameSeq(unsigned sampleRateHz, std::vector<unsigned>& out, Qm::FrameRate frameRate);
+AUDATOMS_EXPORT void _GenerateDefinedFrameSeq(unsigned sampleRateHz, std::vector<unsigned>& out,
+                                              Qm::FrameRate frameRate);
 
 // A position in samples with a fraction in units of 1/1073741823 of a sample.
 struct AUDATOMS_EXPORT SubSamplePos {
@@ -92,14 +93,14 @@ struct AUDATOMS_EXPORT SubSamplePos {
 // Timeline position to samples: seconds x combined rate x (factor1 x factor2),
 // truncated toward zero. Saturates at the int64 limits; NaN gives 0.
 AUDATOMS_EXPORT std::int64_t stripTimeToSamplePos(SampleRate rate, eFactor factor1, eFactor factor2, double time,
-                                  const Qm::OutputGearing& gearing);
+                                                  const Qm::OutputGearing& gearing);
 // The same with a fraction: x = factor1 x factor2 x seconds x combined rate, rounded to
 // the nearest 1/1073741823. Negative x keep the established rounding, which mirrors
 // the fraction: the result is -floor(-x) - 1 plus the fraction of -x, not x itself
 // (-0.25 gives whole -1 and fraction 268435456, i.e. -0.75; -1.0 gives -2 and 1).
 // Non-finite x and |x| of 2^62 or more saturate the whole part (NaN: 0, 0).
 AUDATOMS_EXPORT SubSamplePos stripTimeToSubSamplePos(SampleRate rate, eFactor factor1, eFactor factor2, double time,
-                                     const Qm::OutputGearing& gearing);
+                                                     const Qm::OutputGearing& gearing);
 
 namespace Util {
 
@@ -120,16 +121,16 @@ AUDATOMS_EXPORT std::vector<std::uint32_t> getSMPTE_FieldSequence(const SampleRa
 // qualify it), from the fixed natural-playback table. sSuccess with out set, or
 // sInvalid with out unchanged when no row matches. Reads the setting
 // "video_in_film_pulldown" for film-rate sources with a normal transfer.
-AUDATOMS_EXPORT eStatus determineNaturalPlaybackResamplingFactor(eFactor& out, Qm::FrameRate source, Qm::FrameRate target,
-                                                 MediumRollMedium medium, transfer_type transfer,
-                                                 Qm::FrameRate third);
+AUDATOMS_EXPORT eStatus determineNaturalPlaybackResamplingFactor(eFactor& out, Qm::FrameRate source,
+                                                                 Qm::FrameRate target, MediumRollMedium medium,
+                                                                 transfer_type transfer, Qm::FrameRate third);
 
 // The row of the natural-playback table that determineNaturalPlaybackResamplingFactor
 // uses for these inputs (0 to 41), or naturalPlaybackTableRows() for the terminator.
 AUDATOMS_EXPORT unsigned naturalPlaybackRow(Qm::FrameRate source, Qm::FrameRate target, MediumRollMedium medium,
-                            transfer_type transfer, Qm::FrameRate third);
+                                            transfer_type transfer, Qm::FrameRate third);
 constexpr unsigned naturalPlaybackTableRows() { return 42; }
 
-} // namespace Util
+}  // namespace Util
 
-} // namespace Aud
+}  // namespace Aud

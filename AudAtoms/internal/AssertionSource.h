@@ -20,4 +20,4 @@ struct AssertionSource {
     void report(const char* condition, int line) const { assertionReport(condition, name, line); }
 };
 
-} // namespace Aud::detail
+}  // namespace Aud::detail

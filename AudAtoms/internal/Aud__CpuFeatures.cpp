@@ -23,7 +23,7 @@ const Features& features() {
     return f;
 }
 
-} // namespace
+}  // namespace
 
 bool supports(eInstructionSet set) {
 #ifdef AUDATOMS_X86_64
@@ -54,4 +54,4 @@ const char* name(eInstructionSet set) {
     return "?";
 }
 
-} // namespace Aud::Cpu
+}  // namespace Aud::Cpu

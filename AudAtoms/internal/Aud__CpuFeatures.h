@@ -26,4 +26,4 @@ eInstructionSet widest();
 // "SSE2", "AVX2", "AVX-512"; "?" for a value outside the enumeration.
 const char* name(eInstructionSet set);
 
-} // namespace Aud::Cpu
+}  // namespace Aud::Cpu

@@ -70,8 +70,14 @@ constexpr long double exp(long double x) {
 // x > 0
 constexpr long double log(long double x) {
     int e = 0;
-    while (x > 1.5L) { x /= 2; ++e; }
-    while (x < 0.75L) { x *= 2; --e; }
+    while (x > 1.5L) {
+        x /= 2;
+        ++e;
+    }
+    while (x < 0.75L) {
+        x *= 2;
+        --e;
+    }
     const long double z = (x - 1) / (x + 1), z2 = z * z;
     long double power = z, sum = 0;
     for (int k = 1; k < 120 && abs(power) > 1e-24L; k += 2) {
@@ -81,7 +87,7 @@ constexpr long double log(long double x) {
     return 2 * sum + e * kLn2;
 }
 
-} // namespace cx
+}  // namespace cx
 
 constexpr double sin(double x) { return static_cast<double>(cx::sin(x)); }
 constexpr double asin(double x) { return static_cast<double>(cx::asin(x)); }
@@ -120,4 +126,4 @@ constexpr double mixerUVal(double mag) {
     return u72 / 72;
 }
 
-} // namespace Aud::GainCurve::Laws
+}  // namespace Aud::GainCurve::Laws

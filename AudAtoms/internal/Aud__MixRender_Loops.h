@@ -38,4 +38,4 @@ extern const Table kAvx2;
 extern const Table kAvx512;
 #endif
 
-} // namespace Aud::MixRender::Loops
+}  // namespace Aud::MixRender::Loops

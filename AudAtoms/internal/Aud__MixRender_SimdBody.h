@@ -354,5 +354,5 @@ struct Kernels {
     }
 };
 
-} // namespace
-} // namespace Aud::MixRender::Simd
+}  // namespace
+}  // namespace Aud::MixRender::Simd

@@ -23,4 +23,4 @@ inline std::int64_t saturatingAdd(std::int64_t a, std::int64_t b) {
     return b > 0 ? std::numeric_limits<std::int64_t>::max() : std::numeric_limits<std::int64_t>::min();
 }
 
-} // namespace Aud::detail
+}  // namespace Aud::detail

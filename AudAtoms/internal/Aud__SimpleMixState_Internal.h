@@ -20,4 +20,4 @@ void storeRelaxed(T& field, T value) {
     std::atomic_ref<T>(field).store(value, std::memory_order_relaxed);
 }
 
-} // namespace Aud::SimpleMixStateInternal
+}  // namespace Aud::SimpleMixStateInternal

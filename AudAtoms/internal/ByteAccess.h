@@ -33,4 +33,4 @@ inline std::int32_t int24At(const unsigned char* p) {
     return signExtend24(std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16);
 }
 
-} // namespace
+}  // namespace

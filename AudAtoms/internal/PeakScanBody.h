@@ -37,7 +37,8 @@ float peakFloat(const unsigned char* p, unsigned n) {
     T a[k];
     S::storeFP(a, acc);
     T m = 0;
-    for (T v : a) if (v > m) m = v;
+    for (T v : a)
+        if (v > m) m = v;
     for (; i < n; ++i) {
         const T v = clearSign(loadLE<T>(p + sizeof(T) * i));
         if (v > m) m = v;
@@ -85,8 +86,9 @@ float peakInt16(const unsigned char* p, unsigned n) {
         }
     };
     typename S::I mx = S::zeroI(), mn = mx;
-    unsigned i = foldMinMax(n, k, load, [](auto a, auto b) { return S::max16(a, b); },
-                            [](auto a, auto b) { return S::min16(a, b); }, mx, mn);
+    unsigned i = foldMinMax(
+        n, k, load, [](auto a, auto b) { return S::max16(a, b); }, [](auto a, auto b) { return S::min16(a, b); }, mx,
+        mn);
     int hi = S::hmax16(mx), lo = S::hmin16(mn);
     for (; i < n; ++i) {
         const unsigned char* q = p + stride * std::size_t(i);
@@ -104,9 +106,9 @@ float peakInt8(const unsigned char* p, unsigned n) {
     constexpr unsigned k = S::kBytes;
     const typename S::I flip = S::set1_8(Signed ? char(0x80) : char(0));
     typename S::I mx = S::set1_8(char(0x80)), mn = mx;
-    unsigned i = foldMinMax(n, k, [p, flip](unsigned j) { return S::xorI(S::loadI(p + j), flip); },
-                            [](auto a, auto b) { return S::max8u(a, b); },
-                            [](auto a, auto b) { return S::min8u(a, b); }, mx, mn);
+    unsigned i = foldMinMax(
+        n, k, [p, flip](unsigned j) { return S::xorI(S::loadI(p + j), flip); },
+        [](auto a, auto b) { return S::max8u(a, b); }, [](auto a, auto b) { return S::min8u(a, b); }, mx, mn);
     int hi = S::hmax8u(mx), lo = S::hmin8u(mn);
     for (; i < n; ++i) {
         const int v = Signed ? (p[i] ^ 0x80) : p[i];
@@ -137,15 +139,16 @@ void minMax32(const unsigned char* p, unsigned n, std::int64_t& hi, std::int64_t
         if constexpr (Type == 6) return S::loadI(q);
     };
     typename S::I mx = S::set1_32(first), mn = mx;
-    unsigned i = foldMinMax(n, k, load, [](auto a, auto b) { return S::max32(a, b); },
-                            [](auto a, auto b) { return S::min32(a, b); }, mx, mn);
+    unsigned i = foldMinMax(
+        n, k, load, [](auto a, auto b) { return S::max32(a, b); }, [](auto a, auto b) { return S::min32(a, b); }, mx,
+        mn);
     hi = S::hmax32(mx);
     lo = S::hmin32(mn);
     for (; i < n; ++i) {
         const unsigned char* q = p + stride * std::size_t(i);
         const std::int64_t v = Type == 2 || Type == 5 ? int24At(q)
-                             : Type == 9           ? aes24Of(loadLE<std::uint32_t>(q))
-                                                   : loadLE<std::int32_t>(q);
+                               : Type == 9            ? aes24Of(loadLE<std::uint32_t>(q))
+                                                      : loadLE<std::int32_t>(q);
         hi = largerOf(hi, v);
         lo = smallerOf(lo, v);
     }
@@ -176,4 +179,4 @@ Aud::PeakScan::Kernels makeKernels(const char* name) {
              peakInt24<S, 5>, peakInt32<S>, peakFloat<S, double>, peakInt16<S, true>, peakInt24<S, 9>}};
 }
 
-} // namespace
+}  // namespace

@@ -32,8 +32,12 @@ inline double clearSign(double v) {
 }
 
 template <class T>
-T largerOf(T a, T b) { return a < b ? b : a; }
+T largerOf(T a, T b) {
+    return a < b ? b : a;
+}
 template <class T>
-T smallerOf(T a, T b) { return b < a ? b : a; }
+T smallerOf(T a, T b) {
+    return b < a ? b : a;
+}
 
-} // namespace
+}  // namespace

@@ -16,17 +16,22 @@ struct S {
     static constexpr unsigned kBytes = 16;
 
     static I loadI(const unsigned char* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-    template <class T> static void storeI(T* out, I v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v); }
+    template <class T>
+    static void storeI(T* out, I v) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v);
+    }
     static I zeroI() { return _mm_setzero_si128(); }
     static I set1_8(char c) { return _mm_set1_epi8(c); }
     static I set1_32(std::int32_t v) { return _mm_set1_epi32(v); }
 
     // Floating-point lanes of float (F) or double (D), chosen by T or by the vector type.
-    template <class T> static auto loadFP(const unsigned char* p) {
+    template <class T>
+    static auto loadFP(const unsigned char* p) {
         if constexpr (sizeof(T) == 4) return _mm_loadu_ps(reinterpret_cast<const float*>(p));
         else return _mm_loadu_pd(reinterpret_cast<const double*>(p));
     }
-    template <class T> static auto zeroFP() {
+    template <class T>
+    static auto zeroFP() {
         if constexpr (sizeof(T) == 4) return _mm_setzero_ps();
         else return _mm_setzero_pd();
     }
@@ -46,8 +51,14 @@ struct S {
     static I select(I mask, I a, I b) { return _mm_or_si128(_mm_and_si128(mask, a), _mm_andnot_si128(mask, b)); }
     static I max32(I a, I b) { return select(_mm_cmpgt_epi32(a, b), a, b); }
     static I min32(I a, I b) { return select(_mm_cmplt_epi32(a, b), a, b); }
-    template <int N> static I slli32(I v) { return _mm_slli_epi32(v, N); }
-    template <int N> static I srai32(I v) { return _mm_srai_epi32(v, N); }
+    template <int N>
+    static I slli32(I v) {
+        return _mm_slli_epi32(v, N);
+    }
+    template <int N>
+    static I srai32(I v) {
+        return _mm_srai_epi32(v, N);
+    }
     static I packs32(I a, I b) { return _mm_packs_epi32(a, b); }
 
     // Horizontal maximum / minimum of the lanes, by halving (Steps halvings: 2 for
@@ -79,4 +90,4 @@ struct S {
     }
 };
 
-} // namespace
+}  // namespace

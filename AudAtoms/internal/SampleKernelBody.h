@@ -20,26 +20,83 @@ using Aud::SampleManip::genericKernels;
 using Aud::SampleManip::Kernels;
 
 // ---- per-type conversions of one vector (exact maps of the export definitions) ----
-struct OpIdentity { static V::I apply(V::I v) { return v; } };
-struct OpFloat32 { static V::I apply(V::I v) { return V::clampF32(v); } };
-struct OpUint8 { static V::I apply(V::I v) { return V::subsU8One(v); } };
-struct OpPadded24 { static V::I apply(V::I v) { return V::sra32(V::sll32(v, 8), 8); } };
-struct OpInt32 { static V::I apply(V::I v) { return V::int32RoundTrip(v); } };
-struct OpFloat64 { static V::I apply(V::I v) { return V::narrowF64(v); } };
-struct OpAes16 { static V::I apply(V::I v) { return V::and_(V::srl32(v, 12), V::set32(0xFFFF)); } };
-struct OpAes24 { static V::I apply(V::I v) { return V::sra32(V::sll32(v, 4), 8); } };
+struct OpIdentity {
+    static V::I apply(V::I v) { return v; }
+};
+struct OpFloat32 {
+    static V::I apply(V::I v) { return V::clampF32(v); }
+};
+struct OpUint8 {
+    static V::I apply(V::I v) { return V::subsU8One(v); }
+};
+struct OpPadded24 {
+    static V::I apply(V::I v) { return V::sra32(V::sll32(v, 8), 8); }
+};
+struct OpInt32 {
+    static V::I apply(V::I v) { return V::int32RoundTrip(v); }
+};
+struct OpFloat64 {
+    static V::I apply(V::I v) { return V::narrowF64(v); }
+};
+struct OpAes16 {
+    static V::I apply(V::I v) { return V::and_(V::srl32(v, 12), V::set32(0xFFFF)); }
+};
+struct OpAes24 {
+    static V::I apply(V::I v) { return V::sra32(V::sll32(v, 4), 8); }
+};
 
-template <int Type> struct TypeTraits;
-template <> struct TypeTraits<0> { static constexpr int S = 4; using Op = OpFloat32; };
-template <> struct TypeTraits<1> { static constexpr int S = 2; using Op = OpIdentity; };
-template <> struct TypeTraits<2> { static constexpr int S = 0; using Op = OpIdentity; };   // 3-byte: scalar
-template <> struct TypeTraits<3> { static constexpr int S = 1; using Op = OpIdentity; };
-template <> struct TypeTraits<4> { static constexpr int S = 1; using Op = OpUint8; };
-template <> struct TypeTraits<5> { static constexpr int S = 4; using Op = OpPadded24; };
-template <> struct TypeTraits<6> { static constexpr int S = 4; using Op = OpInt32; };
-template <> struct TypeTraits<7> { static constexpr int S = 8; using Op = OpFloat64; };
-template <> struct TypeTraits<8> { static constexpr int S = 4; using Op = OpAes16; };
-template <> struct TypeTraits<9> { static constexpr int S = 4; using Op = OpAes24; };
+template <int Type>
+struct TypeTraits;
+template <>
+struct TypeTraits<0> {
+    static constexpr int S = 4;
+    using Op = OpFloat32;
+};
+template <>
+struct TypeTraits<1> {
+    static constexpr int S = 2;
+    using Op = OpIdentity;
+};
+template <>
+struct TypeTraits<2> {
+    static constexpr int S = 0;
+    using Op = OpIdentity;
+};  // 3-byte: scalar
+template <>
+struct TypeTraits<3> {
+    static constexpr int S = 1;
+    using Op = OpIdentity;
+};
+template <>
+struct TypeTraits<4> {
+    static constexpr int S = 1;
+    using Op = OpUint8;
+};
+template <>
+struct TypeTraits<5> {
+    static constexpr int S = 4;
+    using Op = OpPadded24;
+};
+template <>
+struct TypeTraits<6> {
+    static constexpr int S = 4;
+    using Op = OpInt32;
+};
+template <>
+struct TypeTraits<7> {
+    static constexpr int S = 8;
+    using Op = OpFloat64;
+};
+template <>
+struct TypeTraits<8> {
+    static constexpr int S = 4;
+    using Op = OpAes16;
+};
+template <>
+struct TypeTraits<9> {
+    static constexpr int S = 4;
+    using Op = OpAes24;
+};
 
 template <int C, int S>
 inline void zipRounds(V::I (&r)[C]) {
@@ -65,7 +122,7 @@ void exportVec(const unsigned char* const* planes, unsigned frames, unsigned cha
     using Op = typename TypeTraits<Type>::Op;
     constexpr unsigned kFrames = V::kBytes / S;
     const unsigned blocks = frames / kFrames;
-    const unsigned char* src[C];   // local copies: the stores cannot alias them
+    const unsigned char* src[C];  // local copies: the stores cannot alias them
     for (int c = 0; c < C; ++c) src[c] = planes[c];
     for (unsigned b = 0; b < blocks; ++b) {
         const std::size_t in = std::size_t(b) * V::kBytes;
@@ -84,8 +141,7 @@ void exportVec(const unsigned char* const* planes, unsigned frames, unsigned cha
 }
 
 template <int Type>
-void exportKernel(const unsigned char* const* planes, unsigned channels, unsigned frames,
-                  unsigned char* out) {
+void exportKernel(const unsigned char* const* planes, unsigned channels, unsigned frames, unsigned char* out) {
     if constexpr (TypeTraits<Type>::S != 0) {
         switch (channels) {
         case 1: exportVec<Type, 1>(planes, frames, out); return;
@@ -102,7 +158,7 @@ template <int C, int S, bool BigEndian>
 void splitVec(const unsigned char* src, unsigned frames, unsigned char* const* outs) {
     constexpr unsigned kFrames = V::kBytes / S;
     const unsigned blocks = frames / kFrames;
-    unsigned char* dst[C];   // local copies: the stores cannot alias them
+    unsigned char* dst[C];  // local copies: the stores cannot alias them
     for (int c = 0; c < C; ++c) dst[c] = outs[c];
     for (unsigned b = 0; b < blocks; ++b) {
         const unsigned char* in = src + std::size_t(b) * V::kBytes * C;
@@ -144,8 +200,8 @@ bool splitOrder(const unsigned char* src, unsigned channels, unsigned width, uns
     }
 }
 
-void splitKernel(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes,
-                 bool bigEndian, unsigned frames, unsigned char* const* outs) {
+void splitKernel(const unsigned char* src, unsigned channels, unsigned stride, unsigned sampleBytes, bool bigEndian,
+                 unsigned frames, unsigned char* const* outs) {
     // Only whole containers (sampleBytes == stride) are plain element shuffles.
     if (sampleBytes == stride) {
         const bool done = bigEndian ? splitOrder<true>(src, channels, stride, frames, outs)
@@ -165,7 +221,8 @@ void groupVec(const unsigned char* src, unsigned char* dst, unsigned count) {
         V::store(dst + at, op(V::load(src + at)));
     }
     const unsigned done = blocks * kGroups;
-    if (done < count) (genericKernels().*tailFn)(src + std::size_t(done) * G, dst + std::size_t(done) * G, count - done);
+    if (done < count)
+        (genericKernels().*tailFn)(src + std::size_t(done) * G, dst + std::size_t(done) * G, count - done);
 }
 
 V::I swapPairsOp(V::I v) { return V::bswap<2>(v); }
@@ -180,8 +237,8 @@ V::I mirrorLowHalfOp(V::I v) {
 Kernels makeKernels(const char* name) {
     return Kernels{
         name,
-        {exportKernel<0>, exportKernel<1>, exportKernel<2>, exportKernel<3>, exportKernel<4>,
-         exportKernel<5>, exportKernel<6>, exportKernel<7>, exportKernel<8>, exportKernel<9>},
+        {exportKernel<0>, exportKernel<1>, exportKernel<2>, exportKernel<3>, exportKernel<4>, exportKernel<5>,
+         exportKernel<6>, exportKernel<7>, exportKernel<8>, exportKernel<9>},
         splitKernel,
         groupVec<2, swapPairsOp, &Kernels::swapPairs>,
         groupVec<4, reverseQuadsOp, &Kernels::reverseQuads>,
@@ -189,4 +246,4 @@ Kernels makeKernels(const char* name) {
     };
 }
 
-} // namespace
+}  // namespace

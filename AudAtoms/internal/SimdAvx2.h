@@ -19,10 +19,22 @@ struct V {
     template <int S>
     static void zip(I a, I b, I& lo, I& hi) {
         I l, h;
-        if constexpr (S == 1) { l = _mm256_unpacklo_epi8(a, b); h = _mm256_unpackhi_epi8(a, b); }
-        if constexpr (S == 2) { l = _mm256_unpacklo_epi16(a, b); h = _mm256_unpackhi_epi16(a, b); }
-        if constexpr (S == 4) { l = _mm256_unpacklo_epi32(a, b); h = _mm256_unpackhi_epi32(a, b); }
-        if constexpr (S == 8) { l = _mm256_unpacklo_epi64(a, b); h = _mm256_unpackhi_epi64(a, b); }
+        if constexpr (S == 1) {
+            l = _mm256_unpacklo_epi8(a, b);
+            h = _mm256_unpackhi_epi8(a, b);
+        }
+        if constexpr (S == 2) {
+            l = _mm256_unpacklo_epi16(a, b);
+            h = _mm256_unpackhi_epi16(a, b);
+        }
+        if constexpr (S == 4) {
+            l = _mm256_unpacklo_epi32(a, b);
+            h = _mm256_unpackhi_epi32(a, b);
+        }
+        if constexpr (S == 8) {
+            l = _mm256_unpacklo_epi64(a, b);
+            h = _mm256_unpackhi_epi64(a, b);
+        }
         lo = _mm256_permute2x128_si256(l, h, 0x20);
         hi = _mm256_permute2x128_si256(l, h, 0x31);
     }
@@ -45,7 +57,10 @@ struct V {
             e = _mm256_castps_si256(_mm256_shuffle_ps(xf, yf, _MM_SHUFFLE(2, 0, 2, 0)));
             o = _mm256_castps_si256(_mm256_shuffle_ps(xf, yf, _MM_SHUFFLE(3, 1, 3, 1)));
         }
-        if constexpr (S == 8) { e = _mm256_unpacklo_epi64(x, y); o = _mm256_unpackhi_epi64(x, y); }
+        if constexpr (S == 8) {
+            e = _mm256_unpacklo_epi64(x, y);
+            o = _mm256_unpackhi_epi64(x, y);
+        }
         ev = _mm256_permute4x64_epi64(e, _MM_SHUFFLE(3, 1, 2, 0));
         od = _mm256_permute4x64_epi64(o, _MM_SHUFFLE(3, 1, 2, 0));
     }
@@ -54,14 +69,14 @@ struct V {
     static I bswap(I v) {
         if constexpr (S == 1) return v;
         if constexpr (S == 2)
-            return _mm256_shuffle_epi8(v, _mm256_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14,
-                                                           1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14));
+            return _mm256_shuffle_epi8(v, _mm256_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14, 1, 0,
+                                                           3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14));
         if constexpr (S == 4)
-            return _mm256_shuffle_epi8(v, _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12,
-                                                           3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12));
+            return _mm256_shuffle_epi8(v, _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12, 3, 2,
+                                                           1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12));
         if constexpr (S == 8)
-            return _mm256_shuffle_epi8(v, _mm256_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8,
-                                                           7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8));
+            return _mm256_shuffle_epi8(v, _mm256_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6,
+                                                           5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8));
     }
 
     static I set32(int x) { return _mm256_set1_epi32(x); }
@@ -79,9 +94,7 @@ struct V {
         return _mm256_castps_si256(x);
     }
 
-    static I narrowF64(I v) {
-        return _mm256_castpd_si256(_mm256_cvtps_pd(_mm256_cvtpd_ps(_mm256_castsi256_pd(v))));
-    }
+    static I narrowF64(I v) { return _mm256_castpd_si256(_mm256_cvtps_pd(_mm256_cvtpd_ps(_mm256_castsi256_pd(v)))); }
 
     static __m128i int32RoundTrip4(__m128i v) {
         const __m256d half = _mm256_set1_pd(0.5), scale = _mm256_set1_pd(2147483647.5);
@@ -97,4 +110,4 @@ struct V {
     }
 };
 
-} // namespace
+}  // namespace

@@ -33,10 +33,18 @@ struct V {
     template <int S>
     struct Index {
         static constexpr int kN = 64 / S;
-        static I zipLo() { return make([](int i) { return (i % 2) * kN + i / 2; }); }
-        static I zipHi() { return make([](int i) { return (i % 2) * kN + kN / 2 + i / 2; }); }
-        static I even() { return make([](int i) { return 2 * i; }); }
-        static I odd() { return make([](int i) { return 2 * i + 1; }); }
+        static I zipLo() {
+            return make([](int i) { return (i % 2) * kN + i / 2; });
+        }
+        static I zipHi() {
+            return make([](int i) { return (i % 2) * kN + kN / 2 + i / 2; });
+        }
+        static I even() {
+            return make([](int i) { return 2 * i; });
+        }
+        static I odd() {
+            return make([](int i) { return 2 * i + 1; });
+        }
         template <class F>
         static I make(F f) {
             alignas(64) std::int16_t w[32];
@@ -93,11 +101,14 @@ struct V {
     static I bswap(I v) {
         if constexpr (S == 1) return v;
         if constexpr (S == 2)
-            return _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(_mm_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14)));
+            return _mm512_shuffle_epi8(
+                v, _mm512_broadcast_i32x4(_mm_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14)));
         if constexpr (S == 4)
-            return _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(_mm_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12)));
+            return _mm512_shuffle_epi8(
+                v, _mm512_broadcast_i32x4(_mm_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12)));
         if constexpr (S == 8)
-            return _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(_mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8)));
+            return _mm512_shuffle_epi8(
+                v, _mm512_broadcast_i32x4(_mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8)));
     }
 
     static I set32(int x) { return _mm512_set1_epi32(x); }
@@ -115,9 +126,7 @@ struct V {
         return _mm512_castps_si512(x);
     }
 
-    static I narrowF64(I v) {
-        return _mm512_castpd_si512(_mm512_cvtps_pd(_mm512_cvtpd_ps(_mm512_castsi512_pd(v))));
-    }
+    static I narrowF64(I v) { return _mm512_castpd_si512(_mm512_cvtps_pd(_mm512_cvtpd_ps(_mm512_castsi512_pd(v)))); }
 
     static __m256i int32RoundTrip8(__m256i v) {
         const __m512d half = _mm512_set1_pd(0.5), scale = _mm512_set1_pd(2147483647.5);
@@ -133,4 +142,4 @@ struct V {
     }
 };
 
-} // namespace
+}  // namespace

@@ -19,10 +19,22 @@ struct V {
 
     template <int S>
     static void zip(I a, I b, I& lo, I& hi) {
-        if constexpr (S == 1) { lo = _mm_unpacklo_epi8(a, b); hi = _mm_unpackhi_epi8(a, b); }
-        if constexpr (S == 2) { lo = _mm_unpacklo_epi16(a, b); hi = _mm_unpackhi_epi16(a, b); }
-        if constexpr (S == 4) { lo = _mm_unpacklo_epi32(a, b); hi = _mm_unpackhi_epi32(a, b); }
-        if constexpr (S == 8) { lo = _mm_unpacklo_epi64(a, b); hi = _mm_unpackhi_epi64(a, b); }
+        if constexpr (S == 1) {
+            lo = _mm_unpacklo_epi8(a, b);
+            hi = _mm_unpackhi_epi8(a, b);
+        }
+        if constexpr (S == 2) {
+            lo = _mm_unpacklo_epi16(a, b);
+            hi = _mm_unpackhi_epi16(a, b);
+        }
+        if constexpr (S == 4) {
+            lo = _mm_unpacklo_epi32(a, b);
+            hi = _mm_unpackhi_epi32(a, b);
+        }
+        if constexpr (S == 8) {
+            lo = _mm_unpacklo_epi64(a, b);
+            hi = _mm_unpackhi_epi64(a, b);
+        }
     }
 
     template <int S>
@@ -34,8 +46,7 @@ struct V {
         }
         if constexpr (S == 2) {
             // Sign-extended halves pack without saturation, so the bits are kept.
-            ev = _mm_packs_epi32(_mm_srai_epi32(_mm_slli_epi32(x, 16), 16),
-                                 _mm_srai_epi32(_mm_slli_epi32(y, 16), 16));
+            ev = _mm_packs_epi32(_mm_srai_epi32(_mm_slli_epi32(x, 16), 16), _mm_srai_epi32(_mm_slli_epi32(y, 16), 16));
             od = _mm_packs_epi32(_mm_srai_epi32(x, 16), _mm_srai_epi32(y, 16));
         }
         if constexpr (S == 4) {
@@ -43,7 +54,10 @@ struct V {
             ev = _mm_castps_si128(_mm_shuffle_ps(xf, yf, _MM_SHUFFLE(2, 0, 2, 0)));
             od = _mm_castps_si128(_mm_shuffle_ps(xf, yf, _MM_SHUFFLE(3, 1, 3, 1)));
         }
-        if constexpr (S == 8) { ev = _mm_unpacklo_epi64(x, y); od = _mm_unpackhi_epi64(x, y); }
+        if constexpr (S == 8) {
+            ev = _mm_unpacklo_epi64(x, y);
+            od = _mm_unpackhi_epi64(x, y);
+        }
     }
 
     // Reverses the bytes of every S-byte element.
@@ -77,9 +91,7 @@ struct V {
         return _mm_castps_si128(x);
     }
 
-    static I narrowF64(I v) {
-        return _mm_castpd_si128(_mm_cvtps_pd(_mm_cvtpd_ps(_mm_castsi128_pd(v))));
-    }
+    static I narrowF64(I v) { return _mm_castpd_si128(_mm_cvtps_pd(_mm_cvtpd_ps(_mm_castsi128_pd(v)))); }
 
     static __m128i int32RoundTrip2(__m128d d) {
         const __m128d half = _mm_set1_pd(0.5), scale = _mm_set1_pd(2147483647.5);
@@ -95,4 +107,4 @@ struct V {
     }
 };
 
-} // namespace
+}  // namespace

@@ -37,4 +37,4 @@ public:
     Info operator[](Enum type) { return static_cast<const AudCapsVector&>(*this)[type]; }
 };
 
-} // namespace Aud
+}  // namespace Aud

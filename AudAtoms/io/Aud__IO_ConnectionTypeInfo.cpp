@@ -9,7 +9,7 @@ namespace Aud {
 namespace {
 constexpr detail::AssertionSource kSource{"ole/AudAtoms/Aud__IO_ConnectionTypeInfo"};
 const IO_ConnectionTypeInfo::Rep kEmptyRep{};  // what an invalid handle answers from
-}
+}  // namespace
 
 const IO_ConnectionTypeInfo::Rep& IO_ConnectionTypeInfo::rep() const {
     if (rep_) return *rep_;
@@ -57,10 +57,8 @@ LightweightString<wchar_t> getDisplayString(eIO_ConnectionType type) {
     case 6: return resourceStrW(11647);
     case 7: return resourceStrW(11644);
     case 9: return LightweightString<wchar_t>(L"HDMI");
-    default:
-        kSource.report("false", 56);
-        return resourceStrW(10055);
+    default: kSource.report("false", 56); return resourceStrW(10055);
     }
 }
 
-} // namespace Aud
+}  // namespace Aud

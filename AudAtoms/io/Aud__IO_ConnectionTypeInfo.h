@@ -27,14 +27,14 @@ namespace Aud {
 
 enum eIO_ConnectionType : int {
     keIO_ConnectionTypeInvalid = 0,
-    keIO_ConnectionTypeAny = 1,        // no display name of its own
+    keIO_ConnectionTypeAny = 1,  // no display name of its own
     keIO_ConnectionTypeAnalogue = 2,
     keIO_ConnectionTypeAES_EBU = 3,
     keIO_ConnectionType1394 = 4,
-    keIO_ConnectionTypeSDI = 5,        // embedded in serial digital video
+    keIO_ConnectionTypeSDI = 5,  // embedded in serial digital video
     keIO_ConnectionTypeSPDIF = 6,
     keIO_ConnectionTypeADAT = 7,
-    keIO_ConnectionTypeMixer = 8,      // no display name of its own
+    keIO_ConnectionTypeMixer = 8,  // no display name of its own
     keIO_ConnectionTypeHDMI = 9,
 };
 
@@ -45,12 +45,12 @@ public:
         bool supportsGainControl;
         double minimumGain;
         double maximumGain;
-        bool absoluteSRCRange;        // limits below are hertz (true) or fractions (false)
-        double srcLowerLimit;         // lowest rate, or how far below the first rate
-        double srcUpperLimit;         // highest rate, or how far above the first rate
+        bool absoluteSRCRange;  // limits below are hertz (true) or fractions (false)
+        double srcLowerLimit;   // lowest rate, or how far below the first rate
+        double srcUpperLimit;   // highest rate, or how far above the first rate
         bool supportsSRC;
         LightweightString<char> srcDescription;  // shown to the user as it is
-        std::int32_t connectionClass;  // 1 analogue, 2 digital, 3 mixer
+        std::int32_t connectionClass;            // 1 analogue, 2 digital, 3 mixer
         eIO_ConnectionType type;
     };
 
@@ -90,4 +90,4 @@ AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(eIO_ConnectionType t
 
 using IO_ConnectionTypeInfoVector = AudCapsVector<IO_ConnectionTypeInfo, eIO_ConnectionType>;
 
-} // namespace Aud
+}  // namespace Aud

@@ -11,4 +11,4 @@ enum eIO_Direction : int {
     keIO_DirectionOutput = 2,
 };
 
-} // namespace Aud
+}  // namespace Aud

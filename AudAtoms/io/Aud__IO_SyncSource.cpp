@@ -24,8 +24,7 @@ void IO_SyncSource::reset() {
 
 LightweightString<wchar_t> IO_SyncSource::getDisplayString() const {
     LightweightString<wchar_t> text = Aud::getDisplayString(type());
-    if (type() == keIO_SyncSourceTypeAES_EBU)
-        return text + (inputNumber() == 0 ? L" 1&2" : L" 3&4");
+    if (type() == keIO_SyncSourceTypeAES_EBU) return text + (inputNumber() == 0 ? L" 1&2" : L" 3&4");
     return text + L" " + Qm::WStringFromInteger(std::uint32_t(inputNumber() + 1u));
 }
 
@@ -41,10 +40,8 @@ LightweightString<wchar_t> getDisplayString(eIO_SyncSourceType type) {
     case 2: return LightweightString<wchar_t>(L"Video");
     case 3: return LightweightString<wchar_t>(L"LTC");
     case 4: return LightweightString<wchar_t>(L"AES/EBU");
-    default:
-        ole_splat("Dodgy enum!");
-        return LightweightString<wchar_t>(L"");
+    default: ole_splat("Dodgy enum!"); return LightweightString<wchar_t>(L"");
     }
 }
 
-} // namespace Aud
+}  // namespace Aud

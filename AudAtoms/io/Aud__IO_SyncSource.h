@@ -86,4 +86,4 @@ AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(eIO_SyncSourceType t
 
 using IO_SyncSourceTypeInfoVector = AudCapsVector<IO_SyncSourceTypeInfo, eIO_SyncSourceType>;
 
-} // namespace Aud
+}  // namespace Aud

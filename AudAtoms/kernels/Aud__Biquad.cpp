@@ -22,7 +22,7 @@ struct Coefficients {
     double b0, b1, b2, a0, a1, a2;
 };
 
-} // namespace
+}  // namespace
 
 Biquad::Biquad() = default;
 
@@ -80,11 +80,11 @@ void Biquad::configure(eFilterType type, float frequency, float samplingRate, co
     case kPeaking: k = {1 + alpha * A, -2 * c, 1 - alpha * A, 1 + alpha / A, -2 * c, 1 - alpha / A}; break;
     case kLowShelf:
         k = {A * ((A + 1) - (A - 1) * c + s), 2 * A * ((A - 1) - (A + 1) * c), A * ((A + 1) - (A - 1) * c - s),
-             (A + 1) + (A - 1) * c + s, -2 * ((A - 1) + (A + 1) * c), (A + 1) + (A - 1) * c - s};
+             (A + 1) + (A - 1) * c + s,       -2 * ((A - 1) + (A + 1) * c),    (A + 1) + (A - 1) * c - s};
         break;
     case kHighShelf:
         k = {A * ((A + 1) + (A - 1) * c + s), -2 * A * ((A - 1) + (A + 1) * c), A * ((A + 1) + (A - 1) * c - s),
-             (A + 1) - (A - 1) * c + s, 2 * ((A - 1) - (A + 1) * c), (A + 1) - (A - 1) * c - s};
+             (A + 1) - (A - 1) * c + s,       2 * ((A - 1) - (A + 1) * c),      (A + 1) - (A - 1) * c - s};
         break;
     default: fail("Unknown filter type", 267);
     }
@@ -122,4 +122,4 @@ float Biquad::getResponseMagnitudeAtFrequency(float normalisedFrequency) const {
     return static_cast<float>(std::sqrt(nRe * nRe + nIm * nIm) / std::sqrt(dRe * dRe + dIm * dIm));
 }
 
-} // namespace Aud::Filter
+}  // namespace Aud::Filter

@@ -60,8 +60,7 @@ public:
     Biquad(eFilterType type, float frequency, float samplingRate, const ShapeDescriptor& shape, double gainDb,
            bool active);
 
-    void configure(eFilterType type, float frequency, float samplingRate, const ShapeDescriptor& shape,
-                   double gainDb);
+    void configure(eFilterType type, float frequency, float samplingRate, const ShapeDescriptor& shape, double gainDb);
 
     void setActive(bool active);
     bool getActive() const { return active_; }
@@ -140,4 +139,4 @@ private:
     Biquad bands_[N];
 };
 
-} // namespace Aud::Filter
+}  // namespace Aud::Filter

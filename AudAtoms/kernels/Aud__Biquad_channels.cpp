@@ -87,7 +87,7 @@ void runLanes(LaneSection* sections, float* const (&ch)[kLanes], unsigned n) {
     std::copy(s, s + K, sections);
 }
 
-} // namespace
+}  // namespace
 #endif
 
 void Biquad::processChannels(Biquad* const* sections, unsigned perChannel, float* const* x, unsigned channels,
@@ -109,7 +109,7 @@ void Biquad::processChannels(Biquad* const* sections, unsigned perChannel, float
     const auto laneLoad = [](const float* v) { return _mm_setr_ps(v[0], v[1], v[2], v[3]); };
 
     // Four channels whose sections are all active, filtered in lanes.
-    const auto runGroup = [&](const unsigned (&group)[kLanes]) {
+    const auto runGroup = [&](const unsigned(&group)[kLanes]) {
         float* const ch[kLanes] = {x[group[0]], x[group[1]], x[group[2]], x[group[3]]};
         for (unsigned first = 0; first < perChannel; first += kChunk) {
             const unsigned count = std::min(kChunk, perChannel - first);
@@ -168,4 +168,4 @@ void Biquad::processChannels(Biquad* const* sections, unsigned perChannel, float
 #endif
 }
 
-} // namespace Aud::Filter
+}  // namespace Aud::Filter

@@ -41,10 +41,8 @@ constexpr auto kConstantPowerUVal2Mag =
     makeTable<101>(Laws::constantPowerMag, 100, Direction::kUVal2Mag, LastSlope::kZero);
 constexpr auto kConstantPowerMag2UVal =
     makeTable<101>(Laws::constantPowerUVal, 100, Direction::kMag2UVal, LastSlope::kZero);
-constexpr auto kMixerUVal2Mag =
-    makeTable<1502>(Laws::mixerMag, 1000, Direction::kUVal2Mag, LastSlope::kContinueLaw);
-constexpr auto kMixerMag2UVal =
-    makeTable<903>(Laws::mixerUVal, 200, Direction::kMag2UVal, LastSlope::kContinueLaw);
+constexpr auto kMixerUVal2Mag = makeTable<1502>(Laws::mixerMag, 1000, Direction::kUVal2Mag, LastSlope::kContinueLaw);
+constexpr auto kMixerMag2UVal = makeTable<903>(Laws::mixerUVal, 200, Direction::kMag2UVal, LastSlope::kContinueLaw);
 
 // Node index of input / step, truncated toward zero; quotients that are not a valid
 // index (past the end, -1 or less, NaN) take the last node.
@@ -67,22 +65,22 @@ float magToUVal(const CurveNode (&table)[N], float mag, float step) {
     return node.uval + (mag - node.mag) * node.slope;
 }
 
-} // namespace
+}  // namespace
 
 namespace ConstantPower1_Private {
 const CurveNode (&UVal2Mag_CurveNodes)[101] = kConstantPowerUVal2Mag.nodes;
 const CurveNode (&Mag2UVal_CurveNodes)[101] = kConstantPowerMag2UVal.nodes;
-}
+}  // namespace ConstantPower1_Private
 
 namespace MixerStyleLog1_Private {
 const CurveNode (&UVal2Mag_CurveNodes)[1502] = kMixerUVal2Mag.nodes;
 const CurveNode (&Mag2UVal_CurveNodes)[903] = kMixerMag2UVal.nodes;
-}
+}  // namespace MixerStyleLog1_Private
 
 namespace ConstantPower1 {
 float UVal2Mag(float uval) { return uvalToMag(ConstantPower1_Private::UVal2Mag_CurveNodes, uval, 0.01f); }
 float Mag2UVal(float mag) { return magToUVal(ConstantPower1_Private::Mag2UVal_CurveNodes, mag, 0.01f); }
-}
+}  // namespace ConstantPower1
 
 namespace MixerStyleLog1 {
 float UVal2Mag(float uval) { return uvalToMag(MixerStyleLog1_Private::UVal2Mag_CurveNodes, uval, 0.001f); }
@@ -90,6 +88,6 @@ float Mag2UVal(float mag) {
     if (mag == 1.0f) return 1.0f;
     return magToUVal(MixerStyleLog1_Private::Mag2UVal_CurveNodes, mag, 0.005f);
 }
-}
+}  // namespace MixerStyleLog1
 
-} // namespace Aud::GainCurve
+}  // namespace Aud::GainCurve

@@ -39,21 +39,21 @@ struct AUDATOMS_EXPORT CurveNode {
 namespace ConstantPower1_Private {
 extern AUDATOMS_EXPORT const CurveNode (&UVal2Mag_CurveNodes)[101];
 extern AUDATOMS_EXPORT const CurveNode (&Mag2UVal_CurveNodes)[101];
-}
+}  // namespace ConstantPower1_Private
 
 namespace MixerStyleLog1_Private {
 extern AUDATOMS_EXPORT const CurveNode (&UVal2Mag_CurveNodes)[1502];
 extern AUDATOMS_EXPORT const CurveNode (&Mag2UVal_CurveNodes)[903];
-}
+}  // namespace MixerStyleLog1_Private
 
 namespace ConstantPower1 {
 AUDATOMS_EXPORT float UVal2Mag(float uval);
 AUDATOMS_EXPORT float Mag2UVal(float mag);
-}
+}  // namespace ConstantPower1
 
 namespace MixerStyleLog1 {
 AUDATOMS_EXPORT float UVal2Mag(float uval);
 AUDATOMS_EXPORT float Mag2UVal(float mag);
-}
+}  // namespace MixerStyleLog1
 
-} // namespace Aud::GainCurve
+}  // namespace Aud::GainCurve

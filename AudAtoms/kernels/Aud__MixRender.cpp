@@ -107,7 +107,7 @@ struct Kernels {
 Kernels fast() { return Kernels{activeLoops()}; }
 Kernels reference() { return Kernels{Loops::kScalar}; }
 
-} // namespace
+}  // namespace
 
 void PeakScan(float* src, unsigned count, float* peak) { fast().peakScan(src, count, peak); }
 void MultiplyConstant(float* src, float* dst, unsigned count, float gain) {
@@ -172,7 +172,7 @@ void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned count, fl
                                 unsigned first) {
     reference().multiplyWithRampFromAndAdd(src, dst, count, start, delta, first);
 }
-} // namespace Reference
+}  // namespace Reference
 
 void fastSineCosine(float& sine, float& cosine, unsigned phase) {
     const float k = 0.82842708f;  // 2 * sqrt(2) - 2, bits 0x3F5413CC
@@ -206,4 +206,4 @@ void fastSineCosine(float& sine, float& cosine, unsigned phase) {
     }
 }
 
-} // namespace Aud::MixRender
+}  // namespace Aud::MixRender

@@ -68,12 +68,15 @@ namespace Aud::MixRender {
 
 AUDATOMS_EXPORT void PeakScan(float* src, unsigned int count, float* peak);
 AUDATOMS_EXPORT void MultiplyConstant(float* src, float* dst, unsigned int count, float gain);
-AUDATOMS_EXPORT void MultiplyConstantWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+AUDATOMS_EXPORT void MultiplyConstantWithPrePeakScan(float* src, float* dst, unsigned int count, float gain,
+                                                     float* peak);
 AUDATOMS_EXPORT void MultiplyWithDelta(float* src, float* dst, unsigned int count, float level, float delta);
 AUDATOMS_EXPORT void Add(float* src, float* dst, unsigned int count);
 AUDATOMS_EXPORT void MultiplyConstantAndAdd(float* src, float* dst, unsigned int count, float gain);
-AUDATOMS_EXPORT void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1, float gain2);
-AUDATOMS_EXPORT void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain, float* peak);
+AUDATOMS_EXPORT void MultiplyConstantAndAdd2(float* src, float* dst1, float* dst2, unsigned int count, float gain1,
+                                             float gain2);
+AUDATOMS_EXPORT void MultiplyConstantAndAddWithPrePeakScan(float* src, float* dst, unsigned int count, float gain,
+                                                           float* peak);
 AUDATOMS_EXPORT void MultiplyWithDeltaAndAdd(float* src, float* dst, unsigned int count, float level, float delta);
 AUDATOMS_EXPORT void MultiplyWithRampFrom(const float* src, float* dst, unsigned int count, float start, float delta,
                                           unsigned int first);
@@ -87,4 +90,4 @@ AUDATOMS_EXPORT float RampLevelAt(float start, float delta, unsigned int index);
 // true values, sine^2 + cosine^2 within [0.978, 1]. One short single-precision chain.
 AUDATOMS_EXPORT void fastSineCosine(float& sine, float& cosine, unsigned int phase);
 
-} // namespace Aud::MixRender
+}  // namespace Aud::MixRender

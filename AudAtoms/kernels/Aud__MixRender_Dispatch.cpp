@@ -25,7 +25,7 @@ const Loops::Table* tableFor(eInstructionSet set) {
 #endif
 }
 
-} // namespace
+}  // namespace
 
 bool isInstructionSetSupported(eInstructionSet set) {
 #ifdef AUDATOMS_X86_64
@@ -61,4 +61,4 @@ void selectBestInstructionSet() { gActive.store(tableFor(Cpu::widest()), std::me
 
 const char* getInstructionSetName(eInstructionSet set) { return Cpu::name(set); }
 
-} // namespace Aud::MixRender
+}  // namespace Aud::MixRender

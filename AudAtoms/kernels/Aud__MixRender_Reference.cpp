@@ -117,9 +117,9 @@ void rampFromAdd(const float* src, float* dst, unsigned n, float start, float de
     for (unsigned i = 0; i < n; ++i) dst[i] = dst[i] + src[i] * rampLevelAt(start, delta, first + i);
 }
 
-} // namespace
+}  // namespace
 
 const Table kScalar = {peak,       mul,     mulPeak,     ramp,    add,      mulAdd,     addPeak,
                        mulAddPeak, mulAdd2, mulAdd2Same, rampAdd, rampFrom, rampFromAdd};
 
-} // namespace Aud::MixRender::Loops
+}  // namespace Aud::MixRender::Loops

@@ -40,9 +40,9 @@ struct Avx2Ops {
         return _mm256_add_ps(_mm256_mul_ps(hi, _mm256_set1_ps(65536.0f)), lo);
     }
 };
-} // namespace
+}  // namespace
 
 const Table kAvx2 = Simd::Kernels<Avx2Ops>::table();
 
-} // namespace Aud::MixRender::Loops
+}  // namespace Aud::MixRender::Loops
 #endif

@@ -43,9 +43,9 @@ struct Avx512Ops {
     // intrinsic trips the same false uninitialised-value warning in g++ 12)
     static V toFloat(VI u) { return _mm512_maskz_cvtepu32_ps(0xFFFF, u); }
 };
-} // namespace
+}  // namespace
 
 const Table kAvx512 = Simd::Kernels<Avx512Ops>::table();
 
-} // namespace Aud::MixRender::Loops
+}  // namespace Aud::MixRender::Loops
 #endif

@@ -39,9 +39,9 @@ struct Sse2Ops {
         return _mm_add_ps(_mm_mul_ps(hi, _mm_set1_ps(65536.0f)), lo);
     }
 };
-} // namespace
+}  // namespace
 
 const Table kSse2 = Simd::Kernels<Sse2Ops>::table();
 
-} // namespace Aud::MixRender::Loops
+}  // namespace Aud::MixRender::Loops
 #endif

@@ -24,7 +24,7 @@ void MultiplyWithRampFrom(const float* src, float* dst, unsigned int count, floa
                           unsigned int first);
 void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned int count, float start, float delta,
                                 unsigned int first);
-} // namespace Reference
+}  // namespace Reference
 
 // Which vectorised loops the kernels above use. The best one this CPU runs is chosen on
 // first use; tests and benchmarks may force another. Switching is atomic, but meant for
@@ -37,4 +37,4 @@ bool setInstructionSet(eInstructionSet set);  // false, nothing changed, when un
 void selectBestInstructionSet();
 const char* getInstructionSetName(eInstructionSet set);  // "SSE2", "AVX2", "AVX-512"
 
-} // namespace Aud::MixRender
+}  // namespace Aud::MixRender

@@ -43,7 +43,7 @@ const Kernels kReference = {
      referencePeak<5, 4>, referencePeak<6, 4>, referencePeak<7, 8>, referencePeak<8, 4>, referencePeak<9, 4>},
 };
 
-} // namespace
+}  // namespace
 
 const Kernels& referenceKernels() { return kReference; }
 
@@ -77,4 +77,4 @@ float peak(int sampleType, const void* data, unsigned count) {
     return activeKernels().peak[sampleType](static_cast<const unsigned char*>(data), count);
 }
 
-} // namespace Aud::PeakScan
+}  // namespace Aud::PeakScan

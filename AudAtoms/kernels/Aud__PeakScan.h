@@ -27,4 +27,4 @@ namespace Aud::PeakScan {
 // type outside 0..9.
 AUDATOMS_EXPORT float peak(int sampleType, const void* data, unsigned count);
 
-} // namespace Aud::PeakScan
+}  // namespace Aud::PeakScan

@@ -27,4 +27,4 @@ const Kernels& activeKernels();
 const Kernels& sse2KernelTable();
 const Kernels& avx2KernelTable();
 
-} // namespace Aud::PeakScan
+}  // namespace Aud::PeakScan

@@ -55,4 +55,4 @@ void Monitor::updateMonitoringPoints(StreamBufferList& list) {
     }
 }
 
-} // namespace Aud
+}  // namespace Aud

@@ -44,8 +44,8 @@ public:
     const MonitoringPointWriter& getWriter(unsigned i) const { return writers[i]; }
 
 private:
-    std::vector<IdStamp> inputIds;                // reader id per input channel
-    std::vector<MonitoringPointWriter> writers;   // writer per input channel
+    std::vector<IdStamp> inputIds;               // reader id per input channel
+    std::vector<MonitoringPointWriter> writers;  // writer per input channel
 };
 
-} // namespace Aud
+}  // namespace Aud

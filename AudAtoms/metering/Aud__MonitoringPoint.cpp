@@ -15,7 +15,7 @@ CriticalSection& creationLock() {
     static CriticalSection* cs = new CriticalSection;  // lives until exit
     return *cs;
 }
-} // namespace
+}  // namespace
 
 MonitoringPointManager& MonitoringPointManager::instance() {
     MonitoringPointManager* m = theManager.load(std::memory_order_acquire);
@@ -63,10 +63,8 @@ eStatus MonitoringPointManager::mpUnregister(const IdStamp& writerId) {
     const IdStamp readerId = w2r->second;
     writerToReader.erase(w2r);
     const auto r2w = readerToWriter.find(readerId);
-    if (r2w == readerToWriter.end())
-        ole_splat("Unexpected state in Aud::MonitoringPointManager (1)");
-    else
-        readerToWriter.erase(r2w);
+    if (r2w == readerToWriter.end()) ole_splat("Unexpected state in Aud::MonitoringPointManager (1)");
+    else readerToWriter.erase(r2w);
 
     const auto range = readers.equal_range(writerId);
     for (auto it = range.first; it != range.second; ++it) {
@@ -95,10 +93,8 @@ MonitoringPointManager::Entry* MonitoringPointManager::mpAddReader(const IdStamp
     e->readerKey = readerId;
     const auto r2w = readerToWriter.find(readerId);
     if (r2w != readerToWriter.end()) e->pointId = r2w->second;
-    if (e->pointId.valid())
-        readers.emplace(e->pointId, e);
-    else
-        orphans.push_back(e);
+    if (e->pointId.valid()) readers.emplace(e->pointId, e);
+    else orphans.push_back(e);
     live_.insert(e);
     return e;
 }
@@ -196,4 +192,4 @@ void forgetReaderMappingForTesting(MonitoringPointManager& manager, const IdStam
     manager.readerToWriter.erase(readerId);
 }
 
-} // namespace Aud
+}  // namespace Aud

@@ -108,7 +108,6 @@ public:
     std::size_t numListedReaders();
     std::size_t numOrphans();
 
-
 private:
     friend void forgetReaderMappingForTesting(MonitoringPointManager&, const IdStamp&);
     MonitoringPointManager() = default;
@@ -135,8 +134,8 @@ public:
 
     // Audio thread; take the registry lock briefly, never allocate.
     void updatePeakSampleValue(float value) const;  // linear, 1.0 = full scale
-    void updateHasClipped() const;            // every reader's peak becomes at least 1.0
-    void reset() const;                       // every reader back to 0, no clip
+    void updateHasClipped() const;                  // every reader's peak becomes at least 1.0
+    void reset() const;                             // every reader back to 0, no clip
 
 private:
     IdStamp id_;
@@ -170,4 +169,4 @@ private:
     MonitoringPointReaderListEntry** slot_ = nullptr;
 };
 
-} // namespace Aud
+}  // namespace Aud

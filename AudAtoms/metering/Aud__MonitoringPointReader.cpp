@@ -65,7 +65,8 @@ void MonitoringPointReader::releaseEntry() {
 
 IdStamp MonitoringPointReader::getId() const {
     IdStamp key = IdStamp::invalidId(), point = IdStamp::invalidId();
-    if (const MonitoringPointReaderListEntry* e = entry()) MonitoringPointManager::instance().mpGetEntryIds(e, key, point);
+    if (const MonitoringPointReaderListEntry* e = entry())
+        MonitoringPointManager::instance().mpGetEntryIds(e, key, point);
     return key;
 }
 
@@ -100,4 +101,4 @@ bool MonitoringPointReader::hasClipped(bool clear) {
     return clear ? e->clipped.exchange(false, std::memory_order_acq_rel) : e->clipped.load(std::memory_order_acquire);
 }
 
-} // namespace Aud
+}  // namespace Aud

@@ -10,4 +10,4 @@ namespace Aud {
 // registry's lock) so that the registry's self-check of mpUnregister can be exercised.
 void forgetReaderMappingForTesting(MonitoringPointManager& manager, const IdStamp& readerId);
 
-} // namespace Aud
+}  // namespace Aud

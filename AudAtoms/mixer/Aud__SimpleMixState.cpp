@@ -174,4 +174,4 @@ void SimpleMixState::removeInput(unsigned long index) {
     inputStates_.push_back(InputState());
 }
 
-} // namespace Aud
+}  // namespace Aud

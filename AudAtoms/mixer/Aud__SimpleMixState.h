@@ -78,7 +78,7 @@ public:
 
     SimpleMixState();
     SimpleMixState(int numInputs, int numMixes, int numOutputs);
-    SimpleMixState(const SimpleMixState&) = delete; // copy with clone() or operator=
+    SimpleMixState(const SimpleMixState&) = delete;  // copy with clone() or operator=
     ~SimpleMixState() override;
 
     // Gives a state without dimensions its dimensions and the default configuration.
@@ -200,4 +200,4 @@ private:
 // Default-constructs a mixer state and unpacks it (all layers) from the stream.
 AUDATOMS_EXPORT Qm::Ptr<Streamable> STRM_L_SimpleMixState_builder(PStream& s);
 
-} // namespace Aud
+}  // namespace Aud

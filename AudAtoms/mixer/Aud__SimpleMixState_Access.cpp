@@ -11,7 +11,7 @@ namespace {
 float clampLevel(float level) {
     if (level > 1.5f) return 1.5f;
     if (level < 0.0f) return 0.0f;
-    return level; // NaN passes unchanged
+    return level;  // NaN passes unchanged
 }
 
 template <class Record>
@@ -41,7 +41,7 @@ void writeField(const SimpleMixState& state, CriticalSection& lock, std::vector<
     storeRelaxed(records[std::size_t(index)].*field, value);
     state.setDirty();
 }
-} // namespace
+}  // namespace
 
 // ---- inputs ----
 
@@ -150,13 +150,17 @@ long long SimpleMixState::mixRoutingCell(int mix, int output, bool left) const {
 bool SimpleMixState::getMixRoutedToOutput(int mix, int output, bool left) const {
     checkValid();
     const long long slot = mix + 1LL, outSlot = output + 2LL;
-    if (mix == -1 && outSlot <= 1) { kSource.report("false", 569); return false; }
+    if (mix == -1 && outSlot <= 1) {
+        kSource.report("false", 569);
+        return false;
+    }
     if (slot > numMixChans_ || outSlot > numOutputChans_ || slot < 0 || outSlot < 0) {
         kSource.report("false", 585);
         return false;
     }
     const long long cell = mixRoutingCell(mix, output, left);
-    if (cell >= static_cast<long long>(sizeOf(tMixRoutingTable)) || cell >= static_cast<long long>(mixRoutingTable_.size())) {
+    if (cell >= static_cast<long long>(sizeOf(tMixRoutingTable)) ||
+        cell >= static_cast<long long>(mixRoutingTable_.size())) {
         kSource.report("false", 595);
         return false;
     }
@@ -182,13 +186,17 @@ void SimpleMixState::setMixRoutedToOutput(int mix, int output, bool left, bool r
         return;
     }
     const long long slot = mix + 1LL, outSlot = output + 2LL;
-    if (mix == -1 && (output == -2 || output == -1)) { kSource.report("false", 611); return; }
+    if (mix == -1 && (output == -2 || output == -1)) {
+        kSource.report("false", 611);
+        return;
+    }
     if (slot > numMixChans_ || outSlot > numOutputChans_ || slot < 0 || outSlot < 0) {
         kSource.report("false", 627);
         return;
     }
     const long long cell = mixRoutingCell(mix, output, left);
-    if (cell >= static_cast<long long>(sizeOf(tMixRoutingTable)) || cell >= static_cast<long long>(mixRoutingTable_.size())) {
+    if (cell >= static_cast<long long>(sizeOf(tMixRoutingTable)) ||
+        cell >= static_cast<long long>(mixRoutingTable_.size())) {
         kSource.report("false", 643);
         return;
     }
@@ -197,4 +205,4 @@ void SimpleMixState::setMixRoutedToOutput(int mix, int output, bool left, bool r
     setDirty();
 }
 
-} // namespace Aud
+}  // namespace Aud

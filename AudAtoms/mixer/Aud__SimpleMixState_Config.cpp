@@ -16,10 +16,10 @@ namespace Aud {
 
 const char* const SimpleMixState::kConfigMainSection = "SimpleMixState";
 const char* const SimpleMixState::kConfigChannelSections[kConfigChannelSectionCount] = {
-    "SimpleMixState.InputChannels.Fader",      "SimpleMixState.InputChannels.Pan",
-    "SimpleMixState.InputChannels.Mute",       "SimpleMixState.InputChannels.Solo",
-    "SimpleMixState.InputChannels.RouteToMix", "SimpleMixState.MixChannels.Fader",
-    "SimpleMixState.MixChannels.Mute",         "SimpleMixState.MixChannels.Solo",
+    "SimpleMixState.InputChannels.Fader",       "SimpleMixState.InputChannels.Pan",
+    "SimpleMixState.InputChannels.Mute",        "SimpleMixState.InputChannels.Solo",
+    "SimpleMixState.InputChannels.RouteToMix",  "SimpleMixState.MixChannels.Fader",
+    "SimpleMixState.MixChannels.Mute",          "SimpleMixState.MixChannels.Solo",
     "SimpleMixState.MixChannels.RouteToOutput",
 };
 
@@ -53,7 +53,7 @@ void forEachEntry(const QmIniFile& file, const char* section, Fn fn) {
 bool parseIndex(const char* attrib, int count, int& index) {
     return std::sscanf(attrib, "%d", &index) == 1 && index >= 0 && index < count;
 }
-} // namespace
+}  // namespace
 
 int SimpleMixState::storeCompatibleConfigurationInformation(QmIniFile& file) const {
     QmIniFile::Section& main = file.section(LightweightString<char>(kMainSection));
@@ -146,4 +146,4 @@ int SimpleMixState::retrieveCompatibleConfigurationInformation(const QmIniFile& 
     return 0;
 }
 
-} // namespace Aud
+}  // namespace Aud

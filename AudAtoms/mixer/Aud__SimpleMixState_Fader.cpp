@@ -10,9 +10,10 @@
 
 namespace Aud {
 
-static_assert(std::extent_v<std::remove_reference_t<decltype(GainCurve::MixerStyleLog1_Private::Mag2UVal_CurveNodes)>> == 903,
-              "the fader conversion limits the node index to 902");
+static_assert(
+    std::extent_v<std::remove_reference_t<decltype(GainCurve::MixerStyleLog1_Private::Mag2UVal_CurveNodes)>> == 903,
+    "the fader conversion limits the node index to 902");
 
 float SimpleMixState::levelFromMagnitude(float magnitude) { return GainCurve::MixerStyleLog1::Mag2UVal(magnitude); }
 
-} // namespace Aud
+}  // namespace Aud

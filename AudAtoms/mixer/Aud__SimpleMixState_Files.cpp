@@ -11,7 +11,7 @@ namespace {
 void setError(std::string* error, const std::string& text) {
     if (error) *error = text;
 }
-} // namespace
+}  // namespace
 
 bool SimpleMixState::saveToStreamFile(const std::string& path, std::string* error) const {
     StreamFile bytes;
@@ -55,4 +55,4 @@ bool SimpleMixState::loadConfigurationFile(const std::string& path, std::string*
     return true;
 }
 
-} // namespace Aud
+}  // namespace Aud

@@ -69,7 +69,7 @@ bool supportedDimensions(std::int32_t n, std::int32_t m, std::int32_t o) {
     return n >= 0 && n <= SimpleMixState::kMaxUnpackedInputs && m >= 0 && m <= SimpleMixState::kMaxUnpackedMixes &&
            o >= 0 && o <= SimpleMixState::kMaxOutputSlots;
 }
-} // namespace
+}  // namespace
 
 void SimpleMixState::pack(PStream& s) const {
     CriticalSectionGuard g(lock_);
@@ -102,9 +102,10 @@ void SimpleMixState::unpack(PStream& s) {
     const StreamLayerVersion v = layerVersion_;
     if (v.major * 1000u + v.minor > 1001u) {
         char text[128];
-        std::snprintf(text, sizeof text,
-                      "Encountered unknown version of SoftwareAudioMixer::SimpleMixState (current v%d.%d, encountered v%d.%d).",
-                      1, 1, int(v.major), int(v.minor));
+        std::snprintf(
+            text, sizeof text,
+            "Encountered unknown version of SoftwareAudioMixer::SimpleMixState (current v%d.%d, encountered v%d.%d).",
+            1, 1, int(v.major), int(v.minor));
         s.appendError(text);
         return;
     }
@@ -137,8 +138,9 @@ bool SimpleMixState::readUnpackedBody(PStream& s) {
 
     if (sizeOf(tInputRoutingTable) != inputRoutingTable_.size())
         kSource.report("sizeOf( tInputRoutingTable ) == inputRoutingTable_.size()", 862);
-    const bool inputBlockOk = checkUnpackBinary(
-        inputRoutingTable_.data(), unsigned(std::min<std::size_t>(sizeOf(tInputRoutingTable), inputRoutingTable_.size())), s);
+    const bool inputBlockOk =
+        checkUnpackBinary(inputRoutingTable_.data(),
+                          unsigned(std::min<std::size_t>(sizeOf(tInputRoutingTable), inputRoutingTable_.size())), s);
     if (sizeOf(tMixRoutingTableMax) != mixRoutingTable_.size())
         kSource.report("sizeOf( tMixRoutingTableMax ) == mixRoutingTable_.size()", 870);
     const bool mixBlockOk = checkUnpackBinary(
@@ -182,4 +184,4 @@ int SimpleMixState::STRM_hierarchyUnpack(PStream& s) {
     return STRM_unpackLayers<Streamable, Taggable, SimpleMixState>(*this, s);
 }
 
-} // namespace Aud
+}  // namespace Aud

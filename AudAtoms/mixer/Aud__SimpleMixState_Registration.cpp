@@ -11,7 +11,7 @@ namespace Aud {
 
 namespace {
 std::atomic<bool> gShowMixChansDebug{false};
-} // namespace
+}  // namespace
 
 void SimpleMixState::readDebugConfiguration() {
     gShowMixChansDebug.store(config_int("showMixChansDebug", 0) == 1, std::memory_order_relaxed);
@@ -33,12 +33,13 @@ Qm::Ptr<Streamable> STRM_L_SimpleMixState_builder(PStream& s) {
     return state;
 }
 
-const StreamClassRegistrar SimpleMixState::STRM_L_SimpleMixState_registrar_(
-    SimpleMixState::subHierarchyName(true, false), SimpleMixState::subHierarchyName(false, false),
-    &STRM_L_SimpleMixState_builder);
+const StreamClassRegistrar
+    SimpleMixState::STRM_L_SimpleMixState_registrar_(SimpleMixState::subHierarchyName(true, false),
+                                                     SimpleMixState::subHierarchyName(false, false),
+                                                     &STRM_L_SimpleMixState_builder);
 
 namespace {
 [[maybe_unused]] const bool gDebugConfigurationRead = (SimpleMixState::readDebugConfiguration(), true);
-} // namespace
+}  // namespace
 
-} // namespace Aud
+}  // namespace Aud

@@ -17,7 +17,7 @@ float clampLevel(float dB) {
     return dB;
 }
 
-} // namespace
+}  // namespace
 
 float AudioNormalisation::invalidAudioNormalLevel() { return kNoLevel; }
 

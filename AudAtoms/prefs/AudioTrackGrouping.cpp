@@ -8,7 +8,7 @@
 namespace {
 const char* const kEnabledKey = "TrackGroupingEnabled";
 const char* const kConditionPrefix = "TrackGroupingConditionFor_";
-}
+}  // namespace
 
 void AudioTrackGrouping::setEnabled(bool enabled) {
     prefs().setPreference(LightweightString<char>(kEnabledKey), enabled);
@@ -31,8 +31,7 @@ AudioTrackGrouping::getGroupingCondition(ShotOrigin::eShotOrigin origin) {
     return v >= 1 && v <= 3 ? GroupingCondition::eGroupingCondition(v) : GroupingCondition::kAlways;
 }
 
-LightweightString<wchar_t>
-AudioTrackGrouping::getDisplayString(GroupingCondition::eGroupingCondition condition) {
+LightweightString<wchar_t> AudioTrackGrouping::getDisplayString(GroupingCondition::eGroupingCondition condition) {
     return ::getDisplayString(condition);
 }
 

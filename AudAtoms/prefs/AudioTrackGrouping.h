@@ -20,9 +20,9 @@ class AUDATOMS_EXPORT AudioTrackGrouping {
 public:
     struct GroupingCondition {
         enum eGroupingCondition : int {
-            kNever = 1,                 // display text: resource 10206
-            kWhenTimecodesMatch = 2,    // resource 10205
-            kAlways = 3,                // resource 10204 (the default)
+            kNever = 1,               // display text: resource 10206
+            kWhenTimecodesMatch = 2,  // resource 10205
+            kAlways = 3,              // resource 10204 (the default)
         };
     };
 
@@ -43,4 +43,5 @@ public:
 
 // The user-visible name of a grouping condition, from the host's resources; empty for
 // a value outside 1 to 3.
-AUDATOMS_EXPORT LightweightString<wchar_t> getDisplayString(AudioTrackGrouping::GroupingCondition::eGroupingCondition condition);
+AUDATOMS_EXPORT LightweightString<wchar_t>
+getDisplayString(AudioTrackGrouping::GroupingCondition::eGroupingCondition condition);

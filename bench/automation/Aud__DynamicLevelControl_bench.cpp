@@ -92,9 +92,7 @@ void BM_Find(benchmark::State& state) {
 
 // Timed edits come in batches of a quarter of the store (at most 1024), after which the
 // timer is paused and the store put back as it was, so it keeps its size.
-std::size_t batchFor(std::size_t n) {
-    return std::min<std::size_t>(1024, n / 4);
-}
+std::size_t batchFor(std::size_t n) { return std::min<std::size_t>(1024, n / 4); }
 
 // What pausing and resuming the timer once per batch adds to each call.
 void BM_PauseOverhead(benchmark::State& state) {
@@ -244,8 +242,8 @@ public:
     void printRatios() const {
         std::printf("\nCPU ns per call       pattern %9s %9s %9s %9s %12s\n", "10^3", "10^4", "10^5", "10^6",
                     "10^6 / 10^3");
-        const char* ops[] = {"BM_GetLevelAtTime", "BM_Find",  "BM_Insert", "BM_EraseIterator", "BM_ForwardWalkBlock",
-                             "BM_PauseOverhead"};
+        const char* ops[] = {"BM_GetLevelAtTime",   "BM_Find",         "BM_Insert", "BM_EraseIterator",
+                             "BM_ForwardWalkBlock", "BM_PauseOverhead"};
         const char* sizes[] = {"1000", "10000", "100000", "1000000"};
         for (const char* op : ops) {
             for (const char* pattern : {"0", "1"}) {
@@ -255,8 +253,8 @@ public:
                     if (it != times_.end()) t[i] = it->second;
                 }
                 if (t[0] == 0) continue;
-                std::printf("%-20s %8s %9.1f %9.1f %9.1f %9.1f %12.2f\n", op + 3,
-                            pattern[0] == '0' ? "whole" : "local", t[0], t[1], t[2], t[3], t[3] / t[0]);
+                std::printf("%-20s %8s %9.1f %9.1f %9.1f %9.1f %12.2f\n", op + 3, pattern[0] == '0' ? "whole" : "local",
+                            t[0], t[1], t[2], t[3], t[3] / t[0]);
             }
         }
     }
@@ -265,7 +263,7 @@ private:
     std::map<std::string, double> times_;
 };
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);

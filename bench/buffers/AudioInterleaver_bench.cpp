@@ -79,24 +79,27 @@ void addDeinterleave(const Case& c) {
         AudioInterleaver interleaver;
         Aud::StreamBufferList list;
         for (auto _ : st) {
-            if (interleaver.deinterleaveAudio(c.frames, fmt, source, list) != 0) st.SkipWithError("deinterleave failed");
+            if (interleaver.deinterleaveAudio(c.frames, fmt, source, list) != 0)
+                st.SkipWithError("deinterleave failed");
             benchmark::ClobberMemory();
         }
         st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
     });
-    benchmark::RegisterBenchmark(key("deinterleave-scalar", c.type, c.channels, c.frames).c_str(),
-                                 [c](benchmark::State& st) {
-        const auto src = samples(c.type, std::size_t(c.frames) * c.channels, 2);
-        const unsigned width = Aud::sampleTypeStride(c.type);
-        std::vector<std::vector<unsigned char>> planes(c.channels, std::vector<unsigned char>(std::size_t(c.frames) * width));
-        std::vector<unsigned char*> outs;
-        for (auto& p : planes) outs.push_back(p.data());
-        for (auto _ : st) {
-            Aud::SampleManip::referenceKernels().split(src.data(), c.channels, width, width, false, c.frames, outs.data());
-            benchmark::ClobberMemory();
-        }
-        st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
-    });
+    benchmark::RegisterBenchmark(
+        key("deinterleave-scalar", c.type, c.channels, c.frames).c_str(), [c](benchmark::State& st) {
+            const auto src = samples(c.type, std::size_t(c.frames) * c.channels, 2);
+            const unsigned width = Aud::sampleTypeStride(c.type);
+            std::vector<std::vector<unsigned char>> planes(c.channels,
+                                                           std::vector<unsigned char>(std::size_t(c.frames) * width));
+            std::vector<unsigned char*> outs;
+            for (auto& p : planes) outs.push_back(p.data());
+            for (auto _ : st) {
+                Aud::SampleManip::referenceKernels().split(src.data(), c.channels, width, width, false, c.frames,
+                                                           outs.data());
+                benchmark::ClobberMemory();
+            }
+            st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
+        });
 }
 
 void addWrite(const Case& c) {
@@ -105,19 +108,22 @@ void addWrite(const Case& c) {
         for (unsigned ch = 0; ch < c.channels; ++ch) planes.push_back(samples(c.type, c.frames, 10 + ch));
         return planes;
     };
-    benchmark::RegisterBenchmark(key("write", c.type, c.channels, c.frames).c_str(), [c, planesOf](benchmark::State& st) {
-        const auto planes = planesOf();
-        std::vector<const unsigned char*> ptrs;
-        for (const auto& p : planes) ptrs.push_back(p.data());
-        AudioInterleaver interleaver(c.type, c.channels, c.type == 0 ? Aud::keAudioDataTypeFloat : Aud::keAudioDataTypePCM);
-        for (auto _ : st) {
-            if (interleaver.writeSamplesPlanar(ptrs, c.frames) != 0) st.SkipWithError("write failed");
-            benchmark::DoNotOptimize(interleaver.getScratch());
-            benchmark::ClobberMemory();
-        }
-        st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
-    });
-    benchmark::RegisterBenchmark(key("write-scalar", c.type, c.channels, c.frames).c_str(), [c, planesOf](benchmark::State& st) {
+    benchmark::RegisterBenchmark(
+        key("write", c.type, c.channels, c.frames).c_str(), [c, planesOf](benchmark::State& st) {
+            const auto planes = planesOf();
+            std::vector<const unsigned char*> ptrs;
+            for (const auto& p : planes) ptrs.push_back(p.data());
+            AudioInterleaver interleaver(c.type, c.channels,
+                                         c.type == 0 ? Aud::keAudioDataTypeFloat : Aud::keAudioDataTypePCM);
+            for (auto _ : st) {
+                if (interleaver.writeSamplesPlanar(ptrs, c.frames) != 0) st.SkipWithError("write failed");
+                benchmark::DoNotOptimize(interleaver.getScratch());
+                benchmark::ClobberMemory();
+            }
+            st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
+        });
+    benchmark::RegisterBenchmark(key("write-scalar", c.type, c.channels, c.frames).c_str(), [c, planesOf](
+                                                                                                benchmark::State& st) {
         const auto planes = planesOf();
         std::vector<const unsigned char*> ptrs;
         for (const auto& p : planes) ptrs.push_back(p.data());
@@ -253,7 +259,7 @@ void printRatios(const std::map<std::string, double>& ns) {
                 }
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     for (int type : kTypes)

@@ -84,8 +84,7 @@ std::vector<Kernel> kernels() {
          [](float* s, float* d, float*, unsigned c) { Reference::Add(s, d, c); }, false, 1.25},
         {"MultiplyConstantAndAdd",
          [](float* s, float* d, float*, unsigned c) { MultiplyConstantAndAdd(s, d, c, 0.3f); },
-         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyConstantAndAdd(s, d, c, 0.3f); }, false,
-         1.25},
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyConstantAndAdd(s, d, c, 0.3f); }, false, 1.25},
         {"MultiplyConstantAndAddWithPrePeakScan",
          [](float* s, float* d, float*, unsigned c) { MultiplyConstantAndAddWithPrePeakScan(s, d, c, 0.3f, &gPeak); },
          [](float* s, float* d, float*, unsigned c) {
@@ -98,10 +97,8 @@ std::vector<Kernel> kernels() {
              Reference::MultiplyConstantAndAdd2(s, d1, d2, c, 0.3f, -0.2f);
          },
          false, 2.5},
-        {"MultiplyWithDelta",
-         [](float* s, float* d, float*, unsigned c) { MultiplyWithDelta(s, d, c, 0.5f, 1e-6f); },
-         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithDelta(s, d, c, 0.5f, 1e-6f); }, true,
-         0},
+        {"MultiplyWithDelta", [](float* s, float* d, float*, unsigned c) { MultiplyWithDelta(s, d, c, 0.5f, 1e-6f); },
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithDelta(s, d, c, 0.5f, 1e-6f); }, true, 0},
         {"MultiplyWithDeltaAndAdd",
          [](float* s, float* d, float*, unsigned c) { MultiplyWithDeltaAndAdd(s, d, c, 0.5f, -1e-6f); },
          [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithDeltaAndAdd(s, d, c, 0.5f, -1e-6f); },
@@ -247,7 +244,9 @@ public:
     bool print = true;
     std::map<std::string, double> best;
 
-    bool ReportContext(const Context& context) override { return print ? ConsoleReporter::ReportContext(context) : true; }
+    bool ReportContext(const Context& context) override {
+        return print ? ConsoleReporter::ReportContext(context) : true;
+    }
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& r : runs) {
             if (r.run_type != Run::RT_Iteration || r.error_occurred) continue;
@@ -271,8 +270,8 @@ void printTables(const std::map<std::string, double>& t) {
     };
     std::printf("\nMix render kernels, %s loops; best of %d passes, CPU ns per call\n",
                 getInstructionSetName(getInstructionSet()), kPasses);
-    std::printf("%-38s %6s %10s %8s %7s %7s %7s %8s %8s\n", "kernel", "size", "aligned", "/memcpy", "src+1",
-                "dst+1", "both+1", "/chain", "/ref");
+    std::printf("%-38s %6s %10s %8s %7s %7s %7s %8s %8s\n", "kernel", "size", "aligned", "/memcpy", "src+1", "dst+1",
+                "both+1", "/chain", "/ref");
     std::vector<std::string> misses;
     for (const Kernel& k : kernels()) {
         for (unsigned size : kSizes) {
@@ -314,7 +313,7 @@ void printTables(const std::map<std::string, double>& t) {
     for (const std::string& m : misses) std::printf("  %s\n", m.c_str());
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);

@@ -31,7 +31,8 @@ std::vector<std::vector<unsigned char>> makeChannels(int type) {
                 const float v = std::uniform_real_distribution<float>(-0.9f, 0.9f)(rng);
                 std::memcpy(&c[4 * i], &v, 4);
             } else {
-                for (unsigned b = 0; b < kStride[type]; ++b) c[kStride[type] * i + b] = static_cast<unsigned char>(rng());
+                for (unsigned b = 0; b < kStride[type]; ++b)
+                    c[kStride[type] * i + b] = static_cast<unsigned char>(rng());
             }
         }
     }
@@ -78,13 +79,12 @@ void registerAll() {
         benchmark::RegisterBenchmark(("Peak/scalar/" + t).c_str(), [type](benchmark::State& s) {
             runTable(s, &Aud::PeakScan::referenceKernels(), type);
         });
-        benchmark::RegisterBenchmark(("Peak/sse2/" + t).c_str(), [type](benchmark::State& s) {
-            runTable(s, Aud::PeakScan::sse2Kernels(), type);
-        });
-        benchmark::RegisterBenchmark(("Peak/avx2/" + t).c_str(), [type](benchmark::State& s) {
-            runTable(s, Aud::PeakScan::avx2Kernels(), type);
-        });
-        benchmark::RegisterBenchmark(("Monitor/update/" + t).c_str(), [type](benchmark::State& s) { runMonitor(s, type); });
+        benchmark::RegisterBenchmark(("Peak/sse2/" + t).c_str(),
+                                     [type](benchmark::State& s) { runTable(s, Aud::PeakScan::sse2Kernels(), type); });
+        benchmark::RegisterBenchmark(("Peak/avx2/" + t).c_str(),
+                                     [type](benchmark::State& s) { runTable(s, Aud::PeakScan::avx2Kernels(), type); });
+        benchmark::RegisterBenchmark(("Monitor/update/" + t).c_str(),
+                                     [type](benchmark::State& s) { runMonitor(s, type); });
     }
 }
 
@@ -99,7 +99,7 @@ public:
     std::map<std::string, double> times;
 };
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);

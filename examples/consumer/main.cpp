@@ -19,9 +19,11 @@ int main() {
     // A pulled-down rate: 48 kHz / 1.001.
     const Aud::SampleRate rate(Aud::keBaseSampleRate48000, Aud::keFactor1000_1001);
     const std::string shown = toUTF8(Aud::getDisplayString(rate)).toStd();
-    std::printf("AudAtoms %s, rate %s = %.6f Hz\n", audAtomsDllVersionStr(), shown.c_str(), rate.calcCombinedSampleRate());
+    std::printf("AudAtoms %s, rate %s = %.6f Hz\n", audAtomsDllVersionStr(), shown.c_str(),
+                rate.calcCombinedSampleRate());
     check(shown == "48 kHz x 1/1.001", "display text of 48 kHz x 1/1.001");
-    check(Aud::Util::getSMPTE_FrameSequence(Aud::SampleRate(Aud::keBaseSampleRate48000), Qm::FrameRate29_97).size() == 5,
+    check(Aud::Util::getSMPTE_FrameSequence(Aud::SampleRate(Aud::keBaseSampleRate48000), Qm::FrameRate29_97).size() ==
+              5,
           "48 kHz at 29.97 fps: a 5-frame cadence");
 
     // Two channels of packed 24-bit little-endian samples, split by the interleaver.
@@ -38,7 +40,8 @@ int main() {
     AudioInterleaver interleaver;
     Aud::StreamBufferList list;
     const Aud::Metadata format(1, 2, 48000, 2, Aud::keLocationFile);
-    check(interleaver.deinterleaveAudio(frames, format, raw, list) == AudioInterleaver::kSuccess && list.streamBuffers.size() == 2,
+    check(interleaver.deinterleaveAudio(frames, format, raw, list) == AudioInterleaver::kSuccess &&
+              list.streamBuffers.size() == 2,
           "interleaver splits two channels");
 
     std::vector<float> left(frames), right(frames), mix(frames, 0.0f);

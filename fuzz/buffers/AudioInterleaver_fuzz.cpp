@@ -59,7 +59,7 @@ void compareTables(const Aud::StreamBufferList& list) {
     }
 }
 
-} // namespace
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 22) return 0;
@@ -97,7 +97,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (status == AudioInterleaver::kSuccess && bodySize > 0 && channels > 1 && channels <= 32) {
         require(list.streamBuffers.size() == channels);
         for (unsigned c = 0; c < channels; ++c) {
-            const auto want = expectedChannel(original.data(), channels, stride, sampleBytes, fmt.isBigEndian(), frames, c);
+            const auto want =
+                expectedChannel(original.data(), channels, stride, sampleBytes, fmt.isBigEndian(), frames, c);
             const iMemHolder& m = *list.streamBuffers[c].memory;
             require(m.getUsed() == want.size());
             require(want.empty() || std::memcmp(m.getBuffer(), want.data(), want.size()) == 0);

@@ -57,7 +57,7 @@ void run(bool reference, int kernel, Buffers& b, unsigned mis, int alias, unsign
 #undef PICK
 }
 
-} // namespace
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Reader r{data, size};

@@ -14,7 +14,7 @@ void dropUnreadSections(QmIniFile& file) {
     file.section("SimpleMixState.MixChannels.Mute").clear();
     file.section("SimpleMixState.MixChannels.Solo").clear();
 }
-} // namespace
+}  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     quietExpectedDiagnostics();

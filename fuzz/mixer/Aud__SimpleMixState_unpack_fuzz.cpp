@@ -15,7 +15,7 @@ std::string packOwn(const Aud::SimpleMixState& s) {
     s.pack(p);
     return f.bytes();
 }
-} // namespace
+}  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     quietExpectedDiagnostics();

@@ -27,7 +27,7 @@ void* allocate(std::size_t n, std::size_t align = 0) {
     if (!p) throw std::bad_alloc();
     return p;
 }
-} // namespace
+}  // namespace
 
 void* operator new(std::size_t n) { return allocate(n); }
 void* operator new[](std::size_t n) { return allocate(n); }
@@ -85,7 +85,7 @@ void fillRandom(Store& store, std::mt19937& rng, int n) {
     for (int i = 0; i < n; ++i) store.insert(Node(when(rng), level(rng)));
 }
 
-} // namespace
+}  // namespace
 
 TEST(LevelAutomationAllocations, CountingHookSeesAllocations) {
     // The hook itself works: a vector allocation inside the window is counted.

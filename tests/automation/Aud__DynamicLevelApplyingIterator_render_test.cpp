@@ -30,9 +30,7 @@ struct RefNode {
     double eff() const { return type == Store::kEndGuard ? time + 0.25 * kFrame : time; }
 };
 
-std::uint32_t samples(double x) {
-    return static_cast<std::uint32_t>(static_cast<std::int64_t>(x));
-}
+std::uint32_t samples(double x) { return static_cast<std::uint32_t>(static_cast<std::int64_t>(x)); }
 
 float lerp(double t, double ta, float a, double tb, float b) {
     const float f = static_cast<float>((t - ta) / (tb - ta));
@@ -108,13 +106,11 @@ struct RenderCase {
     bool reverse;
 };
 
-void PrintTo(const RenderCase& c, std::ostream* os) {
-    *os << c.rate << (c.reverse ? " reverse" : " forwards");
-}
+void PrintTo(const RenderCase& c, std::ostream* os) { *os << c.rate << (c.reverse ? " reverse" : " forwards"); }
 
 class ReferenceRender : public ::testing::TestWithParam<RenderCase> {};
 
-} // namespace
+}  // namespace
 
 TEST_P(ReferenceRender, LevelsMeetEveryNodeAndStayBetweenNeighbours) {
     const RenderCase c = GetParam();
@@ -158,7 +154,8 @@ TEST_P(ReferenceRender, LevelsMeetEveryNodeAndStayBetweenNeighbours) {
     for (std::size_t i = 0; i < at[firstMet]; ++i) ASSERT_EQ(out[i], nodes[firstMet].level) << "lead-in " << i;
     for (std::size_t k = 0; k <= last; ++k) ASSERT_EQ(out[at[k]], nodes[k].level) << "node " << k;
     for (std::size_t k = 0; k < last; ++k) {
-        if (!c.reverse) checkSegment(out, at[k], at[k + 1], nodes[k].level, nodes[k + 1].level, "node " + std::to_string(k));
+        if (!c.reverse)
+            checkSegment(out, at[k], at[k + 1], nodes[k].level, nodes[k + 1].level, "node " + std::to_string(k));
         else checkSegment(out, at[k + 1], at[k], nodes[k + 1].level, nodes[k].level, "node " + std::to_string(k + 1));
     }
     for (std::size_t i = at[lastMet]; i < total; ++i) ASSERT_EQ(out[i], nodes[lastMet].level) << "tail " << i;
@@ -223,7 +220,10 @@ std::vector<RefNode> with(std::vector<RefNode> v, const std::function<void(std::
 std::vector<EditCase> forwardEdits() {
     return {
         {"insert", [](Store& s) { s.insert(Node(0.15, 0.0f)); },
-         with(kLine, [](auto& v) { v.push_back({0.15, 0.0f, Store::kNormal}); })},
+         with(kLine,
+              [](auto& v) {
+                  v.push_back({0.15, 0.0f, Store::kNormal});
+              })},
         {"erase", [](Store& s) { s.erase(s.find(0.1)); }, with(kLine, [](auto& v) { v.erase(v.begin() + 1); })},
         {"setLevel", [](Store& s) { s.find(0.2).setLevel(0.0f); }, with(kLine, [](auto& v) { v[2].level = 0.0f; })},
         {"setTime", [](Store& s) { s.find(0.2).setTime(0.12); }, with(kLine, [](auto& v) { v[2].time = 0.12; })},
@@ -235,7 +235,10 @@ std::vector<EditCase> forwardEdits() {
 std::vector<EditCase> reverseEdits() {
     return {
         {"insert", [](Store& s) { s.insert(Node(0.25, 0.0f)); },
-         with(kLine, [](auto& v) { v.push_back({0.25, 0.0f, Store::kNormal}); })},
+         with(kLine,
+              [](auto& v) {
+                  v.push_back({0.25, 0.0f, Store::kNormal});
+              })},
         {"erase", [](Store& s) { s.erase(s.find(0.2)); }, with(kLine, [](auto& v) { v.erase(v.begin() + 2); })},
         {"setLevel", [](Store& s) { s.find(0.2).setLevel(0.0f); }, with(kLine, [](auto& v) { v[2].level = 0.0f; })},
         {"setTime", [](Store& s) { s.find(0.2).setTime(0.28); }, with(kLine, [](auto& v) { v[2].time = 0.28; })},
@@ -307,7 +310,8 @@ void playWithEdit(double rate, bool reverse, const EditCase& e) {
 
     std::vector<float> g(glide), expectGlide(glide + 4), ones(glide + 4, 1.0f);
     ASSERT_TRUE(r.render(g.data(), glide));
-    audatoms::test::rampRun(ones.data(), expectGlide.data(), (glide + 3) / 4, levelThen, (target - levelThen) / float(glide));
+    audatoms::test::rampRun(ones.data(), expectGlide.data(), (glide + 3) / 4, levelThen,
+                            (target - levelThen) / float(glide));
     for (std::uint32_t i = 0; i < glide; ++i) ASSERT_EQ(g[i], expectGlide[i]) << "glide sample " << i;
     EXPECT_FALSE(state.pendingValid_);
     EXPECT_EQ(state.level_, target);
@@ -331,7 +335,7 @@ void playWithEdit(double rate, bool reverse, const EditCase& e) {
     for (const audatoms::test::LevelRun& run : r.runs()) EXPECT_FALSE(run.pendingValid) << "a second glide";
 }
 
-} // namespace
+}  // namespace
 
 TEST(LevelPlayback, EditsAreNoticedAtTheNextAdvanceWithOneGlideForwards) {
     for (double rate : {48000.0, 44100.0})

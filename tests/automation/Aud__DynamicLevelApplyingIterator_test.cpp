@@ -26,18 +26,14 @@ const double kMaxTime = std::numeric_limits<double>::max();
 const double kMinNormal = 2.2250738585072014e-308;
 
 // (time difference * rate) truncated to 64 bits, low 32 kept.
-std::uint32_t samples(double x) {
-    return static_cast<std::uint32_t>(static_cast<std::int64_t>(x));
-}
+std::uint32_t samples(double x) { return static_cast<std::uint32_t>(static_cast<std::int64_t>(x)); }
 
 float lerp(double t, double ta, float a, double tb, float b) {
     const float f = static_cast<float>((t - ta) / (tb - ta));
     return a + (b - a) * f;
 }
 
-double eff(double rawEndGuardTime) {
-    return rawEndGuardTime + 0.25 * 0.04;
-}
+double eff(double rawEndGuardTime) { return rawEndGuardTime + 0.25 * 0.04; }
 
 void* key(const DynamicLevelApplyingIteratorState& s) {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(s.clientId_));
@@ -54,7 +50,7 @@ protected:
     DynamicLevelApplyingIteratorBase walk{state};
 };
 
-} // namespace
+}  // namespace
 
 // ---- the state ----------------------------------------------------------------------
 

@@ -34,27 +34,17 @@ void editContinuously(Store& store, const std::atomic<bool>& stop, unsigned seed
         switch (pick(rng)) {
         case 0:
         case 1:
-        case 2:
-            store.insert(Node(t, level(rng)));
-            break;
+        case 2: store.insert(Node(t, level(rng))); break;
         case 3: {  // a section: start guard, a node, end guard
             store.insert(Node(t, 0.0f, Store::kStartGuard, false));
             store.insert(Node(t + 0.05, level(rng)));
             store.insert(Node(t + 0.1, 0.0f, Store::kEndGuard, false));
             break;
         }
-        case 4:
-            store.insert_noAdjust(Node(t, level(rng)));
-            break;
-        case 5:
-            store.erase(store.find(t));
-            break;
-        case 6:
-            store.erase(t, t + width(rng));
-            break;
-        case 7:
-            store.eraseNonGuard(t, t + width(rng));
-            break;
+        case 4: store.insert_noAdjust(Node(t, level(rng))); break;
+        case 5: store.erase(store.find(t)); break;
+        case 6: store.erase(t, t + width(rng)); break;
+        case 7: store.eraseNonGuard(t, t + width(rng)); break;
         case 8: {
             Store::iterator it = store.find(t);
             if (it != store.end()) it.setLevel(level(rng));
@@ -65,18 +55,10 @@ void editContinuously(Store& store, const std::atomic<bool>& stop, unsigned seed
             if (it != store.end()) it.setTime(t + width(rng) - 1.0);
             break;
         }
-        case 10:
-            store.setRangeToBlackSection(t, t + width(rng));
-            break;
-        case 11:
-            store.setRangeToNonBlackSection(t, t + width(rng));
-            break;
-        case 12:
-            store.insertRange(clipboard.begin(), clipboard.end());
-            break;
-        case 13:
-            store.erase_noAdjust(t, t + width(rng));
-            break;
+        case 10: store.setRangeToBlackSection(t, t + width(rng)); break;
+        case 11: store.setRangeToNonBlackSection(t, t + width(rng)); break;
+        case 12: store.insertRange(clipboard.begin(), clipboard.end()); break;
+        case 13: store.erase_noAdjust(t, t + width(rng)); break;
         case 14:
             if (pick(rng) == 0) store.clear();
             break;
@@ -134,7 +116,7 @@ void readContinuously(const Store& store, const std::atomic<bool>& stop, unsigne
     }
 }
 
-} // namespace
+}  // namespace
 
 TEST(LevelAutomationConcurrency, EditingWhilePlayingForwardsAndInReverse) {
     Store store;

@@ -20,9 +20,7 @@ constexpr Store::eNodeType S = Store::kStartGuard;
 constexpr Store::eNodeType E = Store::kEndGuard;
 constexpr Store::eNodeType M = Store::kMarkedForDelete;
 
-void* reader() {
-    return reinterpret_cast<void*>(std::uintptr_t(0x1234));
-}
+void* reader() { return reinterpret_cast<void*>(std::uintptr_t(0x1234)); }
 
 struct Expect {
     double time;
@@ -59,7 +57,7 @@ protected:
     Store store;
 };
 
-} // namespace
+}  // namespace
 
 // ---- insert -----------------------------------------------------------------------------
 
@@ -346,8 +344,13 @@ TEST_F(LevelEdit, EraseNonGuardEmptiedSectionSetsBothGuardsToUnity) {
 
 TEST_F(LevelEdit, EraseNonGuardIteratorsSweepsTheWholeStore) {
     // The sweep runs over the whole store, also outside the erased range.
-    build({{0.0, 0.3f, S}, {1.0, 0.7f, N}, {2.0, 0.2f, E},   // inconsistent section
-           {3.0, 0.5f, S}, {4.0, 0.5f, N}, {5.0, 0.5f, N}, {6.0, 0.5f, E}});
+    build({{0.0, 0.3f, S},
+           {1.0, 0.7f, N},
+           {2.0, 0.2f, E},  // inconsistent section
+           {3.0, 0.5f, S},
+           {4.0, 0.5f, N},
+           {5.0, 0.5f, N},
+           {6.0, 0.5f, E}});
     store.eraseNonGuard(store.find(4.0), store.find(5.0));  // removes 4 only
     expectNodes({{0.0, 0.7f, S}, {1.0, 0.7f, N}, {2.0, 0.7f, E}, {3.0, 0.5f, S}, {5.0, 0.5f, N}, {6.0, 0.5f, E}});
 }

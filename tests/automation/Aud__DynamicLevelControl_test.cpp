@@ -22,13 +22,9 @@ protected:
 };
 
 // Effective time of an end guard at raw time t under the fixture's frame duration.
-double eff(double t) {
-    return t + 0.25 * 0.04;
-}
+double eff(double t) { return t + 0.25 * 0.04; }
 
-void* id(std::uintptr_t v) {
-    return reinterpret_cast<void*>(v);
-}
+void* id(std::uintptr_t v) { return reinterpret_cast<void*>(v); }
 
 // The interpolation rule written out: f in double, converted to float, then
 // a + (b - a) * f in single precision.
@@ -37,7 +33,7 @@ float lerp(double t, double ta, float a, double tb, float b) {
     return a + (b - a) * f;
 }
 
-} // namespace
+}  // namespace
 
 // ---- nodes ---------------------------------------------------------------------
 
@@ -213,7 +209,8 @@ TEST_F(LevelStore, HalfwayBetweenNodesIsHalfway) {
 TEST_F(LevelStore, InterpolationFollowsTheSinglePrecisionRule) {
     store.insert(Node(1.0, 0.3f));
     store.insert(Node(4.0, 0.9f));
-    for (double t : {1.1, 1.7, 2.0, 2.9, 3.33, 3.999}) EXPECT_EQ(store.getLevelAtTime(t), lerp(t, 1.0, 0.3f, 4.0, 0.9f));
+    for (double t : {1.1, 1.7, 2.0, 2.9, 3.33, 3.999})
+        EXPECT_EQ(store.getLevelAtTime(t), lerp(t, 1.0, 0.3f, 4.0, 0.9f));
 }
 
 TEST_F(LevelStore, NodeWithinToleranceIsMatched) {
@@ -280,9 +277,9 @@ TEST_F(LevelStore, AudioBlackAtTime) {
     store.insert_noAdjust(Node(2.0, 0.0f, Store::kNormal, true));
     store.insert_noAdjust(Node(3.0, 0.0f, Store::kNormal, false));
     store.insert_noAdjust(Node(4.0, 0.0f, Store::kEndGuard, true));
-    EXPECT_FALSE(store.isInAudioBlackAtTime(0.5));   // before the first node
-    EXPECT_FALSE(store.isInAudioBlackAtTime(1.0));   // at a node: its flag
-    EXPECT_FALSE(store.isInAudioBlackAtTime(1.5));   // between: the node before
+    EXPECT_FALSE(store.isInAudioBlackAtTime(0.5));  // before the first node
+    EXPECT_FALSE(store.isInAudioBlackAtTime(1.0));  // at a node: its flag
+    EXPECT_FALSE(store.isInAudioBlackAtTime(1.5));  // between: the node before
     EXPECT_TRUE(store.isInAudioBlackAtTime(2.0));
     EXPECT_TRUE(store.isInAudioBlackAtTime(2.0 - 5e-7));
     EXPECT_TRUE(store.isInAudioBlackAtTime(2.5));

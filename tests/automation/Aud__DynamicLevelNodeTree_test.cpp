@@ -143,7 +143,7 @@ void randomStep(Tree& tree, Model& m, std::mt19937& rng, float& nextId, double s
     }
 }
 
-} // namespace
+}  // namespace
 
 TEST(DynamicLevelNodeTree, EmptyTree) {
     Tree tree;
@@ -183,8 +183,8 @@ TEST(DynamicLevelNodeTree, RandomOperationsMatchModel) {
                 m.v.insert(m.v.begin() + m.upper(n.time), n);
             }
             if (i % 50 == 0) {
-            ASSERT_NO_FATAL_FAILURE(expectSame(tree, m));
-        }
+                ASSERT_NO_FATAL_FAILURE(expectSame(tree, m));
+            }
             ASSERT_EQ(tree.verify(), "") << "seed " << seed << " step " << i;
         }
         ASSERT_NO_FATAL_FAILURE(expectSame(tree, m));

@@ -56,11 +56,12 @@ T at(const std::vector<unsigned char>& b, std::size_t i) {
 }
 
 std::int32_t int24At(const std::vector<unsigned char>& b, std::size_t i) {
-    const std::uint32_t u = std::uint32_t(b[3 * i]) | std::uint32_t(b[3 * i + 1]) << 8 | std::uint32_t(b[3 * i + 2]) << 16;
+    const std::uint32_t u =
+        std::uint32_t(b[3 * i]) | std::uint32_t(b[3 * i + 1]) << 8 | std::uint32_t(b[3 * i + 2]) << 16;
     return std::int32_t(u << 8) >> 8;
 }
 
-} // namespace
+}  // namespace
 
 TEST(SampleConvertToFloat, Int16IsDividedBy32768) {
     const auto x = decode(1, bytesOf<std::int16_t>({0, 16384, -16384, 32767, -32768, 1}), 6);
@@ -108,7 +109,10 @@ TEST(SampleConvertToFloat, PaddedAndAesWordsUseTheirBits) {
 }
 
 TEST(SampleConvertToFloat, Int32AndFloatTypes) {
-    const auto i = decode(6, bytesOf<std::int32_t>({0, std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()}), 3);
+    const auto i = decode(
+        6,
+        bytesOf<std::int32_t>({0, std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()}),
+        3);
     EXPECT_EQ(i[0], float(0.5 / 2147483647.5));
     EXPECT_EQ(i[1], 1.0f);
     EXPECT_EQ(i[2], -1.0f);
@@ -121,17 +125,19 @@ TEST(SampleConvertToFloat, Int32AndFloatTypes) {
 }
 
 TEST(SampleConvertFromFloat, Int16ClipsAndTruncates) {
-    const auto b = encode(1, {0.5f, 1.0f, 0.99997f, -1.0f, -1.5f, 2.0f, 0.75f / 32768.0f, -0.75f / 32768.0f,
-                              std::numeric_limits<float>::quiet_NaN()}, 2);
+    const auto b = encode(1,
+                          {0.5f, 1.0f, 0.99997f, -1.0f, -1.5f, 2.0f, 0.75f / 32768.0f, -0.75f / 32768.0f,
+                           std::numeric_limits<float>::quiet_NaN()},
+                          2);
     EXPECT_EQ(at<std::int16_t>(b, 0), 16384);
-    EXPECT_EQ(at<std::int16_t>(b, 1), 32767);   // above 0.9999695
+    EXPECT_EQ(at<std::int16_t>(b, 1), 32767);  // above 0.9999695
     EXPECT_EQ(at<std::int16_t>(b, 2), 32767);
     EXPECT_EQ(at<std::int16_t>(b, 3), -32768);
     EXPECT_EQ(at<std::int16_t>(b, 4), -32768);  // below -1
     EXPECT_EQ(at<std::int16_t>(b, 5), 32767);
-    EXPECT_EQ(at<std::int16_t>(b, 6), 0);       // truncation toward zero
+    EXPECT_EQ(at<std::int16_t>(b, 6), 0);  // truncation toward zero
     EXPECT_EQ(at<std::int16_t>(b, 7), 0);
-    EXPECT_EQ(at<std::int16_t>(b, 8), 0);       // NaN is silence
+    EXPECT_EQ(at<std::int16_t>(b, 8), 0);  // NaN is silence
 }
 
 TEST(SampleConvertFromFloat, Int24PackedAndPadded) {
@@ -153,7 +159,7 @@ TEST(SampleConvertFromFloat, Int24PackedAndPadded) {
 TEST(SampleConvertFromFloat, EightBitAndWideTypes) {
     const auto s8 = encode(3, {0.5f, 0.995f, -1.25f}, 1);
     EXPECT_EQ(std::int8_t(s8[0]), 64);
-    EXPECT_EQ(std::int8_t(s8[1]), 127);   // above 0.9921875
+    EXPECT_EQ(std::int8_t(s8[1]), 127);  // above 0.9921875
     EXPECT_EQ(std::int8_t(s8[2]), -128);
     // Unsigned 8-bit uses the export's 127.5 scale of x + 1: 0 -> 127, -1 -> 0, 1 -> 255.
     const auto u8 = encode(4, {0.0f, -1.0f, 1.0f, 0.5f, 1.5f}, 1);
@@ -163,10 +169,10 @@ TEST(SampleConvertFromFloat, EightBitAndWideTypes) {
     EXPECT_EQ(u8[3], 191);  // trunc(1.5 * 127.5) = trunc(191.25)
     EXPECT_EQ(u8[4], 255);
     const auto i32 = encode(6, {1.0f, -1.0f, 2.0f, 0.5f}, 4);
-    EXPECT_EQ(at<std::int32_t>(i32, 0), 2147483647);   // 1.0 * 2147483647.5 - 0.5
+    EXPECT_EQ(at<std::int32_t>(i32, 0), 2147483647);  // 1.0 * 2147483647.5 - 0.5
     EXPECT_EQ(at<std::int32_t>(i32, 1), std::numeric_limits<std::int32_t>::min());
     EXPECT_EQ(at<std::int32_t>(i32, 2), 2147483647);
-    EXPECT_EQ(at<std::int32_t>(i32, 3), 1073741823);   // trunc(1073741823.75 - 0.5)
+    EXPECT_EQ(at<std::int32_t>(i32, 3), 1073741823);  // trunc(1073741823.75 - 0.5)
     const auto f32 = encode(0, {1.0f, -1.5f, 0.25f}, 4);
     EXPECT_EQ(at<float>(f32, 0), 0.9999999f);
     EXPECT_EQ(at<float>(f32, 1), -1.0f);

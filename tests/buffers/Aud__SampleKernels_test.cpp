@@ -20,7 +20,7 @@ using namespace Aud::SampleManip;
 
 namespace {
 
-constexpr unsigned kMaxSmall = 2 * 64 + 1;   // two AVX-512 registers of bytes, plus one
+constexpr unsigned kMaxSmall = 2 * 64 + 1;  // two AVX-512 registers of bytes, plus one
 constexpr unsigned kAlign = 64;
 constexpr unsigned kGuard = 64;
 constexpr unsigned char kFill = 0xA5;
@@ -44,21 +44,44 @@ std::vector<unsigned char> salted(int type, std::size_t samples, unsigned seed) 
     std::uniform_int_distribution<std::size_t> pos(0, samples ? samples - 1 : 0);
     if (samples == 0) return v;
     if (type == 0) {
-        const float specials[] = {std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::quiet_NaN(),
-                                  std::numeric_limits<float>::signaling_NaN(), std::numeric_limits<float>::infinity(),
-                                  -std::numeric_limits<float>::infinity(), 0.0f, -0.0f,
-                                  std::numeric_limits<float>::denorm_min(), -std::numeric_limits<float>::denorm_min(),
-                                  1e-40f, -1e-40f, 0.9999999f, 0.99999994f, 1.0f, -1.0f, std::nextafter(-1.0f, -2.0f),
-                                  std::numeric_limits<float>::max(), -std::numeric_limits<float>::max()};
+        const float specials[] = {std::numeric_limits<float>::quiet_NaN(),
+                                  -std::numeric_limits<float>::quiet_NaN(),
+                                  std::numeric_limits<float>::signaling_NaN(),
+                                  std::numeric_limits<float>::infinity(),
+                                  -std::numeric_limits<float>::infinity(),
+                                  0.0f,
+                                  -0.0f,
+                                  std::numeric_limits<float>::denorm_min(),
+                                  -std::numeric_limits<float>::denorm_min(),
+                                  1e-40f,
+                                  -1e-40f,
+                                  0.9999999f,
+                                  0.99999994f,
+                                  1.0f,
+                                  -1.0f,
+                                  std::nextafter(-1.0f, -2.0f),
+                                  std::numeric_limits<float>::max(),
+                                  -std::numeric_limits<float>::max()};
         for (float f : specials) plant(pos(rng), &f);
         std::uint32_t payloadNaN = 0x7FA12345u;
         plant(pos(rng), &payloadNaN);
     } else if (type == 7) {
-        const double specials[] = {std::numeric_limits<double>::quiet_NaN(), -std::numeric_limits<double>::quiet_NaN(),
-                                   std::numeric_limits<double>::signaling_NaN(), std::numeric_limits<double>::infinity(),
-                                   -std::numeric_limits<double>::infinity(), 0.0, -0.0,
-                                   std::numeric_limits<double>::denorm_min(), -std::numeric_limits<double>::denorm_min(),
-                                   1e-40, -1e-40, 1e-300, 1e300, -1e300, 0.1, 3.4028235677973366e38,
+        const double specials[] = {std::numeric_limits<double>::quiet_NaN(),
+                                   -std::numeric_limits<double>::quiet_NaN(),
+                                   std::numeric_limits<double>::signaling_NaN(),
+                                   std::numeric_limits<double>::infinity(),
+                                   -std::numeric_limits<double>::infinity(),
+                                   0.0,
+                                   -0.0,
+                                   std::numeric_limits<double>::denorm_min(),
+                                   -std::numeric_limits<double>::denorm_min(),
+                                   1e-40,
+                                   -1e-40,
+                                   1e-300,
+                                   1e300,
+                                   -1e300,
+                                   0.1,
+                                   3.4028235677973366e38,
                                    std::nextafter(3.4028235677973366e38, 0.0)};
         for (double d : specials) plant(pos(rng), &d);
         std::uint64_t payloadNaN = 0x7FF4000012345678ull;
@@ -99,7 +122,7 @@ void checkExport(const Kernels& k, int type, unsigned channels, unsigned frames,
 
 const unsigned kChannelCounts[] = {1, 2, 3, 4, 5, 6, 8, 16};
 
-} // namespace
+}  // namespace
 
 TEST(SampleKernels, ActiveTableIsTheBestTheCpuRuns) {
     const Kernels* best = avx512Kernels() ? avx512Kernels() : avx2Kernels() ? avx2Kernels() : sse2Kernels();
@@ -143,7 +166,8 @@ void checkSplit(const Kernels& k, unsigned channels, unsigned stride, unsigned s
     std::vector<unsigned char> src(inBytes + kAlign + 8);
     for (auto& b : src) b = std::uint8_t(rng());
     const std::size_t outBytes = std::size_t(frames) * sampleBytes;
-    std::vector<std::vector<unsigned char>> want(channels, std::vector<unsigned char>(outBytes + kAlign + kGuard, kFill));
+    std::vector<std::vector<unsigned char>> want(channels,
+                                                 std::vector<unsigned char>(outBytes + kAlign + kGuard, kFill));
     auto got = want;
     std::vector<unsigned char*> w(channels), g(channels);
     for (unsigned c = 0; c < channels; ++c) {
@@ -165,7 +189,7 @@ struct Layout {
 };
 const Layout kLayouts[] = {{1, 1}, {2, 2}, {3, 3}, {4, 4}, {8, 8}, {4, 3}};
 
-} // namespace
+}  // namespace
 
 TEST(SampleKernels, SplitMatchesReferenceForEveryLength) {
     for (const Kernels* k : fastTables())
@@ -185,7 +209,8 @@ TEST(SampleKernels, SplitMatchesReferenceAtEveryMisalignmentAndOnLargeBlocks) {
                         checkSplit(*k, channels, l.stride, l.sampleBytes, be, kMaxSmall, off, 0, off);
                         checkSplit(*k, channels, l.stride, l.sampleBytes, be, 45, 0, off, off + 1);
                     }
-                    for (unsigned frames : kLarge) checkSplit(*k, channels, l.stride, l.sampleBytes, be, frames, 1, 2, frames);
+                    for (unsigned frames : kLarge)
+                        checkSplit(*k, channels, l.stride, l.sampleBytes, be, frames, 1, 2, frames);
                 }
 }
 
@@ -193,8 +218,8 @@ namespace {
 
 using GroupMember = GroupFn Kernels::*;
 
-void checkGroups(const Kernels& k, GroupMember fn, unsigned groupBytes, unsigned count, unsigned inOff,
-                 unsigned outOff, bool inPlace) {
+void checkGroups(const Kernels& k, GroupMember fn, unsigned groupBytes, unsigned count, unsigned inOff, unsigned outOff,
+                 bool inPlace) {
     std::mt19937 rng(count * 31 + inOff);
     const std::size_t bytes = std::size_t(count) * groupBytes;
     std::vector<unsigned char> src(bytes + kAlign + kGuard, kFill);
@@ -217,7 +242,7 @@ void checkGroups(const Kernels& k, GroupMember fn, unsigned groupBytes, unsigned
     }
 }
 
-} // namespace
+}  // namespace
 
 TEST(SampleKernels, ByteOrderKernelsMatchReferenceInAndOutOfPlace) {
     const struct {
@@ -263,7 +288,7 @@ std::vector<unsigned char> everyValue(unsigned bits, unsigned width, unsigned sh
     std::mt19937 rng(seed);
     std::vector<unsigned char> v(std::size_t(count) * width);
     for (std::uint32_t i = 0; i < count; ++i) {
-        std::uint32_t word = rng();   // bits outside the field are noise
+        std::uint32_t word = rng();  // bits outside the field are noise
         const std::uint32_t field = (first + i) & ((bits == 32) ? 0xFFFFFFFFu : ((1u << bits) - 1));
         const std::uint32_t mask = ((bits == 32) ? 0xFFFFFFFFu : ((1u << bits) - 1)) << shift;
         word = (word & ~mask) | (field << shift);
@@ -272,14 +297,14 @@ std::vector<unsigned char> everyValue(unsigned bits, unsigned width, unsigned sh
     return v;
 }
 
-} // namespace
+}  // namespace
 
 TEST(SampleKernels, IntegerMapsEqualTheDefinitionsForEveryNarrowValue) {
     checkExhaustive(3, everyValue(8, 1, 0, 0, 256, 1));
     checkExhaustive(4, everyValue(8, 1, 0, 0, 256, 2));
     checkExhaustive(1, everyValue(16, 2, 0, 0, 65536, 3));
     checkExhaustive(8, everyValue(16, 4, 12, 0, 65536, 4));
-    checkExhaustive(8, everyValue(16, 4, 12, 0, 65536, 5));   // other noise above and below
+    checkExhaustive(8, everyValue(16, 4, 12, 0, 65536, 5));  // other noise above and below
     for (std::uint32_t chunk = 0; chunk < (1u << 24); chunk += 1u << 21) {
         checkExhaustive(2, everyValue(24, 3, 0, chunk, 1u << 21, 6));
         checkExhaustive(5, everyValue(24, 4, 0, chunk, 1u << 21, 7));

@@ -18,7 +18,7 @@ using audatoms::test::bitsOf;
 
 namespace {
 const float kInf = std::numeric_limits<float>::infinity();
-} // namespace
+}  // namespace
 
 TEST(ExportFloat32, ClipsAboveTheLargestFloatBelowOneAndBelowMinusOne) {
     // 0.9999999 as a float is 1 - 2^-23 = 0x3F7FFFFE; the next float, 1 - 2^-24
@@ -38,7 +38,7 @@ TEST(ExportFloat32, ZeroSignAndNaNPassUnchanged) {
     EXPECT_EQ(bitsOf(exportFloat32(-0.0f)), 0x80000000u);
     EXPECT_EQ(bitsOf(exportFloat32(std::bit_cast<float>(0x7FC00000u))), 0x7FC00000u);
     EXPECT_EQ(bitsOf(exportFloat32(std::bit_cast<float>(0xFFC12345u))), 0xFFC12345u);
-    EXPECT_EQ(bitsOf(exportFloat32(std::bit_cast<float>(0x00000001u))), 0x00000001u);   // subnormal
+    EXPECT_EQ(bitsOf(exportFloat32(std::bit_cast<float>(0x00000001u))), 0x00000001u);  // subnormal
 }
 
 TEST(ExportInt16, FullScaleAndZeroPass) {
@@ -61,7 +61,7 @@ TEST(ExportInt24, FullScaleAndZeroPass) {
 }
 
 TEST(ExportInt8, FullScaleAndZeroPass) {
-    EXPECT_EQ(exportInt8(127), 127);   // 127/128 = 0.9921875 is not above 0.9921875
+    EXPECT_EQ(exportInt8(127), 127);  // 127/128 = 0.9921875 is not above 0.9921875
     EXPECT_EQ(exportInt8(-128), -128);
     EXPECT_EQ(exportInt8(0), 0);
 }
@@ -109,7 +109,7 @@ TEST(ExportFloat64, NarrowsToSingleAndBack) {
     EXPECT_EQ(exportFloat64(0.1), double(0.1f));
     EXPECT_EQ(exportFloat64(1e300), std::numeric_limits<double>::infinity());
     EXPECT_EQ(exportFloat64(-1e300), -std::numeric_limits<double>::infinity());
-    EXPECT_EQ(bitsOf(exportFloat64(-1e-300)), 0x8000000000000000ull);   // underflow keeps the sign
+    EXPECT_EQ(bitsOf(exportFloat64(-1e-300)), 0x8000000000000000ull);  // underflow keeps the sign
     EXPECT_EQ(bitsOf(exportFloat64(-0.0)), 0x8000000000000000ull);
     EXPECT_TRUE(std::isnan(exportFloat64(std::numeric_limits<double>::quiet_NaN())));
     // The float midway above the largest float rounds to even, i.e. to infinity; one
@@ -122,17 +122,17 @@ TEST(ExportFloat64, NarrowsToSingleAndBack) {
 
 TEST(ExportPadded24, ReadsTheLowThreeBytesAndSignExtends) {
     EXPECT_EQ(exportPadded24(0x007FFFFFu), 0x007FFFFFu);
-    EXPECT_EQ(exportPadded24(0xAB7FFFFFu), 0x007FFFFFu);   // the top byte is ignored
+    EXPECT_EQ(exportPadded24(0xAB7FFFFFu), 0x007FFFFFu);  // the top byte is ignored
     EXPECT_EQ(exportPadded24(0x00800000u), 0xFF800000u);
     EXPECT_EQ(exportPadded24(0x12000001u), 0x00000001u);
-    EXPECT_EQ(exportPadded24(0x00FFFFFFu), 0xFFFFFFFFu);   // -1
+    EXPECT_EQ(exportPadded24(0x00FFFFFFu), 0xFFFFFFFFu);  // -1
 }
 
 TEST(ExportAes, TakesTheAudioBitsOfTheSubframeWord) {
     // 16-bit: bits 12..27. 0x07FFF000 holds 0x7FFF; the upper half of the result is zero.
     EXPECT_EQ(exportAes16(0x07FFF000u), 0x00007FFFu);
-    EXPECT_EQ(exportAes16(0xF8000FFFu), 0x00008000u);   // -32768, with noise outside the field
-    EXPECT_EQ(exportAes16(0x0FFFF000u), 0x0000FFFFu);   // -1
+    EXPECT_EQ(exportAes16(0xF8000FFFu), 0x00008000u);  // -32768, with noise outside the field
+    EXPECT_EQ(exportAes16(0x0FFFF000u), 0x0000FFFFu);  // -1
     EXPECT_EQ(exportAes16(0u), 0u);
     // 24-bit: bits 4..27, written sign-extended.
     EXPECT_EQ(exportAes24(0x07FFFFF0u), 0x007FFFFFu);

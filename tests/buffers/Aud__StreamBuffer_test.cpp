@@ -52,7 +52,7 @@ TEST(StreamBuffer, CopyKeepsItsMemoryWhenTheFirstIsDestroyed) {
     const Aud::StreamBuffer copy = *first;
     first.reset();
     ASSERT_TRUE(copy.memory);
-    EXPECT_EQ(bytesOf(*copy.memory), (Bytes{1, 2, 3, 4, 5, 6}));   // read under the sanitizer
+    EXPECT_EQ(bytesOf(*copy.memory), (Bytes{1, 2, 3, 4, 5, 6}));  // read under the sanitizer
 }
 
 TEST(StreamBufferList, DefaultIsEmptyWithUnknownType) {

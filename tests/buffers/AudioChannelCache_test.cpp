@@ -32,7 +32,7 @@ void fill(AudioChannelCache& cache, unsigned key, std::uint64_t start, unsigned 
     list.sampleType = type;
 }
 
-} // namespace
+}  // namespace
 
 TEST(AudioChannelCacheReq, IsAnAggregateInFieldOrder) {
     const AudioChannelCacheReq r{3, 1, 1ull << 40, 64};
@@ -61,14 +61,14 @@ TEST(AudioChannelCache, RangeStartingBeforeTheHeldRangeIsNotContained) {
     AudioChannelCache cache;
     fill(cache, 1, 1000, 100, 2);
     EXPECT_FALSE(cache.contains({1, 0, 999, 10}));
-    EXPECT_FALSE(cache.contains({2, 0, 1000, 10}));   // other key
+    EXPECT_FALSE(cache.contains({2, 0, 1000, 10}));  // other key
 }
 
 TEST(AudioChannelCache, SumsAreSixtyFourBit) {
     AudioChannelCache cache;
     const std::uint64_t start = (1ull << 32) - 10;
     fill(cache, 5, start, 20, 1);
-    EXPECT_TRUE(cache.contains({5, 0, start + 5, 15}));   // ends past 2^32
+    EXPECT_TRUE(cache.contains({5, 0, start + 5, 15}));  // ends past 2^32
     EXPECT_FALSE(cache.contains({5, 0, start + 5, 16}));
 }
 
@@ -104,7 +104,7 @@ TEST(AudioChannelCache, LaterStartGivesAViewIntoTheCachedMemory) {
     EXPECT_EQ(view->getTarget(), cached.memory);
     std::int16_t first;
     std::memcpy(&first, r.memory->getBuffer(), 2);
-    EXPECT_EQ(first, 10);   // sample 10 of channel 0
+    EXPECT_EQ(first, 10);  // sample 10 of channel 0
 }
 
 TEST(AudioChannelCache, ViewOffsetsFollowTheSampleWidth) {
@@ -132,11 +132,11 @@ TEST(AudioChannelCache, ChannelPastTheListGivesAnEmptyBuffer) {
 TEST(AudioChannelCache, UncontainedRequestAssertsAndGoesOn) {
     AudioChannelCache cache;
     platform::LogCapture capture;
-    const Aud::StreamBuffer r = cache.getResult({4, 0, 0, 1});   // no entry: one is created
+    const Aud::StreamBuffer r = cache.getResult({4, 0, 0, 1});  // no entry: one is created
     EXPECT_EQ(capture.assertionText(), assertionText("contains( req )", kSrc, 31));
     EXPECT_EQ(r.sampleType, -1);
     EXPECT_FALSE(cache.contains({4, 0, 0, 1}));
-    EXPECT_TRUE(cache.contains({4, 0, 0, 0}));   // the created entry holds [0, 0)
+    EXPECT_TRUE(cache.contains({4, 0, 0, 0}));  // the created entry holds [0, 0)
 }
 
 TEST(AudioChannelCache, ViewPastTheDataIsEmptyNotOutside) {
@@ -164,7 +164,7 @@ TEST(AudioChannelCache, GetBuffersOverwritesTheEntryInPlace) {
     AudioChannelCache cache;
     fill(cache, 1, 0, 10, 2);
     Aud::StreamBufferList* first = &cache.getBuffers({1, 0, 500, 20});
-    EXPECT_EQ(first->streamBuffers.size(), 2u);   // the caller refills it
+    EXPECT_EQ(first->streamBuffers.size(), 2u);  // the caller refills it
     EXPECT_FALSE(cache.contains({1, 0, 0, 10}));
     EXPECT_TRUE(cache.contains({1, 0, 500, 20}));
     EXPECT_EQ(&cache.getBuffers({1, 0, 600, 1}), first);
@@ -180,9 +180,9 @@ TEST(AudioChannelCache, ViewsOutliveTheCache) {
     }
     std::int16_t v;
     std::memcpy(&v, view.memory->getBuffer(), 2);
-    EXPECT_EQ(v, 1050);   // channel 1, sample 50
+    EXPECT_EQ(v, 1050);  // channel 1, sample 50
     std::memcpy(&v, static_cast<unsigned char*>(view.memory->getBuffer()) + 98, 2);
-    EXPECT_EQ(v, 1099);   // the last sample, read under the sanitizer
+    EXPECT_EQ(v, 1099);  // the last sample, read under the sanitizer
     std::memcpy(&v, same.memory->getBuffer(), 2);
     EXPECT_EQ(v, 0);
 }
@@ -191,7 +191,7 @@ TEST(AudioChannelCache, ViewsOutliveTheirEntrysNextFill) {
     AudioChannelCache cache;
     fill(cache, 1, 0, 100, 1);
     const Aud::StreamBuffer view = cache.getResult({1, 0, 40, 1});
-    fill(cache, 1, 5000, 10, 1);   // the old list's memory now lives only in the view
+    fill(cache, 1, 5000, 10, 1);  // the old list's memory now lives only in the view
     EXPECT_EQ(view.memory->refCount(), 1);
     std::int16_t v;
     std::memcpy(&v, view.memory->getBuffer(), 2);
@@ -204,7 +204,7 @@ TEST(AudioChannelCache, WorksWithTheInterleaversOutput) {
     const AudioChannelCacheReq req{7, 1, 2000, 4};
     ASSERT_FALSE(cache.contains(req));
     Aud::StreamBufferList& list = cache.getBuffers({7, 0, 2000, 4});
-    const Bytes src = {0, 0, 1, 0, 2, 0, 3, 0, 4, 0, 5, 0, 6, 0, 7, 0};   // 4 frames, 2 channels
+    const Bytes src = {0, 0, 1, 0, 2, 0, 3, 0, 4, 0, 5, 0, 6, 0, 7, 0};  // 4 frames, 2 channels
     ASSERT_EQ(a.deinterleaveAudio(4, Aud::Metadata(1, 2, 48000, 1, 0), memoryOf(src), list), 0);
     ASSERT_TRUE(cache.contains({7, 1, 2002, 2}));
     const Aud::StreamBuffer r = cache.getResult({7, 1, 2002, 2});

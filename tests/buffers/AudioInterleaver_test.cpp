@@ -12,7 +12,8 @@ using namespace audatoms::test;
 namespace {
 
 const char* const kSrc = "ole/AudAtoms/AudioInterleaver";
-const char* const kShape = "buffers.streamBuffers.size() == fmt.getChannelsPerStream() || buffers.streamBuffers.empty()";
+const char* const kShape =
+    "buffers.streamBuffers.size() == fmt.getChannelsPerStream() || buffers.streamBuffers.empty()";
 
 Aud::Metadata format(int type, unsigned channels, bool bigEndian = false) {
     Aud::Metadata m(1, channels, 48000, type, Aud::keLocationMemory);
@@ -27,7 +28,7 @@ Bytes randomBytes(std::size_t n, unsigned seed) {
     return b;
 }
 
-} // namespace
+}  // namespace
 
 TEST(AudioInterleaver, DefaultHasAZeroFormat) {
     const AudioInterleaver a;
@@ -120,7 +121,7 @@ TEST(CreateOutputBuffers, TwentyFourInFourBecomesPacked) {
     EXPECT_EQ(a.createOutputBuffers(10, format(5, 2), list), 0);
     EXPECT_EQ(list.sampleType, 2);
     EXPECT_EQ(list.streamBuffers[0].sampleType, 2);
-    EXPECT_EQ(list.streamBuffers[0].memory->getSize(), 30u);   // 10 x 3 bytes
+    EXPECT_EQ(list.streamBuffers[0].memory->getSize(), 30u);  // 10 x 3 bytes
 }
 
 TEST(CreateOutputBuffers, ReusesAListOfTheRightSizeAndCapacity) {
@@ -137,26 +138,26 @@ TEST(CreateOutputBuffers, ReusesAListOfTheRightSizeAndCapacity) {
     EXPECT_EQ(list.streamBuffers[1].memory.get(), m1);
     EXPECT_EQ(list.streamBuffers[0].memory->getUsed(), 0u);
     EXPECT_EQ(list.streamBuffers[1].memory->getUsed(), 0u);
-    EXPECT_EQ(list.numSamples, 100u);   // still the earlier count
+    EXPECT_EQ(list.numSamples, 100u);  // still the earlier count
     EXPECT_EQ(list.streamBuffers[0].numSamples, 100u);
 }
 
 TEST(CreateOutputBuffers, ReuseDoesNotCompareTheSampleType) {
     AudioInterleaver a;
     Aud::StreamBufferList list;
-    ASSERT_EQ(a.createOutputBuffers(100, format(0, 2), list), 0);   // 4-byte samples
+    ASSERT_EQ(a.createOutputBuffers(100, format(0, 2), list), 0);  // 4-byte samples
     const iMemHolder* m0 = list.streamBuffers[0].memory.get();
-    EXPECT_EQ(a.createOutputBuffers(100, format(1, 2), list), 0);   // 2-byte samples fit
+    EXPECT_EQ(a.createOutputBuffers(100, format(1, 2), list), 0);  // 2-byte samples fit
     EXPECT_EQ(list.streamBuffers[0].memory.get(), m0);
-    EXPECT_EQ(list.sampleType, 0);   // the label stays as it was
+    EXPECT_EQ(list.sampleType, 0);  // the label stays as it was
 }
 
 TEST(CreateOutputBuffers, RebuildsWhenAnEntryCouldNotHoldTheSamples) {
     AudioInterleaver a;
     Aud::StreamBufferList list;
-    ASSERT_EQ(a.createOutputBuffers(100, format(1, 2), list), 0);   // 200 bytes each
+    ASSERT_EQ(a.createOutputBuffers(100, format(1, 2), list), 0);  // 200 bytes each
     const iMemHolder* m0 = list.streamBuffers[0].memory.get();
-    EXPECT_EQ(a.createOutputBuffers(100, format(0, 2), list), 0);   // would need 400
+    EXPECT_EQ(a.createOutputBuffers(100, format(0, 2), list), 0);  // would need 400
     EXPECT_NE(list.streamBuffers[0].memory.get(), m0);
     EXPECT_EQ(list.streamBuffers[0].memory->getSize(), 400u);
     EXPECT_EQ(list.sampleType, 0);
@@ -229,7 +230,7 @@ TEST(Deinterleave, SourceTooSmallAssertsAndIsStatus11) {
     AudioInterleaver a;
     Aud::StreamBufferList list;
     platform::LogCapture capture;
-    EXPECT_EQ(a.deinterleaveAudio(3, format(1, 2), memoryOf(Bytes(11)), list), 11);   // needs 12
+    EXPECT_EQ(a.deinterleaveAudio(3, format(1, 2), memoryOf(Bytes(11)), list), 11);  // needs 12
     EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 326));
     capture.clear();
     EXPECT_EQ(a.deinterleaveAudio(3, format(1, 2), memoryOf(Bytes(12)), list), 0);
@@ -309,10 +310,10 @@ TEST(Deinterleave, OneChannelSharesTheSourceMemory) {
         EXPECT_EQ(list.streamBuffers[0].memory, source);
         EXPECT_TRUE(list.streamBuffers[0].hasMemory);
         EXPECT_EQ(list.streamBuffers[0].numSamples, 16u);
-        EXPECT_EQ(list.streamBuffers[0].sampleType, type);   // type 5 stays 5 here
+        EXPECT_EQ(list.streamBuffers[0].sampleType, type);  // type 5 stays 5 here
         EXPECT_EQ(list.sampleType, type);
         EXPECT_EQ(list.numSamples, 16u);
-        EXPECT_EQ(bytesOf(*source), src);   // little-endian: untouched
+        EXPECT_EQ(bytesOf(*source), src);  // little-endian: untouched
     }
 }
 
@@ -362,7 +363,7 @@ TEST(Deinterleave, UsesTheObjectsFormatWhenNoneIsGiven) {
     Aud::StreamBufferList list;
     ASSERT_EQ(a.deinterleaveAudio(1, memoryOf({1, 2, 3, 4}), list), 0);
     EXPECT_EQ(bytesOf(*list.streamBuffers[1].memory), (Bytes{3, 4}));
-    EXPECT_EQ(a.getLastError(), 0);   // splitting does not set lastError
+    EXPECT_EQ(a.getLastError(), 0);  // splitting does not set lastError
 }
 
 TEST(Deinterleave, DoesNotSetLastError) {
@@ -390,7 +391,7 @@ TEST(CopyBigEndian, StrideTwoSwapsPairs) {
     Bytes src = {1, 2, 3, 4, 5, 6}, dst(6, 0);
     EXPECT_EQ(a.copyBigEndianAudioToBuff(dst.data(), src.data(), 3), 6u);
     EXPECT_EQ(dst, (Bytes{2, 1, 4, 3, 6, 5}));
-    EXPECT_EQ(a.copyBigEndianAudioToBuff(src.data(), src.data(), 2), 4u);   // in place
+    EXPECT_EQ(a.copyBigEndianAudioToBuff(src.data(), src.data(), 2), 4u);  // in place
     EXPECT_EQ(src, (Bytes{2, 1, 4, 3, 5, 6}));
 }
 
@@ -398,9 +399,9 @@ TEST(CopyBigEndian, StrideThreeAssertsAndReversesGroupsOfTheCountInBytes) {
     AudioInterleaver a(2, 2, Aud::keAudioDataTypePCM);
     Bytes src = {1, 2, 3, 4, 5, 6, 7}, dst(7, 0);
     platform::LogCapture capture;
-    EXPECT_EQ(a.copyBigEndianAudioToBuff(dst.data(), src.data(), 7), 21u);   // stride x count
+    EXPECT_EQ(a.copyBigEndianAudioToBuff(dst.data(), src.data(), 7), 21u);  // stride x count
     EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 436));
-    EXPECT_EQ(dst, (Bytes{3, 2, 1, 6, 5, 4, 0}));   // only whole groups
+    EXPECT_EQ(dst, (Bytes{3, 2, 1, 6, 5, 4, 0}));  // only whole groups
 }
 
 TEST(CopyBigEndian, StrideFourReversesGroupsOfTheCountInBytes) {

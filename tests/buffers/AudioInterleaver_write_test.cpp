@@ -23,7 +23,7 @@ Bytes writeTwo(AudioInterleaver& a, const Bytes& left, const Bytes& right, unsig
     return scratchOf(a, left.size() + right.size());
 }
 
-} // namespace
+}  // namespace
 
 TEST(WriteSamplesPlanar, Float32ClipsAtTheLargestFloatBelowOneAndAtMinusOne) {
     AudioInterleaver a(0, 2, Aud::keAudioDataTypeFloat);
@@ -32,8 +32,8 @@ TEST(WriteSamplesPlanar, Float32ClipsAtTheLargestFloatBelowOneAndAtMinusOne) {
     const Bytes left = concat({le32(0x3F7FFFFE), le32(0x3F7FFFFF), le32(0xBF800000), le32(0xBF800001)});
     const Bytes right = concat({le32(0x00000000), le32(0x80000000), le32(0x7FC00001), le32(0x7F800000)});
     EXPECT_EQ(writeTwo(a, left, right, 4),
-              concat({le32(0x3F7FFFFE), le32(0x00000000), le32(0x3F7FFFFE), le32(0x80000000),
-                      le32(0xBF800000), le32(0x7FC00001), le32(0xBF800000), le32(0x3F7FFFFE)}));
+              concat({le32(0x3F7FFFFE), le32(0x00000000), le32(0x3F7FFFFE), le32(0x80000000), le32(0xBF800000),
+                      le32(0x7FC00001), le32(0xBF800000), le32(0x3F7FFFFE)}));
 }
 
 TEST(WriteSamplesPlanar, Int16FullScalePasses) {
@@ -49,8 +49,8 @@ TEST(WriteSamplesPlanar, Int24FullScalePassesAsThreeBytes) {
     AudioInterleaver a(2, 2, Aud::keAudioDataTypePCM);
     const Bytes left = {0xFF, 0xFF, 0x7F, 0x00, 0x00, 0x80, 0x00, 0x00, 0x00};   // 0x7FFFFF, -0x800000, 0
     const Bytes right = {0x01, 0x00, 0x00, 0xFF, 0xFF, 0xFF, 0x56, 0x34, 0x12};  // 1, -1, 0x123456
-    EXPECT_EQ(writeTwo(a, left, right, 3), (Bytes{0xFF, 0xFF, 0x7F, 0x01, 0x00, 0x00, 0x00, 0x00, 0x80,
-                                                  0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x56, 0x34, 0x12}));
+    EXPECT_EQ(writeTwo(a, left, right, 3), (Bytes{0xFF, 0xFF, 0x7F, 0x01, 0x00, 0x00, 0x00, 0x00, 0x80, 0xFF, 0xFF,
+                                                  0xFF, 0x00, 0x00, 0x00, 0x56, 0x34, 0x12}));
 }
 
 TEST(WriteSamplesPlanar, Int8FullScalePasses) {
@@ -112,8 +112,8 @@ TEST(WriteSamplesPlanar, Aes16TakesBits12To27AndClearsTheUpperHalf) {
         m.setDataType(210);
         return m;
     }());
-    const Bytes left = concat({le32(0x07FFF000), le32(0xF8000FFF), le32(0xABCDE123)});   // 32767, -32768, 0xBCDE
-    const Bytes right = concat({le32(0), le32(0x0FFFF000), le32(0x00001000)});            // 0, -1, 1
+    const Bytes left = concat({le32(0x07FFF000), le32(0xF8000FFF), le32(0xABCDE123)});  // 32767, -32768, 0xBCDE
+    const Bytes right = concat({le32(0), le32(0x0FFFF000), le32(0x00001000)});          // 0, -1, 1
     EXPECT_EQ(writeTwo(a, left, right, 3),
               concat({le32(0x7FFF), le32(0), le32(0x8000), le32(0xFFFF), le32(0xBCDE), le32(1)}));
 }
@@ -122,8 +122,8 @@ TEST(WriteSamplesPlanar, Aes24TakesBits4To27SignExtended) {
     AudioInterleaver a(9, 2, Aud::eDataType(212));
     const Bytes left = concat({le32(0x07FFFFF0), le32(0x0800000F), le32(0xF0000010)});
     const Bytes right = concat({le32(0), le32(0x0FFFFFF0), le32(0x01234560)});
-    EXPECT_EQ(writeTwo(a, left, right, 3), concat({le32(0x007FFFFF), le32(0), le32(0xFF800000), le32(0xFFFFFFFF),
-                                                   le32(1), le32(0x00123456)}));
+    EXPECT_EQ(writeTwo(a, left, right, 3),
+              concat({le32(0x007FFFFF), le32(0), le32(0xFF800000), le32(0xFFFFFFFF), le32(1), le32(0x00123456)}));
 }
 
 TEST(WriteSamplesPlanar, WrongPlaneCountIsStatus12) {
@@ -149,7 +149,7 @@ TEST(WriteSamplesPlanar, ScratchGrowsToTheRequestAndNeverShrinks) {
     AudioInterleaver a(1, 2, Aud::keAudioDataTypePCM);
     const Bytes p(4000);
     ASSERT_EQ(a.writeSamplesPlanar({p.data(), p.data()}, 100), 0);
-    EXPECT_EQ(a.getScratchCapacity(), 400u);   // 100 x 2 bytes x 2 channels
+    EXPECT_EQ(a.getScratchCapacity(), 400u);  // 100 x 2 bytes x 2 channels
     const unsigned char* first = a.getScratch();
     ASSERT_EQ(a.writeSamplesPlanar({p.data(), p.data()}, 10), 0);
     EXPECT_EQ(a.getScratchCapacity(), 400u);
@@ -165,7 +165,7 @@ TEST(WriteSamplesPlanar, SeveralStreamsInterleaveAllTheirChannels) {
     a.setAudioFormat(f);
     const Bytes p0 = concat({le16(1), le16(5)}), p1 = concat({le16(2), le16(6)}), p2 = concat({le16(3), le16(7)}),
                 p3 = concat({le16(4), le16(8)});
-    EXPECT_EQ(a.writeSamplesPlanar({p0.data(), p1.data()}, 2), 12);   // four planes needed
+    EXPECT_EQ(a.writeSamplesPlanar({p0.data(), p1.data()}, 2), 12);  // four planes needed
     ASSERT_EQ(a.writeSamplesPlanar({p0.data(), p1.data(), p2.data(), p3.data()}, 2), 0);
     // Sized for every channel written: 2 samples x 2 bytes x 4 channels.
     EXPECT_EQ(a.getScratchCapacity(), 16u);
@@ -192,7 +192,7 @@ TEST(WriteSamplesPlanar, EightChannelsOfALargeBlockInterleaveFrameByFrame) {
 }
 
 TEST(WriteSamplesPlanar, UnsupportedTypeLogsAndSucceeds) {
-    AudioInterleaver a(12, 2, Aud::keAudioDataTypePCM);   // the format itself asserts (line 32)
+    AudioInterleaver a(12, 2, Aud::keAudioDataTypePCM);  // the format itself asserts (line 32)
     platform::LogCapture log;
     const Bytes p(8);
     EXPECT_EQ(a.writeSamplesPlanar({p.data(), p.data()}, 2), 0);

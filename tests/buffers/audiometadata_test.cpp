@@ -30,7 +30,7 @@ WavHeaderEx header(std::uint16_t tag, std::uint16_t channels, std::uint32_t rate
 
 Metadata fresh() { return Metadata(1, 2, 48000, 1, Aud::keLocationUnspecified); }
 
-} // namespace
+}  // namespace
 
 TEST(WavHeaderEx, IsThe18ByteWaveFormatLayout) {
     EXPECT_EQ(sizeof(WavHeaderEx), 18u);
@@ -99,7 +99,7 @@ TEST(Metadata, SettersStoreOneFieldAndNeverRecalculate) {
     m.setAudioStreams(2);
     m.setChannelsPerStream(5);
     m.setSamplesPerSec(96000);
-    EXPECT_EQ(m.getSampleTypeNumber(), 1);   // still the constructor's number
+    EXPECT_EQ(m.getSampleTypeNumber(), 1);  // still the constructor's number
     EXPECT_EQ(m.getBitsPerSample(), 32u);
     EXPECT_EQ(m.getStride(), 4u);
     EXPECT_EQ(m.getDataType(), Aud::keAudioDataTypeFloat);
@@ -107,9 +107,9 @@ TEST(Metadata, SettersStoreOneFieldAndNeverRecalculate) {
     EXPECT_EQ(m.getAudioStreams(), 2u);
     EXPECT_EQ(m.getChannelsPerStream(), 5u);
     EXPECT_EQ(m.getSamplesPerSec(), 96000u);
-    EXPECT_EQ(m.bytesPerGroup(), 20u);   // stride 4 x 5 channels (one stream)
+    EXPECT_EQ(m.bytesPerGroup(), 20u);  // stride 4 x 5 channels (one stream)
     m.setEndianType(7);
-    EXPECT_TRUE(m.isBigEndian());   // any non-zero value is big-endian
+    EXPECT_TRUE(m.isBigEndian());  // any non-zero value is big-endian
     m.setDataType(212);
     EXPECT_EQ(int(m.getDataType()), 212);
 }
@@ -121,17 +121,49 @@ TEST(Metadata, DataTypeNamesAndCompressedFlags) {
         bool compressed;
     };
     const Row rows[] = {
-        {2, "FLoating Point", false}, {3, "Matrox", false}, {131, "MPEG1", true}, {132, "MPEG1", true},
-        {140, "AAC", true}, {141, "AAC", true}, {142, "AAC", true}, {143, "AAC", true},
-        {150, "Dolby Digital", true}, {151, "Dolby Digital Plus", true}, {160, "AMR", true},
-        {165, "WMA", true}, {170, "SDDS", true}, {172, "DTS", true}, {199, "", false}, {259, "", false},
-        {200, "PCM", false}, {201, "PCM", false}, {202, "PCM (DVD)", false}, {203, "LPCM", false},
-        {210, "AES", false}, {211, "AES", false}, {212, "AES", false}, {213, "AES", false},
-        {214, "BWF", false}, {230, "PCM (twos)", false}, {231, "PCM (QT)", false}, {232, "", true},
-        {233, "", true}, {240, "AIFF", false}, {241, "PCM (Alaw)", false},
+        {2, "FLoating Point", false},
+        {3, "Matrox", false},
+        {131, "MPEG1", true},
+        {132, "MPEG1", true},
+        {140, "AAC", true},
+        {141, "AAC", true},
+        {142, "AAC", true},
+        {143, "AAC", true},
+        {150, "Dolby Digital", true},
+        {151, "Dolby Digital Plus", true},
+        {160, "AMR", true},
+        {165, "WMA", true},
+        {170, "SDDS", true},
+        {172, "DTS", true},
+        {199, "", false},
+        {259, "", false},
+        {200, "PCM", false},
+        {201, "PCM", false},
+        {202, "PCM (DVD)", false},
+        {203, "LPCM", false},
+        {210, "AES", false},
+        {211, "AES", false},
+        {212, "AES", false},
+        {213, "AES", false},
+        {214, "BWF", false},
+        {230, "PCM (twos)", false},
+        {231, "PCM (QT)", false},
+        {232, "", true},
+        {233, "", true},
+        {240, "AIFF", false},
+        {241, "PCM (Alaw)", false},
         // anything else
-        {1, "", false}, {4, "", false}, {130, "", false}, {144, "", false}, {171, "", false},
-        {204, "", false}, {215, "", false}, {234, "", false}, {242, "", false}, {1000, "", false}, {-3, "", false},
+        {1, "", false},
+        {4, "", false},
+        {130, "", false},
+        {144, "", false},
+        {171, "", false},
+        {204, "", false},
+        {215, "", false},
+        {234, "", false},
+        {242, "", false},
+        {1000, "", false},
+        {-3, "", false},
     };
     for (const Row& r : rows) {
         Metadata m = fresh();
@@ -175,7 +207,7 @@ int numberFor(unsigned bits, unsigned stride, int dataType, bool unsignedSamples
     return n;
 }
 
-} // namespace
+}  // namespace
 
 TEST(Metadata, CalculateSampleTypeNumberFindsEveryNumber) {
     EXPECT_EQ(numberFor(32, 4, 2), 0);
@@ -195,28 +227,28 @@ TEST(Metadata, CalculateSampleTypeNumberFindsEveryNumber) {
 }
 
 TEST(Metadata, AesTypes211And213AreNotAesContainers) {
-    EXPECT_EQ(numberFor(24, 4, 211), 5);   // padded, like PCM
+    EXPECT_EQ(numberFor(24, 4, 211), 5);  // padded, like PCM
     EXPECT_EQ(numberFor(24, 4, 213), 5);
     std::string printed;
-    EXPECT_EQ(numberFor(16, 4, 211, false, &printed), -1);   // 16 in 4 is neither packed nor AES
+    EXPECT_EQ(numberFor(16, 4, 211, false, &printed), -1);  // 16 in 4 is neither packed nor AES
     EXPECT_EQ(printed, assertionText("sampleTypeNumber_ != -1", kSrc, 307));
-    EXPECT_EQ(numberFor(32, 4, 210, false, &printed), -1);   // AES 32-bit is no number
+    EXPECT_EQ(numberFor(32, 4, 210, false, &printed), -1);  // AES 32-bit is no number
     EXPECT_EQ(printed, assertionText("sampleTypeNumber_ != -1", kSrc, 307));
 }
 
 TEST(Metadata, CalculateSampleTypeNumberWithoutMatchAsserts) {
     std::string printed;
-    EXPECT_EQ(numberFor(16, 2, 2, false, &printed), -1);   // 16-bit float
+    EXPECT_EQ(numberFor(16, 2, 2, false, &printed), -1);  // 16-bit float
     EXPECT_EQ(printed, assertionText("sampleTypeNumber_ != -1", kSrc, 307));
-    EXPECT_EQ(numberFor(16, 2, 201, true, &printed), -1);   // unsigned 16-bit
+    EXPECT_EQ(numberFor(16, 2, 201, true, &printed), -1);  // unsigned 16-bit
     EXPECT_EQ(printed, assertionText("sampleTypeNumber_ != -1", kSrc, 307));
-    EXPECT_EQ(numberFor(64, 8, 201, false, &printed), -1);   // 64-bit integer
-    EXPECT_EQ(numberFor(32, 4, 2, true, &printed), -1);      // unsigned float
-    EXPECT_EQ(numberFor(8, 2, 201, false, &printed), -1);    // 8 in 2
+    EXPECT_EQ(numberFor(64, 8, 201, false, &printed), -1);  // 64-bit integer
+    EXPECT_EQ(numberFor(32, 4, 2, true, &printed), -1);     // unsigned float
+    EXPECT_EQ(numberFor(8, 2, 201, false, &printed), -1);   // 8 in 2
 }
 
 TEST(Metadata, CalculateSampleTypeNumberTurnsUnknownSignednessIntoSigned) {
-    Metadata m;   // signType 0
+    Metadata m;  // signType 0
     m.setBitsPerSample(16);
     m.setStride(2);
     m.setDataType(201);
@@ -235,7 +267,7 @@ TEST(Metadata, Header24BitsWithBlockAlign8IsPaddedAnd6IsPacked) {
 }
 
 TEST(Metadata, EightBitHeaderSignednessFollowsTheWidthHeldBefore) {
-    Metadata m = fresh();   // held 16 bits
+    Metadata m = fresh();  // held 16 bits
     m.getFromWAVFORMATEX(header(1, 1, 8000, 1, 8), 1);
     EXPECT_EQ(m.getSignType(), 1u);
     EXPECT_EQ(m.getSampleTypeNumber(), 3);
@@ -246,7 +278,7 @@ TEST(Metadata, EightBitHeaderSignednessFollowsTheWidthHeldBefore) {
 }
 
 TEST(Metadata, UnsignedSticksWhenAWiderHeaderFollows) {
-    Metadata m(1, 1, 8000, 4, 0);   // unsigned 8-bit
+    Metadata m(1, 1, 8000, 4, 0);  // unsigned 8-bit
     platform::LogCapture capture;
     m.getFromWAVFORMATEX(header(1, 2, 48000, 4, 16), 1);
     EXPECT_EQ(capture.assertionText(), assertionText("sampleTypeNumber_ != -1", kSrc, 307));
@@ -281,7 +313,7 @@ TEST(Metadata, HeaderTagsAndTheirDataTypes) {
 
     m.setDataType(2);
     platform::LogCapture capture;
-    m.getFromWAVFORMATEX(header(2, 2, 44100, 4, 16), 1);   // ADPCM: unknown here
+    m.getFromWAVFORMATEX(header(2, 2, 44100, 4, 16), 1);  // ADPCM: unknown here
     EXPECT_EQ(capture.assertionText(), assertionText("false", kSrc, 234));
     EXPECT_EQ(m.getDataType(), Aud::keAudioDataTypePCM);
     EXPECT_EQ(m.getSampleTypeNumber(), 1);
@@ -299,7 +331,7 @@ TEST(Metadata, ZeroChannelsTakeTheBlockAlignAsStride) {
 
 TEST(Metadata, StrideIsTheIntegerQuotientOfBlockAlignAndChannels) {
     Metadata m = fresh();
-    m.getFromWAVFORMATEX(header(1, 3, 48000, 7, 16), 1);   // 7 / 3 = 2
+    m.getFromWAVFORMATEX(header(1, 3, 48000, 7, 16), 1);  // 7 / 3 = 2
     EXPECT_EQ(m.getStride(), 2u);
     m.getFromWAVFORMATEX(header(1, 1, 48000, 0xFFFF, 16), 1);
     EXPECT_EQ(m.getStride(), 0xFFFFu);
@@ -316,7 +348,7 @@ TEST(Metadata, SetWavHeaderForTwoStreamsOfTwoChannels) {
     EXPECT_EQ(h.nChannels, 4);
     EXPECT_EQ(h.nSamplesPerSec, 48000u);
     EXPECT_EQ(h.nBlockAlign, 8);
-    EXPECT_EQ(h.nAvgBytesPerSec, 384000u);   // 48000 x 2 x 4
+    EXPECT_EQ(h.nAvgBytesPerSec, 384000u);  // 48000 x 2 x 4
     EXPECT_EQ(h.wBitsPerSample, 16);
     EXPECT_EQ(h.cbSize, 14);
 }
@@ -335,7 +367,7 @@ TEST(Metadata, SetWavHeaderTagsFloatAndAssertsOnOtherDataTypes) {
 }
 
 TEST(Metadata, SetWavHeaderTruncatesTheChannelCountTo16Bits) {
-    Metadata m(2, 32768 + 3, 8000, 1, 0);   // 65542 channels -> 6
+    Metadata m(2, 32768 + 3, 8000, 1, 0);  // 65542 channels -> 6
     WavHeaderEx h{};
     m.setWAVFORMATEX(h);
     EXPECT_EQ(h.nChannels, 6);
@@ -349,9 +381,8 @@ TEST(Metadata, CommonWavHeadersSurviveARoundTrip) {
         int number;
     };
     const Format formats[] = {
-        {1, 8, 1, 3},      // read into a format that held 16 bits: signed (see above)
-        {1, 16, 2, 1}, {1, 24, 3, 2}, {1, 32, 4, 6},
-        {1, 24, 4, 5},     // 24 in 32
+        {1, 8, 1, 3},  // read into a format that held 16 bits: signed (see above)
+        {1, 16, 2, 1}, {1, 24, 3, 2}, {1, 32, 4, 6}, {1, 24, 4, 5},  // 24 in 32
         {3, 32, 4, 0}, {3, 64, 8, 7},
     };
     for (const Format& f : formats)

@@ -16,8 +16,8 @@ namespace {
 const std::string kUnreadable = "Warning: encountered unreadable SampleRate value!\n";
 const std::string kRevision = "Warning: encountered unrecognized SampleRate revision!\n";
 
-const char* const kBaseNames[10] = {nullptr,     nullptr,  "11.025 kHz", "16 kHz", "22.05 kHz",
-                                    "24 kHz",    "32 kHz", "44.1 kHz",   "48 kHz", "96 kHz"};
+const char* const kBaseNames[10] = {nullptr,  nullptr,  "11.025 kHz", "16 kHz", "22.05 kHz",
+                                    "24 kHz", "32 kHz", "44.1 kHz",   "48 kHz", "96 kHz"};
 
 // Display text of a base code as UTF-8, from the table of names and the two resources.
 std::string baseText(unsigned code) {
@@ -29,9 +29,11 @@ std::string baseText(unsigned code) {
 // Display text of the factor: the pieces of the pairs with exactly one flag set, the
 // first piece without its " x ".
 std::string factorText(unsigned f) {
-    const struct { unsigned flag, inverse; const char* piece; } pieces[] = {
-        {0x20, 0x40, "24/25"}, {0x40, 0x20, "25/24"},    {0x80, 0x100, "1.001"}, {0x100, 0x80, "1/1.001"},
-        {0x200, 0x400, "30/24"}, {0x400, 0x200, "24/30"}, {0x800, 0x1000, "2"},   {0x1000, 0x800, "1/2"}};
+    const struct {
+        unsigned flag, inverse;
+        const char* piece;
+    } pieces[] = {{0x20, 0x40, "24/25"},   {0x40, 0x20, "25/24"},   {0x80, 0x100, "1.001"}, {0x100, 0x80, "1/1.001"},
+                  {0x200, 0x400, "30/24"}, {0x400, 0x200, "24/30"}, {0x800, 0x1000, "2"},   {0x1000, 0x800, "1/2"}};
     std::string text;
     for (const auto& p : pieces) {
         if ((f & p.flag) && !(f & p.inverse)) {
@@ -69,16 +71,16 @@ std::pair<std::uint32_t, std::string> read(const LightweightString<char>& text) 
     return {r.word(), capture.logText()};
 }
 
-} // namespace
+}  // namespace
 
 TEST(SampleRateText, PersistedExamples) {
     EXPECT_EQ(SampleRate(keBaseSampleRate48000).asString(), "[A][8] 48 kHz");
     EXPECT_EQ(SampleRate(keBaseSampleRate48000, keFactor1000_1001).asString(), "[A][264] 48 kHz x 1/1.001");
     EXPECT_EQ(SampleRate(keBaseSampleRate44100, keFactor24_25 | keFactor2).asString(),
               "[A][2087] 44.1 kHz x 24/25 x 2");
-    EXPECT_EQ(SampleRate(keBaseSampleRate11025, keFactor25_24 | keFactor1001_1000 | keFactor24_30 | keFactor1_2)
-                  .asString(),
-              "[A][" + std::to_string(2 + 0x40 + 0x80 + 0x400 + 0x1000) + "] 11.025 kHz x 25/24 x 1.001 x 24/30 x 1/2");
+    EXPECT_EQ(
+        SampleRate(keBaseSampleRate11025, keFactor25_24 | keFactor1001_1000 | keFactor24_30 | keFactor1_2).asString(),
+        "[A][" + std::to_string(2 + 0x40 + 0x80 + 0x400 + 0x1000) + "] 11.025 kHz x 25/24 x 1.001 x 24/30 x 1/2");
 }
 
 TEST(SampleRateText, AllZeroRateWritesTheWrappedNoRateResource) {

@@ -62,7 +62,7 @@ protected:
     static void setProject(SampleRate r) { *Private::getProjectHardwareSampleRateNamedObject() = r; }
 };
 
-} // namespace
+}  // namespace
 
 TEST_F(SampleRateTest, DefaultIsInvalidWithZeroRates) {
     const SampleRate r;
@@ -77,7 +77,7 @@ TEST_F(SampleRateTest, DefaultIsInvalidWithZeroRates) {
 
 TEST_F(SampleRateTest, FortyEightKilohertzPulledDown) {
     const SampleRate pulled(keBaseSampleRate48000, keFactor1000_1001);
-    EXPECT_EQ(pulled.word(), 264u); // 8 | 0x100
+    EXPECT_EQ(pulled.word(), 264u);  // 8 | 0x100
     EXPECT_EQ(pulled.calcCombinedSampleRate(), 48000.0 / 1.001);
     EXPECT_EQ(pulled.calcCombinedSampleRate(), 47952.04795204796);
     const SampleRate plain(keBaseSampleRate48000, keFactorNone);
@@ -89,11 +89,11 @@ TEST_F(SampleRateTest, FortyEightKilohertzPulledDown) {
 TEST_F(SampleRateTest, BothFlagsOfAPairCancelButStayInTheWord) {
     SampleRate r(keBaseSampleRate48000, keFactor1000_1001);
     r.addFactor(keFactor1001_1000);
-    EXPECT_EQ(r.word(), 392u); // 8 | 0x80 | 0x100
+    EXPECT_EQ(r.word(), 392u);  // 8 | 0x80 | 0x100
     EXPECT_EQ(r.calcCombinedSampleRate(), 48000.0);
     EXPECT_FALSE(r == SampleRate(keBaseSampleRate48000, keFactorNone));
     r.removeFactor(keFactor1000_1001);
-    EXPECT_EQ(r.word(), 136u); // 8 | 0x80
+    EXPECT_EQ(r.word(), 136u);  // 8 | 0x80
     double m = 1.0;
     m = m * 1.001;
     EXPECT_EQ(r.calcCombinedSampleRate(), 48000.0 * m);
@@ -107,7 +107,7 @@ TEST_F(SampleRateTest, FortyFourOneAtFilmToPalSpeedIsExact) {
 
 TEST_F(SampleRateTest, ConstructorSetsBaseThenFactor) {
     const SampleRate r(keBaseSampleRate44100, keFactor24_25 | keFactor2);
-    EXPECT_EQ(r.word(), 2087u); // 7 | 0x20 | 0x800
+    EXPECT_EQ(r.word(), 2087u);  // 7 | 0x20 | 0x800
     EXPECT_EQ(r.baseSampleRate(), keBaseSampleRate44100);
     EXPECT_EQ(r.factor(), keFactor24_25 | keFactor2);
     EXPECT_EQ(SampleRate(keBaseSampleRate96000).word(), 9u);
@@ -198,7 +198,8 @@ TEST_F(SampleRateTest, AllCanonicalFactorsAreDistinctAndRoundTrip) {
     EXPECT_EQ(std::set<double>(multipliers.begin(), multipliers.end()).size(), 81u);
     std::sort(multipliers.begin(), multipliers.end());
     double closest = 1e9;
-    for (std::size_t i = 1; i < multipliers.size(); ++i) closest = std::min(closest, multipliers[i] - multipliers[i - 1]);
+    for (std::size_t i = 1; i < multipliers.size(); ++i)
+        closest = std::min(closest, multipliers[i] - multipliers[i - 1]);
     // The nearest two lie about 0.00038 apart, far beyond the search tolerance.
     EXPECT_GT(closest, 0.00038);
     EXPECT_LT(closest, 0.00039);
@@ -290,8 +291,8 @@ TEST(SampleRateProject, IsSharedAndAllZeroUntilWritten) {
     SampleRate* shared = Private::getProjectHardwareSampleRateNamedObject();
     ASSERT_NE(shared, nullptr);
     EXPECT_EQ(shared, Private::getProjectHardwareSampleRateNamedObject());
-    EXPECT_EQ(shared, Qm::NamedObjectsNamespace::global().findOrCreate<SampleRate>(
-                          "Aud__CurrentProjectHardwareSampleRate"));
+    EXPECT_EQ(shared,
+              Qm::NamedObjectsNamespace::global().findOrCreate<SampleRate>("Aud__CurrentProjectHardwareSampleRate"));
     EXPECT_EQ(getProjectHardwareSampleRate().word(), 0u);
     const SampleRate project(keBaseSampleRateProject, keFactor1000_1001);
     EXPECT_EQ(project.calcBaseSampleRate(), 0u);
@@ -314,7 +315,7 @@ TEST_F(SampleRateTest, SpecializedReplacesOnlyTheBaseOfAProjectRelativeRate) {
     setProject(SampleRate(keBaseSampleRate44100, keFactor2));
     const SampleRate s = SampleRate(keBaseSampleRateProject, keFactor1000_1001).specialized();
     EXPECT_EQ(s, SampleRate(keBaseSampleRate44100, keFactor1000_1001));
-    EXPECT_EQ(s.word(), 263u); // 7 | 0x100
+    EXPECT_EQ(s.word(), 263u);  // 7 | 0x100
     // Concrete and invalid rates come back unchanged.
     EXPECT_EQ(SampleRate(keBaseSampleRate96000, keFactor1_2).specialized().word(), 9u | 0x1000u);
     EXPECT_EQ(SampleRate().specialized().word(), 0u);

@@ -19,10 +19,10 @@ std::string times(const std::string& line, int n) {
     return s;
 }
 
-const wchar_t* const kNames[7] = {L"24 bit floating point", L"16 bit", L"24 bit", L"8 bit signed",
-                                  L"8 bit", L"24 bit unpacked (4 bytes)", L"32 bit integer"};
+const wchar_t* const kNames[7] = {L"24 bit floating point",     L"16 bit",        L"24 bit", L"8 bit signed", L"8 bit",
+                                  L"24 bit unpacked (4 bytes)", L"32 bit integer"};
 
-} // namespace
+}  // namespace
 
 TEST(SampleTypeNames, KnownCodes) {
     platform::LogCapture capture;

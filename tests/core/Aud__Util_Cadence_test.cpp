@@ -86,16 +86,18 @@ Seq referenceWalk(const std::vector<unsigned>& L, double s) {
 
 const SampleRate k32(keBaseSampleRate32000), k44(keBaseSampleRate44100), k48(keBaseSampleRate48000),
     k96(keBaseSampleRate96000);
-const SampleRate k32ntsc(keBaseSampleRate32000, keFactor1000_1001),
-    k44ntsc(keBaseSampleRate44100, keFactor1000_1001), k48ntsc(keBaseSampleRate48000, keFactor1000_1001),
-    k96ntsc(keBaseSampleRate96000, keFactor1000_1001);
+const SampleRate k32ntsc(keBaseSampleRate32000, keFactor1000_1001), k44ntsc(keBaseSampleRate44100, keFactor1000_1001),
+    k48ntsc(keBaseSampleRate48000, keFactor1000_1001), k96ntsc(keBaseSampleRate96000, keFactor1000_1001);
 
-} // namespace
+}  // namespace
 
 // ---- the cadence of a plain base rate --------------------------------------------
 
 TEST(GenerateDefinedFrameSeq, WholeFrameRatesDivideTheRate) {
-    struct Case { unsigned hz; std::vector<unsigned> perCode; };  // codes 1, 3, 4, 6, 8, 9
+    struct Case {
+        unsigned hz;
+        std::vector<unsigned> perCode;
+    };  // codes 1, 3, 4, 6, 8, 9
     const Case cases[] = {
         {32000, {1333, 1280, 1066, 666, 640, 533}},  // 32000/24 = 1333.3 -> 1333 ...
         {44100, {1837, 1764, 1470, 918, 882, 735}},  // 44100/24 = 1837.5 -> 1837, /48 = 918.75 -> 918
@@ -106,7 +108,8 @@ TEST(GenerateDefinedFrameSeq, WholeFrameRatesDivideTheRate) {
     const int codes[] = {1, 3, 4, 6, 8, 9};
     for (const Case& c : cases)
         for (int k = 0; k < 6; ++k)
-            EXPECT_EQ(plainCadence(c.hz, codes[k]), std::vector<unsigned>{c.perCode[k]}) << c.hz << " code " << codes[k];
+            EXPECT_EQ(plainCadence(c.hz, codes[k]), std::vector<unsigned>{c.perCode[k]})
+                << c.hz << " code " << codes[k];
 }
 
 TEST(GenerateDefinedFrameSeq, Film23976) {
@@ -143,7 +146,11 @@ TEST(GenerateDefinedFrameSeq, Ntsc5994) {
 }
 
 TEST(GenerateDefinedFrameSeq, OtherFrameRatesGiveOneRoundedEntryAndAnAssertion) {
-    struct Case { unsigned hz; int code; unsigned expected; };
+    struct Case {
+        unsigned hz;
+        int code;
+        unsigned expected;
+    };
     const Case cases[] = {
         {48000, 11, 4000},  // 12 fps
         {44100, 16, 5513},  // 8 fps: 5512.5 rounds away from zero
@@ -170,27 +177,60 @@ TEST(GenerateDefinedFrameSeq, ZeroFramesPerSecondGivesNothingAndTheAssertion) {
 // ---- frame sequences of plain rates: codes 1 to 10 at 32, 44.1, 48 and 96 kHz ---------
 
 TEST(FrameSequence, PlainRatesAtEveryFrameRateCode) {
-    struct Case { SampleRate rate; int code; Seq expected; std::string printed; };
+    struct Case {
+        SampleRate rate;
+        int code;
+        Seq expected;
+        std::string printed;
+    };
     const std::string none;
     const std::string line86 = "assertion failed false" + kAt + "86\n";
     const std::string line97 = "assertion failed false" + kAt + "97\n";
     const std::string line113 = "assertion failed rate == 48000" + kAt + "113\n";
     const Seq ntsc44(kNtsc44100.begin(), kNtsc44100.end()), ntsc32(kNtsc32000.begin(), kNtsc32000.end());
     const Case cases[] = {
-        {k32, 1, {1333}, none}, {k32, 2, {}, line86}, {k32, 3, {1280}, none}, {k32, 4, {1066}, none},
-        {k32, 5, ntsc32, none}, {k32, 6, {666}, none}, {k32, 7, {}, line97}, {k32, 8, {640}, none},
-        {k32, 9, {533}, none}, {k32, 10, {}, line113},
-        {k44, 1, {1837}, none}, {k44, 2, {1839}, none}, {k44, 3, {1764}, none}, {k44, 4, {1470}, none},
-        {k44, 5, ntsc44, none}, {k44, 6, {918}, none}, {k44, 7, {}, line97}, {k44, 8, {882}, none},
-        {k44, 9, {735}, none}, {k44, 10, {}, line113},
-        {k48, 1, {2000}, none}, {k48, 2, {2002}, none}, {k48, 3, {1920}, none}, {k48, 4, {1600}, none},
-        {k48, 5, {1602, 1601, 1602, 1601, 1602}, none}, {k48, 6, {1000}, none}, {k48, 7, {1001}, none},
-        {k48, 8, {960}, none}, {k48, 9, {800}, none}, {k48, 10, {800, 801, 801, 801, 801}, none},
+        {k32, 1, {1333}, none},
+        {k32, 2, {}, line86},
+        {k32, 3, {1280}, none},
+        {k32, 4, {1066}, none},
+        {k32, 5, ntsc32, none},
+        {k32, 6, {666}, none},
+        {k32, 7, {}, line97},
+        {k32, 8, {640}, none},
+        {k32, 9, {533}, none},
+        {k32, 10, {}, line113},
+        {k44, 1, {1837}, none},
+        {k44, 2, {1839}, none},
+        {k44, 3, {1764}, none},
+        {k44, 4, {1470}, none},
+        {k44, 5, ntsc44, none},
+        {k44, 6, {918}, none},
+        {k44, 7, {}, line97},
+        {k44, 8, {882}, none},
+        {k44, 9, {735}, none},
+        {k44, 10, {}, line113},
+        {k48, 1, {2000}, none},
+        {k48, 2, {2002}, none},
+        {k48, 3, {1920}, none},
+        {k48, 4, {1600}, none},
+        {k48, 5, {1602, 1601, 1602, 1601, 1602}, none},
+        {k48, 6, {1000}, none},
+        {k48, 7, {1001}, none},
+        {k48, 8, {960}, none},
+        {k48, 9, {800}, none},
+        {k48, 10, {800, 801, 801, 801, 801}, none},
         // 96 kHz is the 48 kHz cadence scaled by 2: every count doubles exactly, e stays
         // 0 and the walk ends after one cycle of the base cadence.
-        {k96, 1, {4000}, none}, {k96, 2, {4004}, none}, {k96, 3, {3840}, none}, {k96, 4, {3200}, none},
-        {k96, 5, {3204, 3202, 3204, 3202, 3204}, none}, {k96, 6, {2000}, none}, {k96, 7, {2002}, none},
-        {k96, 8, {1920}, none}, {k96, 9, {1600}, none}, {k96, 10, {1600, 1602, 1602, 1602, 1602}, none},
+        {k96, 1, {4000}, none},
+        {k96, 2, {4004}, none},
+        {k96, 3, {3840}, none},
+        {k96, 4, {3200}, none},
+        {k96, 5, {3204, 3202, 3204, 3202, 3204}, none},
+        {k96, 6, {2000}, none},
+        {k96, 7, {2002}, none},
+        {k96, 8, {1920}, none},
+        {k96, 9, {1600}, none},
+        {k96, 10, {1600, 1602, 1602, 1602, 1602}, none},
     };
     for (const Case& c : cases) {
         std::string printed;
@@ -201,7 +241,12 @@ TEST(FrameSequence, PlainRatesAtEveryFrameRateCode) {
 
 TEST(FrameSequence, PlainCyclesSumToTheExactSampleCount) {
     // Where the rates divide evenly: samples = frames x hz / fps, with 29.97 = 30000/1001.
-    struct Case { SampleRate rate; int code; std::size_t frames; std::uint64_t samples; };
+    struct Case {
+        SampleRate rate;
+        int code;
+        std::size_t frames;
+        std::uint64_t samples;
+    };
     const Case cases[] = {
         {k48, 5, 5, 8008},      // 5 x 48000 x 1001 / 30000
         {k44, 5, 100, 147147},  // 100 x 44100 x 1001 / 30000
@@ -209,15 +254,8 @@ TEST(FrameSequence, PlainCyclesSumToTheExactSampleCount) {
         {k48, 10, 5, 4004},     // 5 x 48000 x 1001 / 60000
         {k48, 2, 1, 2002},      // 48000 x 1001 / 24000
         {k48, 7, 1, 1001},      // 48000 x 1001 / 48000
-        {k96, 5, 5, 16016},
-        {k96, 10, 5, 8008},
-        {k96, 2, 1, 4004},
-        {k96, 7, 1, 2002},
-        {k44, 3, 1, 1764},
-        {k44, 4, 1, 1470},
-        {k44, 9, 1, 735},
-        {k32, 3, 1, 1280},
-        {k48, 1, 1, 2000},
+        {k96, 5, 5, 16016},    {k96, 10, 5, 8008}, {k96, 2, 1, 4004}, {k96, 7, 1, 2002}, {k44, 3, 1, 1764},
+        {k44, 4, 1, 1470},     {k44, 9, 1, 735},   {k32, 3, 1, 1280}, {k48, 1, 1, 2000},
     };
     for (const Case& c : cases) {
         const Seq s = frames(c.rate, c.code);
@@ -279,16 +317,19 @@ TEST(FrameSequence, EvenlyDividingRatesDividedBy1001SumToTheirSamplesPlusTheClos
     // Samples per frame of these are whole (hz / 1.001 over fps / 1.001, or 29.97 at
     // 44.1 and 32 kHz). The walk's sum is then exact, or one more where the walk had no
     // deficit when the cap forced the closing sample.
-    struct Case { SampleRate rate; int code; std::size_t frames; std::uint64_t samples; };
+    struct Case {
+        SampleRate rate;
+        int code;
+        std::size_t frames;
+        std::uint64_t samples;
+    };
     const Case cases[] = {
-        {k48ntsc, 10, 108005, 108005ull * 800},        // exact
-        {k44ntsc, 5, 108100, 108100ull * 1470},        // 44100 / 30: exact
-        {k32ntsc, 5, 108015, 108015ull * 3200 / 3},    // 32000 / 30: exact
-        {k48ntsc, 2, 108001, 108001ull * 2000 + 1},    // + the closing sample
-        {k48ntsc, 7, 108001, 108001ull * 1000 + 1},
-        {k96ntsc, 2, 108001, 108001ull * 4000 + 1},
-        {k96ntsc, 5, 108005, 108005ull * 3200 + 1},
-        {k96ntsc, 10, 108005, 108005ull * 1600 + 1},
+        {k48ntsc, 10, 108005, 108005ull * 800},      // exact
+        {k44ntsc, 5, 108100, 108100ull * 1470},      // 44100 / 30: exact
+        {k32ntsc, 5, 108015, 108015ull * 3200 / 3},  // 32000 / 30: exact
+        {k48ntsc, 2, 108001, 108001ull * 2000 + 1},  // + the closing sample
+        {k48ntsc, 7, 108001, 108001ull * 1000 + 1}, {k96ntsc, 2, 108001, 108001ull * 4000 + 1},
+        {k96ntsc, 5, 108005, 108005ull * 3200 + 1}, {k96ntsc, 10, 108005, 108005ull * 1600 + 1},
     };
     for (const Case& c : cases) {
         const Seq s = frames(c.rate, c.code);
@@ -404,9 +445,7 @@ TEST(FieldSequence, FieldsOf1601Are800Then801) {
     EXPECT_EQ(f[3], 801u);
 }
 
-TEST(FieldSequence, EmptyFramesGiveEmptyFields) {
-    EXPECT_TRUE(Util::getSMPTE_FieldSequence(k44, fr(10)).empty());
-}
+TEST(FieldSequence, EmptyFramesGiveEmptyFields) { EXPECT_TRUE(Util::getSMPTE_FieldSequence(k44, fr(10)).empty()); }
 
 TEST(FieldSequence, IsTwiceAsLongAndSumsToTheFrames) {
     for (const SampleRate& r : {k44, k48ntsc, k32ntsc}) {

@@ -18,10 +18,9 @@ Qm::FrameRate fr(int c) { return Qm::FrameRate(c); }
 
 // Frame-rate code -> mask bit; every code not listed has mask 0.
 const std::map<int, std::uint32_t> kMaskOfCode = {
-    {1, 0x1},     {2, 0x1},     {3, 0x2},     {4, 0x4},     {5, 0x4},     {6, 0x8},
-    {7, 0x8},     {8, 0x10},    {9, 0x20},    {10, 0x20},   {35, 0x40},   {36, 0x40},
-    {37, 0x80},   {38, 0x100},  {39, 0x100},  {40, 0x200},  {41, 0x400},  {42, 0x800},
-    {43, 0x1000}, {44, 0x2000}, {45, 0x2000}, {46, 0x4000}, {47, 0x4000},
+    {1, 0x1},    {2, 0x1},    {3, 0x2},     {4, 0x4},     {5, 0x4},     {6, 0x8},     {7, 0x8},     {8, 0x10},
+    {9, 0x20},   {10, 0x20},  {35, 0x40},   {36, 0x40},   {37, 0x80},   {38, 0x100},  {39, 0x100},  {40, 0x200},
+    {41, 0x400}, {42, 0x800}, {43, 0x1000}, {44, 0x2000}, {45, 0x2000}, {46, 0x4000}, {47, 0x4000},
 };
 
 std::uint32_t maskOfCode(int c) {
@@ -31,37 +30,61 @@ std::uint32_t maskOfCode(int c) {
 std::uint32_t maskOfMedium(int m) { return m == 2 ? 1 : m == 3 ? 2 : 0; }
 std::uint32_t maskOfTransfer(int t) { return t == 0 ? 1 : t == 3 ? 4 : t == 7 ? 2 : 0; }
 
-struct Row { std::uint32_t src, tgt, med, xfer, third, factor; };
+struct Row {
+    std::uint32_t src, tgt, med, xfer, third, factor;
+};
 constexpr std::uint32_t F1001 = 0x80, F24_25 = 0x20, F24_30 = 0x400;
 const Row kRows[42] = {
-    {0x12, 0x1001, 0, 0, 0, 0},           {0x12, 0x80, 0, 0, 0, 0},
-    {0x12, 0x12, 0, 0x1, 0, 0},           {0x12, 0x12, 0, 0x2, 0, 0},
-    {0x12, 0x12, 0, 0x4, 0, 0},           {0x12, 0x12, 0, 0x4, 0, 0},
-    {0x24, 0x6C01, 0x2, 0, 0, F1001},     {0x24, 0x100, 0x2, 0, 0, F1001},
-    {0x24, 0x6C01, 0x1, 0, 0, 0},         {0x24, 0x100, 0x1, 0, 0, 0},
-    {0x24, 0x24, 0x1, 0x1, 0, 0},         {0x24, 0x24, 0x2, 0x1, 0, F1001},
-    {0x24, 0x24, 0x2, 0x2, 0, F1001},     {0x24, 0x24, 0x1, 0x2, 0, 0},
-    {0x24, 0x24, 0x2, 0x4, 0, F1001},     {0x24, 0x24, 0x1, 0x4, 0, 0},
-    {0x1, 0x201, 0x2, 0, 0, F1001},       {0x1, 0x8, 0x2, 0, 0, F1001},
-    {0x1, 0x8, 0x1, 0, 0, 0},             {0x1, 0x40, 0x2, 0, 0x1, F1001},
-    {0x1, 0x201, 0x1, 0, 0x1, 0},         {0x1, 0x40, 0x1, 0, 0x1, 0},
-    {0x1, 0x1012, 0, 0x2, 0x1, 0},        {0x1, 0x1012, 0, 0x4, 0x1, F24_25},
-    {0x1, 0x6C24, 0x2, 0x2, 0x1, F1001},  {0x1, 0x6C24, 0x1, 0x2, 0x1, 0},
-    {0x1, 0x24, 0x2, 0x4, 0x1, F1001 | F24_30}, {0x1, 0x24, 0x1, 0x4, 0x1, F24_30},
-    {0x1, 0x6000, 0x1, 0, 0, 0},          {0x1, 0x6000, 0x2, 0, 0, F1001},
-    {0x8, 0x201, 0x2, 0, 0x8, F1001},     {0x8, 0x40, 0x2, 0, 0x8, F1001},
-    {0x8, 0x201, 0x1, 0, 0x8, 0},         {0x8, 0x40, 0x1, 0, 0x8, 0},
-    {0x8, 0x8, 0x2, 0, 0, F1001},         {0x8, 0x8, 0x1, 0, 0, 0},
-    {0x8, 0x1012, 0, 0x2, 0x8, 0},        {0x8, 0x1012, 0, 0x4, 0x8, F24_25},
-    {0x8, 0x6C24, 0x2, 0x2, 0x8, F1001},  {0x8, 0x6C24, 0x1, 0x2, 0x8, 0},
-    {0x8, 0x6C24, 0x2, 0x4, 0x8, F1001 | F24_30}, {0x8, 0x6C24, 0x1, 0x4, 0x8, F24_30},
+    {0x12, 0x1001, 0, 0, 0, 0},
+    {0x12, 0x80, 0, 0, 0, 0},
+    {0x12, 0x12, 0, 0x1, 0, 0},
+    {0x12, 0x12, 0, 0x2, 0, 0},
+    {0x12, 0x12, 0, 0x4, 0, 0},
+    {0x12, 0x12, 0, 0x4, 0, 0},
+    {0x24, 0x6C01, 0x2, 0, 0, F1001},
+    {0x24, 0x100, 0x2, 0, 0, F1001},
+    {0x24, 0x6C01, 0x1, 0, 0, 0},
+    {0x24, 0x100, 0x1, 0, 0, 0},
+    {0x24, 0x24, 0x1, 0x1, 0, 0},
+    {0x24, 0x24, 0x2, 0x1, 0, F1001},
+    {0x24, 0x24, 0x2, 0x2, 0, F1001},
+    {0x24, 0x24, 0x1, 0x2, 0, 0},
+    {0x24, 0x24, 0x2, 0x4, 0, F1001},
+    {0x24, 0x24, 0x1, 0x4, 0, 0},
+    {0x1, 0x201, 0x2, 0, 0, F1001},
+    {0x1, 0x8, 0x2, 0, 0, F1001},
+    {0x1, 0x8, 0x1, 0, 0, 0},
+    {0x1, 0x40, 0x2, 0, 0x1, F1001},
+    {0x1, 0x201, 0x1, 0, 0x1, 0},
+    {0x1, 0x40, 0x1, 0, 0x1, 0},
+    {0x1, 0x1012, 0, 0x2, 0x1, 0},
+    {0x1, 0x1012, 0, 0x4, 0x1, F24_25},
+    {0x1, 0x6C24, 0x2, 0x2, 0x1, F1001},
+    {0x1, 0x6C24, 0x1, 0x2, 0x1, 0},
+    {0x1, 0x24, 0x2, 0x4, 0x1, F1001 | F24_30},
+    {0x1, 0x24, 0x1, 0x4, 0x1, F24_30},
+    {0x1, 0x6000, 0x1, 0, 0, 0},
+    {0x1, 0x6000, 0x2, 0, 0, F1001},
+    {0x8, 0x201, 0x2, 0, 0x8, F1001},
+    {0x8, 0x40, 0x2, 0, 0x8, F1001},
+    {0x8, 0x201, 0x1, 0, 0x8, 0},
+    {0x8, 0x40, 0x1, 0, 0x8, 0},
+    {0x8, 0x8, 0x2, 0, 0, F1001},
+    {0x8, 0x8, 0x1, 0, 0, 0},
+    {0x8, 0x1012, 0, 0x2, 0x8, 0},
+    {0x8, 0x1012, 0, 0x4, 0x8, F24_25},
+    {0x8, 0x6C24, 0x2, 0x2, 0x8, F1001},
+    {0x8, 0x6C24, 0x1, 0x2, 0x8, 0},
+    {0x8, 0x6C24, 0x2, 0x4, 0x8, F1001 | F24_30},
+    {0x8, 0x6C24, 0x1, 0x4, 0x8, F24_30},
 };
 
 bool matches(std::uint32_t column, std::uint32_t input) { return column == 0 || (column & input) != 0; }
 
 // Reference: the pulldown rewrite, then the first matching row (42 = none).
 unsigned referenceRow(int src, int tgt, int med, int xfer, int third, int pulldownSetting /* -1: unset */) {
-    if (xfer == 0 && (src == 6 || src == 1) && (tgt == 3 || tgt == 4 || tgt == 5 || tgt == 8 || tgt == 9 || tgt == 10)) {
+    if (xfer == 0 && (src == 6 || src == 1) &&
+        (tgt == 3 || tgt == 4 || tgt == 5 || tgt == 8 || tgt == 9 || tgt == 10)) {
         const int dflt = (tgt == 3 || tgt == 8) ? 0 : 1;
         const int setting = pulldownSetting < 0 ? dflt : pulldownSetting;
         xfer = setting != 0 ? 7 : 3;
@@ -76,7 +99,9 @@ unsigned referenceRow(int src, int tgt, int med, int xfer, int third, int pulldo
     return 42;
 }
 
-struct Inputs { int src, tgt, med, xfer, third; };
+struct Inputs {
+    int src, tgt, med, xfer, third;
+};
 
 std::vector<int> rateCodes() {
     std::vector<int> v;
@@ -96,7 +121,7 @@ protected:
     void TearDown() override { config_reset(); }
 };
 
-} // namespace
+}  // namespace
 
 // ---- translations ----------------------------------------------------------------
 
@@ -106,8 +131,8 @@ TEST(TranslateEnum, FrameRateCodesToMasks) {
 
 TEST(TranslateEnum, MasksToTheFirstCodeOfTheirBit) {
     const std::map<std::uint32_t, int> expected = {
-        {0x1, 1},    {0x2, 3},    {0x4, 4},    {0x8, 6},     {0x10, 8},    {0x20, 9},    {0x40, 35},  {0x80, 37},
-        {0x100, 38}, {0x200, 40}, {0x400, 41}, {0x800, 42},  {0x1000, 43}, {0x2000, 44}, {0x4000, 46},
+        {0x1, 1},    {0x2, 3},    {0x4, 4},    {0x8, 6},    {0x10, 8},    {0x20, 9},    {0x40, 35},   {0x80, 37},
+        {0x100, 38}, {0x200, 40}, {0x400, 41}, {0x800, 42}, {0x1000, 43}, {0x2000, 44}, {0x4000, 46},
     };
     for (const auto& [mask, code] : expected) {
         EXPECT_EQ(int(translateEnum(bmFrameRate(mask))), code) << mask;
@@ -154,7 +179,10 @@ TEST_F(PlaybackFactor, EveryRowIsReachedAndGivesItsFactor) {
                 for (int xfer = 0; xfer <= 8; ++xfer)
                     for (int third : codes) {
                         const unsigned r = referenceRow(src, tgt, med, xfer, third, -1);
-                        if (!found[r]) { found[r] = true; witness[r] = {src, tgt, med, xfer, third}; }
+                        if (!found[r]) {
+                            found[r] = true;
+                            witness[r] = {src, tgt, med, xfer, third};
+                        }
                     }
     for (unsigned r = 0; r < 42; ++r) {
         if (r == 5) continue;  // identical to row 4, which always wins
@@ -178,10 +206,10 @@ TEST_F(PlaybackFactor, RowFiveIsShadowedByRowFour) {
 
 TEST_F(PlaybackFactor, TheTerminatorGivesInvalidAndLeavesTheResultAlone) {
     const Inputs none[] = {
-        {0, 0, 0, 0, 0},    // nothing matches a film, video or source mask
-        {4, 4, 0, 0, 0},    // 30 -> 30 needs a medium
-        {1, 4, 2, 1, 0},    // 24 -> 30 video, telecine transfer: no row
-        {6, 6, 1, 0, 6},    // 48 -> 48 audio medium
+        {0, 0, 0, 0, 0},  // nothing matches a film, video or source mask
+        {4, 4, 0, 0, 0},  // 30 -> 30 needs a medium
+        {1, 4, 2, 1, 0},  // 24 -> 30 video, telecine transfer: no row
+        {6, 6, 1, 0, 6},  // 48 -> 48 audio medium
     };
     for (const Inputs& in : none) {
         EXPECT_EQ(referenceRow(in.src, in.tgt, in.med, in.xfer, in.third, -1), 42u);

@@ -26,11 +26,11 @@ void expectPos(const SubSamplePos& p, std::int64_t whole, std::uint32_t fraction
     EXPECT_EQ(p.fraction, fraction);
 }
 
-} // namespace
+}  // namespace
 
 TEST(StripTimeToSamplePos, SecondsTimesRateTruncated) {
     EXPECT_EQ(stripTimeToSamplePos(k48, keFactorNone, keFactorNone, 1.5, kOneToOne), 72000);
-    EXPECT_EQ(stripTimeToSamplePos(k32, keFactorNone, keFactorNone, 1.0 / 1024, kOneToOne), 31);  // 31.25
+    EXPECT_EQ(stripTimeToSamplePos(k32, keFactorNone, keFactorNone, 1.0 / 1024, kOneToOne), 31);    // 31.25
     EXPECT_EQ(stripTimeToSamplePos(k32, keFactorNone, keFactorNone, -1.0 / 1024, kOneToOne), -31);  // toward 0
     EXPECT_EQ(stripTimeToSamplePos(k32, keFactorNone, keFactorNone, 0.0, kOneToOne), 0);
 }
@@ -66,8 +66,8 @@ TEST(StripTimeToSamplePos, OutOfRangeSaturates) {
 }
 
 TEST(StripTimeToSubSamplePos, PositiveFractionsRoundToTheNearestUnit) {
-    expectPos(sub(0.0), 0, 0);               // u = (0 + 1) >> 1 = 0
-    expectPos(sub(1.0 / 512), 62, 536870912);  // 62.5: (1073741823 + 1) >> 1
+    expectPos(sub(0.0), 0, 0);                  // u = (0 + 1) >> 1 = 0
+    expectPos(sub(1.0 / 512), 62, 536870912);   // 62.5: (1073741823 + 1) >> 1
     expectPos(sub(1.0 / 1024), 31, 268435456);  // 31.25: (536870911 + 1) >> 1
     expectPos(sub(3.0 / 1024), 93, 805306367);  // 93.75: trunc(1610612734.5) + 1 = 1610612735, >> 1
 }

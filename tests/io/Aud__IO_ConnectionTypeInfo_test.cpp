@@ -20,7 +20,7 @@ Rep digital(bool absolute, double lower, double upper, bool src = true) {
 const SampleRate k32(keBaseSampleRate32000), k44(keBaseSampleRate44100), k48(keBaseSampleRate48000),
     k96(keBaseSampleRate96000);
 
-} // namespace
+}  // namespace
 
 TEST(IO_ConnectionTypeInfo, RecordFieldsAreReadThroughTheHandle) {
     Rep rep{true, -20.5, 12.25, false, 0.1, 0.2, true, "Hardware SRC", 1, keIO_ConnectionTypeAnalogue};
@@ -88,8 +88,8 @@ TEST(IO_ConnectionTypeInfo, AbsoluteRangeIgnoresTheFirstRate) {
     Rep rep = digital(true, 44100.0, 48000.0);
     const IO_ConnectionTypeInfo info(&rep);
     for (const SampleRate& first : {SampleRate(), k32, k96}) {
-        EXPECT_TRUE(info.supportsSRC(first, k44));   // at the lower limit
-        EXPECT_TRUE(info.supportsSRC(first, k48));   // at the upper limit
+        EXPECT_TRUE(info.supportsSRC(first, k44));  // at the lower limit
+        EXPECT_TRUE(info.supportsSRC(first, k48));  // at the upper limit
         EXPECT_FALSE(info.supportsSRC(first, k32));
         EXPECT_FALSE(info.supportsSRC(first, k96));
         EXPECT_FALSE(info.supportsSRC(first, SampleRate(keBaseSampleRate48000, keFactor1001_1000)));  // 48048
@@ -112,7 +112,10 @@ TEST(IO_ConnectionTypeInfo, AnalogueAndMixerAcceptAnyPairEvenWithoutConversion) 
 }
 
 TEST(IO_ConnectionTypeInfo, DisplayNamesOfTheTypes) {
-    struct Case { int type; LightweightString<wchar_t> text; };
+    struct Case {
+        int type;
+        LightweightString<wchar_t> text;
+    };
     const Case named[] = {
         {2, resourceStrW(11646)}, {3, resourceStrW(11645)}, {4, L"1394"}, {5, resourceStrW(11643)},
         {6, resourceStrW(11647)}, {7, resourceStrW(11644)}, {9, L"HDMI"},
@@ -168,7 +171,7 @@ TEST(AudCapsVector, FindsConnectionTypesByType) {
     EXPECT_EQ(list.find(keIO_ConnectionTypeHDMI), 3u);     // none: the length
     EXPECT_TRUE(list[keIO_ConnectionTypeAES_EBU].isDigital());
     EXPECT_FALSE(list[keIO_ConnectionTypeAES_EBU].supportsSRC(k48, k96));  // aes, not aes2
-    EXPECT_EQ(list[std::size_t(2)].type(), keIO_ConnectionTypeAES_EBU);   // by position
+    EXPECT_EQ(list[std::size_t(2)].type(), keIO_ConnectionTypeAES_EBU);    // by position
 
     platform::LogCapture capture;
     const IO_ConnectionTypeInfo missing = list[keIO_ConnectionTypeHDMI];

@@ -20,7 +20,7 @@ namespace Aud::Filter {
 struct BiquadTestAccess {
     static std::vector<float> memory(const Biquad& b) { return {b.x1_, b.x2_, b.y1_, b.y2_}; }
 };
-} // namespace Aud::Filter
+}  // namespace Aud::Filter
 
 using Aud::Filter::Biquad;
 using Aud::Filter::BiquadTestAccess;
@@ -91,7 +91,7 @@ void expectIdentical(const Case& lanes, const Case& scalar) {
     }
 }
 
-} // namespace
+}  // namespace
 
 TEST(BiquadChannels, EveryShapeOfCallMatchesProcessSampleBitForBit) {
     std::mt19937 rng(7);
@@ -156,9 +156,18 @@ TEST(BiquadChannels, SuccessiveBlocksContinueTheRecursion) {
 }
 
 TEST(BiquadChannels, SpecialValuesGoThroughTheLanesAsThroughProcessSample) {
-    const float specials[] = {0.0f, -0.0f, 1e-40f, -1e-42f, std::numeric_limits<float>::min(),
-                              std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(),
-                              std::numeric_limits<float>::quiet_NaN(), 3.0e38f, -3.0e38f, 1.0f, -1.0f};
+    const float specials[] = {0.0f,
+                              -0.0f,
+                              1e-40f,
+                              -1e-42f,
+                              std::numeric_limits<float>::min(),
+                              std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(),
+                              std::numeric_limits<float>::quiet_NaN(),
+                              3.0e38f,
+                              -3.0e38f,
+                              1.0f,
+                              -1.0f};
     for (bool flush : {false, true}) {
         SCOPED_TRACE(flush ? "flush-to-zero" : "gradual underflow");
         std::mt19937 rng(13);

@@ -13,7 +13,7 @@ struct BiquadTestAccess {
     static void forceActive(Biquad& b) { b.active_ = true; }
     static std::vector<float> normalised(const Biquad& b) { return {b.nb0_, b.nb1_, b.nb2_, b.na1_, b.na2_}; }
 };
-} // namespace Aud::Filter
+}  // namespace Aud::Filter
 
 using Aud::Filter::Biquad;
 using Aud::Filter::BiquadTestAccess;
@@ -84,9 +84,8 @@ struct Config {
 };
 
 std::string describe(const Config& c) {
-    return "type " + std::to_string(c.type) + " f " + std::to_string(c.freq) + " kind " +
-           std::to_string(c.shape.kind) + " value " + std::to_string(c.shape.value) + " gain " +
-           std::to_string(c.gain);
+    return "type " + std::to_string(c.type) + " f " + std::to_string(c.freq) + " kind " + std::to_string(c.shape.kind) +
+           " value " + std::to_string(c.shape.value) + " gain " + std::to_string(c.gain);
 }
 
 // Every type with every shape kind it accepts, at a few corners, widths and gains.
@@ -184,7 +183,7 @@ void expectCloseToDoubleFilter(Biquad& b, const Design& d, const std::string& wh
     EXPECT_GT(maxY, 0.0) << what;
 }
 
-} // namespace
+}  // namespace
 
 TEST(Biquad, DefaultSectionIsInactiveAndUnconfigured) {
     Biquad b;
@@ -375,7 +374,9 @@ TEST(Biquad, EveryExceptionWithItsMessageAndLine) {
     EXPECT_FALSE(b.getActive());
     b.setActive(false);  // always allowed
     const auto configure = [&](int type, int kind) {
-        return [&b, type, kind] { b.configure(static_cast<Biquad::eFilterType>(type), 1000.0f, kFs, Shape{kind, 1.0f}, 0.0); };
+        return [&b, type, kind] {
+            b.configure(static_cast<Biquad::eFilterType>(type), 1000.0f, kFs, Shape{kind, 1.0f}, 0.0);
+        };
     };
     for (int type : {1, 2, 3, 4, 5, 7}) {
         for (int kind : {0, 3, 4, -1}) expectThrows(configure(type, kind), "ShapeDescriptor/FilterType mismatch", 116);
@@ -396,8 +397,11 @@ TEST(Biquad, EveryExceptionWithItsMessageAndLine) {
     BiquadTestAccess::forceActive(b);
     expectThrows([&] { (void)b.getResponseMagnitudeAtFrequency(0.5f); }, "Biquad is not configured!", 385);
     // the constructor throws from configure
-    expectThrows([] { Biquad bad(Biquad::kNone, 1000.0f, kFs, Shape{Shape::kQ, 1.0f}, 0.0, true); },
-                 "Unknown filter type", 267);
+    expectThrows(
+        [] {
+            Biquad bad(Biquad::kNone, 1000.0f, kFs, Shape{Shape::kQ, 1.0f}, 0.0, true);
+        },
+        "Unknown filter type", 267);
 }
 
 TEST(Biquad, AFailedConfigureLeavesTheSectionAsItWas) {
@@ -406,8 +410,11 @@ TEST(Biquad, AFailedConfigureLeavesTheSectionAsItWas) {
     b.processSample(0.5f);
     Biquad twinRun = twin;
     twinRun.processSample(0.5f);
-    expectThrows([&] { b.configure(Biquad::kLowShelf, 80.0f, kFs, Shape{Shape::kBandwidthOctaves, 1.0f}, 3.0); },
-                 "ShapeDescriptor/FilterType mismatch", 133);
+    expectThrows(
+        [&] {
+            b.configure(Biquad::kLowShelf, 80.0f, kFs, Shape{Shape::kBandwidthOctaves, 1.0f}, 3.0);
+        },
+        "ShapeDescriptor/FilterType mismatch", 133);
     EXPECT_EQ(b.getFilterType(), Biquad::kHighPass);
     EXPECT_EQ(b.getFrequency(), 300.0f);
     EXPECT_EQ(b.getShapeDescriptor(), (Shape{Shape::kQ, 0.9f}));

@@ -20,7 +20,7 @@ struct Anchor {
     double u72, db;
 };
 constexpr Anchor kAnchors[] = {{0, -145}, {3, -60}, {11, -40}, {20, -30}, {49, -10},
-                               {60, -5},  {72, 0},  {87, 5},    {100, 10}};
+                               {60, -5},  {72, 0},  {87, 5},   {100, 10}};
 constexpr int kLastSegment = 7;  // 87..100, continued beyond 100
 
 double mixerMag(double uval) {
@@ -28,7 +28,10 @@ double mixerMag(double uval) {
     const double u72 = uval * 72;
     int seg = kLastSegment;
     for (int j = 0; j < kLastSegment; ++j)
-        if (u72 < kAnchors[j + 1].u72) { seg = j; break; }
+        if (u72 < kAnchors[j + 1].u72) {
+            seg = j;
+            break;
+        }
     const Anchor a = kAnchors[seg], b = kAnchors[seg + 1];
     const double db = a.db + (u72 - a.u72) * (b.db - a.db) / (b.u72 - a.u72);
     return std::pow(10.0, db / 20);
@@ -39,7 +42,10 @@ double mixerUVal(double mag) {
     const double db = 20 * std::log10(mag);
     int seg = kLastSegment;
     for (int j = 0; j < kLastSegment; ++j)
-        if (db < kAnchors[j + 1].db) { seg = j; break; }
+        if (db < kAnchors[j + 1].db) {
+            seg = j;
+            break;
+        }
     const Anchor a = kAnchors[seg], b = kAnchors[seg + 1];
     return (a.u72 + (db - a.db) * (b.u72 - a.u72) / (b.db - a.db)) / 72;
 }
@@ -74,7 +80,7 @@ float byRule(const CurveNode (&table)[N], float in, float step, Dir dir) {
     return dir == Dir::kUVal2Mag ? n.mag + (in - n.uval) * n.slope : n.uval + (in - n.mag) * n.slope;
 }
 
-} // namespace
+}  // namespace
 
 TEST(GainCurve, NodeIsSixteenBytesOfFourFloats) {
     EXPECT_EQ(sizeof(CurveNode), 16u);
@@ -156,13 +162,17 @@ TEST(GainCurve, LookupsAtAndBetweenNodesFollowTheRuleAndTheLaw) {
         double lawTolerance;  // bound on linear interpolation error between nodes
     };
     const Case cases[] = {
-        {ConstantPower1::UVal2Mag, cpMag, ConstantPower1_Private::UVal2Mag_CurveNodes, 101, 0.01f, Dir::kUVal2Mag, 4e-5},
+        {ConstantPower1::UVal2Mag, cpMag, ConstantPower1_Private::UVal2Mag_CurveNodes, 101, 0.01f, Dir::kUVal2Mag,
+         4e-5},
         // asin has a square-root corner at 1: the chord over [0.99, 1] is off by up to
         // (2/pi) * sqrt(2 * 0.01) / 4 = 0.0225
-        {ConstantPower1::Mag2UVal, cpUVal, ConstantPower1_Private::Mag2UVal_CurveNodes, 101, 0.01f, Dir::kMag2UVal, 2.5e-2},
-        {MixerStyleLog1::UVal2Mag, mixerMag, MixerStyleLog1_Private::UVal2Mag_CurveNodes, 1502, 0.001f, Dir::kUVal2Mag, 5e-4},  // kinks of the dB law inside intervals
+        {ConstantPower1::Mag2UVal, cpUVal, ConstantPower1_Private::Mag2UVal_CurveNodes, 101, 0.01f, Dir::kMag2UVal,
+         2.5e-2},
+        {MixerStyleLog1::UVal2Mag, mixerMag, MixerStyleLog1_Private::UVal2Mag_CurveNodes, 1502, 0.001f, Dir::kUVal2Mag,
+         5e-4},  // kinks of the dB law inside intervals
         // the first interval spans everything from silence to -46 dB
-        {MixerStyleLog1::Mag2UVal, mixerUVal, MixerStyleLog1_Private::Mag2UVal_CurveNodes, 903, 0.005f, Dir::kMag2UVal, 3e-2},
+        {MixerStyleLog1::Mag2UVal, mixerUVal, MixerStyleLog1_Private::Mag2UVal_CurveNodes, 903, 0.005f, Dir::kMag2UVal,
+         3e-2},
     };
     for (const Case& c : cases) {
         for (std::size_t i = 0; i + 1 < c.size; ++i) {

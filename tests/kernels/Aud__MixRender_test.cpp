@@ -21,10 +21,9 @@ namespace {
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-
 using Buf = std::vector<float>;
 
-} // namespace
+}  // namespace
 
 TEST(MixRender, CountZeroTouchesNothingAndStoresThePeakBack) {
     Buf src = {1, 2, 3, 4}, dst = {5, 6, 7, 8}, dst2 = {9, 9, 9, 9};
@@ -143,7 +142,7 @@ TEST(MixRender, AccumulatingPrePeakScanHasNoZeroShortCut) {
     Buf src = {0.5f, -4.0f, 1.0f, 2.0f}, dst = {1.0f, -1.0f, 0.0f, -0.0f};
     float peak = 0;
     MultiplyConstantAndAddWithPrePeakScan(src.data(), dst.data(), 1, 0.0f, &peak);
-    EXPECT_EQ(peak, 4.0f);  // measured even though the gain is 0
+    EXPECT_EQ(peak, 4.0f);                           // measured even though the gain is 0
     EXPECT_EQ(dst, (Buf{1.0f, -1.0f, 0.0f, 0.0f}));  // dst + src * 0: numerically unchanged
     // the loop really runs: an infinite source times 0 is NaN
     Buf inf = {kInf, 1, 1, 1};

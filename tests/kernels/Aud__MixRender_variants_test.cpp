@@ -27,7 +27,7 @@ using audatoms::test::sameBits;
 
 namespace Aud::MixRender {
 void PrintTo(eInstructionSet set, std::ostream* os) { *os << getInstructionSetName(set); }
-} // namespace Aud::MixRender
+}  // namespace Aud::MixRender
 
 namespace {
 
@@ -59,7 +59,7 @@ struct Rng {
     }
 };
 
-constexpr std::size_t kGuard = 16;       // floats of canary on each side
+constexpr std::size_t kGuard = 16;              // floats of canary on each side
 constexpr std::uint32_t kCanary = 0x7FBADBADu;  // a signalling NaN no kernel writes
 
 // A buffer of n floats at a chosen misalignment (in floats) from a 64-byte boundary,
@@ -95,8 +95,7 @@ struct World {
     Buffer src, dst1, dst2;
     float peak = 0;
     float *s, *d1, *d2;
-    World(const Layout& st, Rng& rng)
-        : src(st.n, st.misSrc), dst1(st.n, st.misDst), dst2(st.n, (st.misDst + 1) % 4) {
+    World(const Layout& st, Rng& rng) : src(st.n, st.misSrc), dst1(st.n, st.misDst), dst2(st.n, (st.misDst + 1) % 4) {
         for (Buffer* b : {&src, &dst1, &dst2})
             for (std::size_t i = 0; i < st.n; ++i) b->data()[i] = rng.sample();
         s = src.data();
@@ -122,7 +121,10 @@ struct Kernel {
 #define AUD_PICK(fn) (reference ? Reference::fn : fn)
 const Kernel kKernels[] = {
     {"PeakScan",
-     [](bool reference, World& w, unsigned c, float, float, unsigned) { AUD_PICK(PeakScan)(w.s, c, &w.peak); },
+     [](bool reference, World& w, unsigned c, float, float, unsigned) {
+         const auto scan = AUD_PICK(PeakScan);
+         scan(w.s, c, &w.peak);
+     },
      false, true},
     {"MultiplyConstant",
      [](bool reference, World& w, unsigned c, float a, float, unsigned) {
@@ -139,7 +141,11 @@ const Kernel kKernels[] = {
          AUD_PICK(MultiplyWithDelta)(w.s, w.d1, c, a, b);
      },
      false, false},
-    {"Add", [](bool reference, World& w, unsigned c, float, float, unsigned) { AUD_PICK(Add)(w.s, w.d1, c); },
+    {"Add",
+     [](bool reference, World& w, unsigned c, float, float, unsigned) {
+         AUD_PICK(Add)
+         (w.s, w.d1, c);
+     },
      false, false},
     {"MultiplyConstantAndAdd",
      [](bool reference, World& w, unsigned c, float a, float, unsigned) {
@@ -211,8 +217,8 @@ protected:
 };
 
 // Runs one kernel on one set-up both ways and compares every word of every buffer.
-void compareOnce(const Kernel& k, const Layout& st, unsigned count, float a, float b, float peakIn,
-                 std::uint64_t seed, int& failures, unsigned first = 0) {
+void compareOnce(const Kernel& k, const Layout& st, unsigned count, float a, float b, float peakIn, std::uint64_t seed,
+                 int& failures, unsigned first = 0) {
     Rng r1{seed}, r2{seed};
     World fast(st, r1), ref(st, r2);
     fast.peak = ref.peak = peakIn;
@@ -380,4 +386,4 @@ TEST(MixRenderInstructionSets, ThisMachineRunsEveryVariantItAdvertises) {
 }
 #endif
 
-} // namespace
+}  // namespace

@@ -28,7 +28,9 @@ std::uint32_t bits(float f) {
 }
 
 template <class T>
-void put(std::vector<unsigned char>& buf, std::size_t at, T v) { std::memcpy(buf.data() + at, &v, sizeof v); }
+void put(std::vector<unsigned char>& buf, std::size_t at, T v) {
+    std::memcpy(buf.data() + at, &v, sizeof v);
+}
 
 float ref(int type, const std::vector<unsigned char>& buf, unsigned count) {
     return PeakScan::referenceKernels().peak[type](buf.data(), count);
@@ -43,15 +45,28 @@ std::vector<const Kernels*> fastTables() {
 
 // Fills n samples of a type at `at` with random data salted with special values.
 void fill(std::vector<unsigned char>& buf, std::size_t at, int type, unsigned n, std::mt19937& rng) {
-    const float fspecial[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                              -std::numeric_limits<float>::infinity(), 0.0f, -0.0f,
-                              std::numeric_limits<float>::denorm_min(), -1e-40f, std::numeric_limits<float>::max(),
-                              -1.0f, 0.99f};
-    const double dspecial[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
-                               -std::numeric_limits<double>::infinity(), 0.0, -0.0, 4.9e-324, -1e-310, 1e300,
-                               -3.5e38, 3.4028235677973366e38};
-    const std::uint32_t wspecial[] = {0x80000000u, 0x7FFFFFFFu, 0xFFFFFFFFu, 0u, 0x00800000u, 0x007FFFFFu,
-                                      0x0FFFFFF0u, 0x08000000u, 0xF7FFF000u, 0x00008000u};
+    const float fspecial[] = {std::numeric_limits<float>::quiet_NaN(),
+                              std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(),
+                              0.0f,
+                              -0.0f,
+                              std::numeric_limits<float>::denorm_min(),
+                              -1e-40f,
+                              std::numeric_limits<float>::max(),
+                              -1.0f,
+                              0.99f};
+    const double dspecial[] = {std::numeric_limits<double>::quiet_NaN(),
+                               std::numeric_limits<double>::infinity(),
+                               -std::numeric_limits<double>::infinity(),
+                               0.0,
+                               -0.0,
+                               4.9e-324,
+                               -1e-310,
+                               1e300,
+                               -3.5e38,
+                               3.4028235677973366e38};
+    const std::uint32_t wspecial[] = {0x80000000u, 0x7FFFFFFFu, 0xFFFFFFFFu, 0u,          0x00800000u,
+                                      0x007FFFFFu, 0x0FFFFFF0u, 0x08000000u, 0xF7FFF000u, 0x00008000u};
     std::uniform_int_distribution<int> pick(0, 15);
     for (unsigned i = 0; i < n; ++i) {
         const std::size_t p = at + std::size_t(i) * kStride[type];
@@ -73,7 +88,7 @@ void fill(std::vector<unsigned char>& buf, std::size_t at, int type, unsigned n,
     }
 }
 
-} // namespace
+}  // namespace
 
 // ---- the scalar definition, worked by hand -----------------------------------------
 
@@ -83,7 +98,7 @@ TEST(PeakScanReference, Int16) {
     put<std::int16_t>(b, 2, -32768);  // 1.0
     put<std::int16_t>(b, 4, 5);
     EXPECT_EQ(ref(1, b, 3), 1.0f);
-    put<std::int16_t>(b, 2, 32440);   // 32440 / 32768 = 0.989990234375
+    put<std::int16_t>(b, 2, 32440);  // 32440 / 32768 = 0.989990234375
     EXPECT_EQ(ref(1, b, 3), 0.989990234375f);
     put<std::int16_t>(b, 2, 32767);
     EXPECT_EQ(ref(1, b, 3), 32767.0f / 32768.0f);
@@ -117,8 +132,8 @@ TEST(PeakScanReference, Packed24) {
 TEST(PeakScanReference, EightBit) {
     EXPECT_EQ(ref(3, {0x80, 0x10}, 2), 1.0f);             // -128 / 128
     EXPECT_EQ(ref(3, {0x7F, 0xF0}, 2), 127.0f / 128.0f);  // 127 and -16
-    EXPECT_EQ(ref(4, {128, 128, 128}, 3), 0.0f);           // all silence
-    EXPECT_EQ(ref(4, {0, 128}, 2), 1.0f);                  // 0 - 128
+    EXPECT_EQ(ref(4, {128, 128, 128}, 3), 0.0f);          // all silence
+    EXPECT_EQ(ref(4, {0, 128}, 2), 1.0f);                 // 0 - 128
     EXPECT_EQ(ref(4, {255, 120}, 2), 127.0f / 128.0f);
 }
 
@@ -236,7 +251,8 @@ TEST(PeakScan, ExtremeAtEveryPositionIsFound) {
             case 9: put<std::uint32_t>(buf, p, 0x08000000u); break;
             }
             EXPECT_EQ(ref(type, buf, n), 1.0f) << type << " at " << at;
-            for (const Kernels* t : tables) EXPECT_EQ(t->peak[type](buf.data(), n), 1.0f) << t->name << " " << type << " at " << at;
+            for (const Kernels* t : tables)
+                EXPECT_EQ(t->peak[type](buf.data(), n), 1.0f) << t->name << " " << type << " at " << at;
         }
     }
 }

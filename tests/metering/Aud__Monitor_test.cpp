@@ -65,7 +65,7 @@ struct Meters {
     std::vector<MonitoringPointReader> readers;
 };
 
-} // namespace
+}  // namespace
 
 TEST(Monitor, IsPolymorphic) {
     EXPECT_TRUE(std::is_polymorphic_v<Monitor>);
@@ -117,7 +117,7 @@ TEST(Monitor, OutOfRangeInputIdIsASharedInvalidId) {
     const IdStamp& b = m.getInputMonitoringPointId(99);
     EXPECT_EQ(&a, &b);
     EXPECT_FALSE(a.valid());
-    const_cast<IdStamp&>(a) = IdStamp();  // even if a caller writes to it ...
+    const_cast<IdStamp&>(a) = IdStamp();                   // even if a caller writes to it ...
     EXPECT_FALSE(m.getInputMonitoringPointId(7).valid());  // ... the next call invalidates it
 }
 
@@ -165,13 +165,18 @@ TEST(Monitor, UnsignedEightBitSilenceIsZero) {
 }
 
 TEST(Monitor, EverySampleTypeReachesItsWriter) {
-    struct Case { int type; std::vector<unsigned char> bytes; unsigned n; float expected; };
+    struct Case {
+        int type;
+        std::vector<unsigned char> bytes;
+        unsigned n;
+        float expected;
+    };
     std::vector<Case> cases = {
         {0, bytesOf(std::vector<float>{0.25f, -0.5f}), 2, 0.5f},
         {1, bytesOf(std::vector<std::int16_t>{-16384, 100}), 2, 0.5f},
-        {2, {0x00, 0x00, 0x20, 0x00, 0x00, 0xF0}, 2, 0.25f},      // 0x200000 = 2^21; 0xF00000 = -2^20
-        {3, {0xC0, 0x10}, 2, 0.5f},                               // -64
-        {4, {64, 160}, 2, 0.5f},                                  // 64 - 128
+        {2, {0x00, 0x00, 0x20, 0x00, 0x00, 0xF0}, 2, 0.25f},  // 0x200000 = 2^21; 0xF00000 = -2^20
+        {3, {0xC0, 0x10}, 2, 0.5f},                           // -64
+        {4, {64, 160}, 2, 0.5f},                              // 64 - 128
         {5, bytesOf(std::vector<std::uint32_t>{0xAB200000u}), 1, 0.25f},
         {6, bytesOf(std::vector<std::int32_t>{1073741824}), 1, float(1073741824.5 / 2147483647.5)},
         {7, bytesOf(std::vector<double>{-0.75}), 1, 0.75f},

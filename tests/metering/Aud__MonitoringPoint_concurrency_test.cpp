@@ -45,7 +45,7 @@ private:
     std::vector<IdStamp> ids_;
 };
 
-} // namespace
+}  // namespace
 
 TEST(MonitoringPointConcurrency, WritersReadersAndRegistrationTogether) {
     MonitoringPointManager& m = MonitoringPointManager::instance();

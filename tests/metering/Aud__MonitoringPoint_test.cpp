@@ -68,8 +68,7 @@ TEST(MonitoringPointManager, InfoLookupFallsBackThroughWriterToReaderOnly) {
 TEST(MonitoringPointManager, GetInternalReaderIdIsNotProvided) {
     platform::LogCapture capture;
     const IdStamp id = MonitoringPointManager::getInternalReaderId(0, keIO_DirectionInput);
-    EXPECT_EQ(capture.assertionText(),
-              "assertion failed false at ole/AudAtoms/Aud__MonitoringPoint line 240\n");
+    EXPECT_EQ(capture.assertionText(), "assertion failed false at ole/AudAtoms/Aud__MonitoringPoint line 240\n");
     EXPECT_FALSE(id.valid());
 }
 
@@ -139,7 +138,7 @@ TEST(MonitoringPointReader, AfterATakeTheNextWriteReplacesThePeak) {
     EXPECT_EQ(r.peakValue(true), 0.5f);
     w.updatePeakSampleValue(0.125f);  // replaces although smaller
     EXPECT_EQ(r.peakValue(false), 0.125f);
-    w.updatePeakSampleValue(0.25f);   // no take since: accumulates again
+    w.updatePeakSampleValue(0.25f);  // no take since: accumulates again
     w.updatePeakSampleValue(0.0625f);
     EXPECT_EQ(r.peakValue(false), 0.25f);
 }
@@ -163,10 +162,10 @@ TEST(MonitoringPointReader, ATakenPeakFallsToZeroAfterMoreThanFortyMilliseconds)
     MonitoringPointReader r(p.readerId);
     MonitoringPointWriter w = p.writer();
     w.updatePeakSampleValue(0.5f);
-    EXPECT_EQ(r.peakValue(true), 0.5f);     // taken at 100 ms
-    clock.set(140.0);                       // exactly 40 ms: not more than 40
+    EXPECT_EQ(r.peakValue(true), 0.5f);  // taken at 100 ms
+    clock.set(140.0);                    // exactly 40 ms: not more than 40
     EXPECT_EQ(r.peakValue(false), 0.5f);
-    clock.set(140.5);                       // 40.5 ms without a write
+    clock.set(140.5);  // 40.5 ms without a write
     EXPECT_EQ(r.peakValue(false), 0.0f);
     // The fall cleared the take, so writes accumulate again from 0.
     w.updatePeakSampleValue(0.25f);
@@ -181,10 +180,10 @@ TEST(MonitoringPointReader, EachTakeRestartsTheHoldPeriod) {
     MonitoringPointReader r(p.readerId);
     MonitoringPointWriter w = p.writer();
     w.updatePeakSampleValue(0.5f);
-    EXPECT_EQ(r.peakValue(true), 0.5f);   // taken at 0
+    EXPECT_EQ(r.peakValue(true), 0.5f);  // taken at 0
     clock.set(30.0);
-    EXPECT_EQ(r.peakValue(true), 0.5f);   // taken again at 30
-    clock.set(60.0);                      // 60 since the first, 30 since the second take
+    EXPECT_EQ(r.peakValue(true), 0.5f);  // taken again at 30
+    clock.set(60.0);                     // 60 since the first, 30 since the second take
     EXPECT_EQ(r.peakValue(false), 0.5f);
     clock.set(70.5);
     EXPECT_EQ(r.peakValue(false), 0.0f);
@@ -198,7 +197,7 @@ TEST(MonitoringPointReader, AWriteWithinTheHoldPeriodKeepsTheMeterUp) {
     w.updatePeakSampleValue(0.5f);
     EXPECT_EQ(r.peakValue(true), 0.5f);
     clock.set(20.0);
-    w.updatePeakSampleValue(0.25f);       // clears the take
+    w.updatePeakSampleValue(0.25f);  // clears the take
     clock.set(500.0);
     EXPECT_EQ(r.peakValue(false), 0.25f);
 }
@@ -212,12 +211,12 @@ TEST(MonitoringPointReader, AClipRaisesEveryReadersPeakToAtLeastOneAndLatches) {
     MonitoringPointWriter w = p.writer();
     w.updatePeakSampleValue(0.5f);
     EXPECT_EQ(high.peakValue(true), 0.5f);
-    w.updatePeakSampleValue(1.5f);        // high was taken: replaced; low accumulates to 1.5
+    w.updatePeakSampleValue(1.5f);         // high was taken: replaced; low accumulates to 1.5
     EXPECT_EQ(low.peakValue(true), 1.5f);  // low takes at 1.5
     EXPECT_EQ(taken.peakValue(false), 1.5f);
     w.updateHasClipped();
-    EXPECT_EQ(low.peakValue(false), 1.0f);    // taken: the clip replaces 1.5 by 1.0
-    EXPECT_EQ(high.peakValue(false), 1.5f);   // not taken and not below 1.0: kept
+    EXPECT_EQ(low.peakValue(false), 1.0f);   // taken: the clip replaces 1.5 by 1.0
+    EXPECT_EQ(high.peakValue(false), 1.5f);  // not taken and not below 1.0: kept
     EXPECT_EQ(taken.peakValue(false), 1.5f);
     for (MonitoringPointReader* r : {&low, &high, &taken}) {
         EXPECT_TRUE(r->hasClipped(false));
@@ -225,7 +224,7 @@ TEST(MonitoringPointReader, AClipRaisesEveryReadersPeakToAtLeastOneAndLatches) {
     }
     EXPECT_TRUE(low.hasClipped(true));
     EXPECT_FALSE(low.hasClipped(false));
-    EXPECT_TRUE(high.hasClipped(false));    // the other readers keep theirs
+    EXPECT_TRUE(high.hasClipped(false));  // the other readers keep theirs
 }
 
 TEST(MonitoringPointReader, AClipOnAQuietPointGivesPeakOne) {

@@ -8,8 +8,8 @@
 
 using Aud::SimpleMixState;
 using audatoms::test::assertionLine;
-using audatoms::test::faderFromMagnitude;
 using audatoms::test::assertionsOf;
+using audatoms::test::faderFromMagnitude;
 
 namespace {
 
@@ -89,7 +89,7 @@ TEST(SimpleMixStateConfig, StoreReplacesTheSectionsAndKeepsOthers) {
     EXPECT_EQ(entries(file, "SimpleMixState.MixChannels.Fader"), (Lines{"00=1.5000000000"}));
     EXPECT_EQ(entries(file, "SimpleMixState.MixChannels.Mute"), (Lines{"00=1"}));
     EXPECT_EQ(entries(file, "SimpleMixState.MixChannels.Solo"), Lines{});
-    EXPECT_EQ(entries(file, "SimpleMixState.MixChannels.RouteToOutput"), Lines{}); // main mix, special outputs only
+    EXPECT_EQ(entries(file, "SimpleMixState.MixChannels.RouteToOutput"), Lines{});  // main mix, special outputs only
 }
 
 TEST(SimpleMixStateConfig, SoloEntriesForEveryMixButTheMain) {
@@ -122,8 +122,8 @@ TEST(SimpleMixStateConfig, RetrieveResetsFirstAndMarksDirty) {
 
 TEST(SimpleMixStateConfig, WithoutAVersionEntryLevelsAreFaderValues) {
     SimpleMixState s(2, 2, 4);
-    s.retrieveCompatibleConfigurationInformation(
-        fileFrom("[SimpleMixState.InputChannels.Fader]\n000=0.5000000000\n[SimpleMixState.MixChannels.Fader]\n01=0.25\n"));
+    s.retrieveCompatibleConfigurationInformation(fileFrom(
+        "[SimpleMixState.InputChannels.Fader]\n000=0.5000000000\n[SimpleMixState.MixChannels.Fader]\n01=0.25\n"));
     EXPECT_EQ(s.getInputLevel(0), 0.5f);
     EXPECT_EQ(s.getMixLevel(0), 0.25f);
 }
@@ -136,8 +136,8 @@ TEST(SimpleMixStateConfig, Version10LevelsGoThroughTheCurve) {
                  "[SimpleMixState.MixChannels.Fader]\n00=2.0\n01=0.001\n"));
     EXPECT_EQ(s.getInputLevel(0), 1.0f);
     EXPECT_EQ(s.getInputLevel(1), faderFromMagnitude(0.5f));
-    EXPECT_NEAR(s.getInputLevel(1), 0.802148f, 2e-4f); // -6.02 dB on the fader law
-    EXPECT_EQ(s.getInputPan(0), 0.25f);                // pans are not converted
+    EXPECT_NEAR(s.getInputLevel(1), 0.802148f, 2e-4f);  // -6.02 dB on the fader law
+    EXPECT_EQ(s.getInputPan(0), 0.25f);                 // pans are not converted
     EXPECT_EQ(s.getMixLevel(-1), faderFromMagnitude(2.0f));
     EXPECT_EQ(s.getMixLevel(0), faderFromMagnitude(0.001f));
     // A converted value above 1.5 is clamped by the setter: 4.0 is +12 dB, about 1.47;
@@ -162,18 +162,18 @@ TEST(SimpleMixStateConfig, VersionEntryIsFoundIgnoringCaseAndTheLastWins) {
     EXPECT_EQ(levelWith("Version=1.1\n"), 0.5f);
     EXPECT_EQ(levelWith("Version=1.1\nVersion=1.0\n"), converted);
     EXPECT_EQ(levelWith("Version=1.0\nVersion=1.1\n"), 0.5f);
-    EXPECT_EQ(levelWith("Version=1.0\nVersion=x\n"), 0.5f); // the last one, unreadable: -1.-1
-    EXPECT_EQ(levelWith("Version=1\n"), 0.5f);              // minor absent: -1
+    EXPECT_EQ(levelWith("Version=1.0\nVersion=x\n"), 0.5f);  // the last one, unreadable: -1.-1
+    EXPECT_EQ(levelWith("Version=1\n"), 0.5f);               // minor absent: -1
     EXPECT_EQ(levelWith("Version=2.0\n"), 0.5f);
-    EXPECT_EQ(levelWith("Version =1.0\n"), 0.5f); // the attribute is "Version ": not the version entry
+    EXPECT_EQ(levelWith("Version =1.0\n"), 0.5f);  // the attribute is "Version ": not the version entry
     EXPECT_EQ(levelWith("Version=1.00\n"), converted);
     EXPECT_EQ(levelWith("Versions=1.0\n"), 0.5f);
 }
 
 TEST(SimpleMixStateConfig, FaderValuesAreClampedByTheSetter) {
     SimpleMixState s(2, 2, 4);
-    s.retrieveCompatibleConfigurationInformation(fileFrom(
-        "[SimpleMixState.InputChannels.Fader]\n000=2\n001=-3\n[SimpleMixState.MixChannels.Fader]\n00=1.75\n"));
+    s.retrieveCompatibleConfigurationInformation(
+        fileFrom("[SimpleMixState.InputChannels.Fader]\n000=2\n001=-3\n[SimpleMixState.MixChannels.Fader]\n00=1.75\n"));
     EXPECT_EQ(s.getInputLevel(0), 1.5f);
     EXPECT_EQ(s.getInputLevel(1), 0.0f);
     EXPECT_EQ(s.getMixLevel(-1), 1.5f);
@@ -182,20 +182,20 @@ TEST(SimpleMixStateConfig, FaderValuesAreClampedByTheSetter) {
 TEST(SimpleMixStateConfig, MalformedAndOutOfRangeEntriesAreSkipped) {
     SimpleMixState s(2, 2, 4);
     const std::string out = assertionsOf([&] {
-        s.retrieveCompatibleConfigurationInformation(fileFrom(
-            "[SimpleMixState.InputChannels.Fader]\n002=0.5\n-01=0.5\nabc=0.5\n000=abc\n001=0.25\n"
-            "[SimpleMixState.InputChannels.Pan]\n005=0.1\n000=\n001=-2.5\n"
-            "[SimpleMixState.InputChannels.RouteToMix]\n000->02=1\n002->00=0\n000-01=1\n001->01=x\n001->01=7\n"
-            "001->00=0\n"
-            "[SimpleMixState.MixChannels.Fader]\n02=0.5\n-1=0.5\n01=0.75\n"));
+        s.retrieveCompatibleConfigurationInformation(
+            fileFrom("[SimpleMixState.InputChannels.Fader]\n002=0.5\n-01=0.5\nabc=0.5\n000=abc\n001=0.25\n"
+                     "[SimpleMixState.InputChannels.Pan]\n005=0.1\n000=\n001=-2.5\n"
+                     "[SimpleMixState.InputChannels.RouteToMix]\n000->02=1\n002->00=0\n000-01=1\n001->01=x\n001->01=7\n"
+                     "001->00=0\n"
+                     "[SimpleMixState.MixChannels.Fader]\n02=0.5\n-1=0.5\n01=0.75\n"));
     });
-    EXPECT_EQ(out, ""); // nothing is reported for what is skipped
+    EXPECT_EQ(out, "");  // nothing is reported for what is skipped
     EXPECT_EQ(s.getInputLevel(0), 1.0f);
     EXPECT_EQ(s.getInputLevel(1), 0.25f);
     EXPECT_EQ(s.getInputPan(0), 0.5f);
     EXPECT_EQ(s.getInputPan(1), -2.5f);
     EXPECT_FALSE(s.getInputRoutedToMix(0, 1));
-    EXPECT_TRUE(s.getInputRoutedToMix(1, 0)); // value 7: non-zero routes
+    EXPECT_TRUE(s.getInputRoutedToMix(1, 0));  // value 7: non-zero routes
     EXPECT_FALSE(s.getInputRoutedToMix(1, -1));
     EXPECT_TRUE(s.getInputRoutedToMix(0, -1));
     EXPECT_EQ(s.getMixLevel(-1), 1.0f);
@@ -204,9 +204,9 @@ TEST(SimpleMixStateConfig, MalformedAndOutOfRangeEntriesAreSkipped) {
 
 TEST(SimpleMixStateConfig, MuteAndSoloAreOnOnlyForTheText1) {
     SimpleMixState s(6, 2, 4);
-    s.retrieveCompatibleConfigurationInformation(fileFrom(
-        "[SimpleMixState.InputChannels.Mute]\n000=1\n001=true\n002=01\n003=\n004=1 \n005=0\n"
-        "[SimpleMixState.InputChannels.Solo]\n000=2\n001=1\n"));
+    s.retrieveCompatibleConfigurationInformation(
+        fileFrom("[SimpleMixState.InputChannels.Mute]\n000=1\n001=true\n002=01\n003=\n004=1 \n005=0\n"
+                 "[SimpleMixState.InputChannels.Solo]\n000=2\n001=1\n"));
     EXPECT_TRUE(s.getInputMuteState(0));
     for (int i = 1; i <= 5; ++i) EXPECT_FALSE(s.getInputMuteState(i)) << i;
     EXPECT_FALSE(s.getInputSoloState(0));
@@ -244,14 +244,14 @@ TEST(SimpleMixStateConfig, MixMutesAndSolosAreNeverReadBack) {
 TEST(SimpleMixStateConfig, MixRouteEntries) {
     SimpleMixState s(1, 3, 5);
     s.retrieveCompatibleConfigurationInformation(fileFrom("[SimpleMixState.MixChannels.RouteToOutput]\n"
-                                                          "01l->02=1\n"   // lower-case side: ignored
-                                                          "00L->01=1\n"   // main mix to a special output: ignored
-                                                          "01X->03=1\n"   // no such side
-                                                          "03L->03=1\n"   // mix slot out of range
-                                                          "01L->05=1\n"   // output slot out of range
-                                                          "01L->04=x\n"   // unreadable value
-                                                          "01L03=1\n"     // no arrow
-                                                          "02R->00=1\n"   // mix 1 right to output -2
+                                                          "01l->02=1\n"     // lower-case side: ignored
+                                                          "00L->01=1\n"     // main mix to a special output: ignored
+                                                          "01X->03=1\n"     // no such side
+                                                          "03L->03=1\n"     // mix slot out of range
+                                                          "01L->05=1\n"     // output slot out of range
+                                                          "01L->04=x\n"     // unreadable value
+                                                          "01L03=1\n"       // no arrow
+                                                          "02R->00=1\n"     // mix 1 right to output -2
                                                           "01L->01=1\n"));  // mix 0 left to output -1
     EXPECT_FALSE(s.getMixRoutedToOutput(0, 0, true));
     EXPECT_TRUE(s.getMixRoutedToOutput(-1, 0, true));  // defaults intact
@@ -311,4 +311,4 @@ TEST(SimpleMixStateConfig, InvalidStateReadsNothingAndReports) {
     EXPECT_FALSE(s.valid());
 }
 
-} // namespace
+}  // namespace

@@ -50,7 +50,7 @@ TEST(SimpleMixStateCopy, InvalidOntoInvalidChangesNothing) {
     EXPECT_EQ(assertionsOf([&] { a.copyFrom(b, true); }), "");
     EXPECT_FALSE(a.valid());
     EXPECT_FALSE(a.getDirty());
-    EXPECT_TRUE(b.getDirty()); // not even the source's flag is touched
+    EXPECT_TRUE(b.getDirty());  // not even the source's flag is touched
 }
 
 TEST(SimpleMixStateCopy, ValidOntoInvalidTakesDimensionsValuesAndDirtyFlag) {
@@ -60,7 +60,7 @@ TEST(SimpleMixStateCopy, ValidOntoInvalidTakesDimensionsValuesAndDirtyFlag) {
     EXPECT_EQ(assertionsOf([&] { dst.copyFrom(*src, false); }), "");
     std::string why;
     EXPECT_TRUE(audatoms::test::sameState(dst, *src, &why)) << why;
-    EXPECT_FALSE(dst.getDirty()); // the source's flag, although init made it dirty
+    EXPECT_FALSE(dst.getDirty());  // the source's flag, although init made it dirty
 }
 
 TEST(SimpleMixStateCopy, ClearOtherDirtyClearsTheSourceOnly) {
@@ -73,7 +73,7 @@ TEST(SimpleMixStateCopy, ClearOtherDirtyClearsTheSourceOnly) {
     EXPECT_FALSE(src->getDirty());
 
     SimpleMixState third(32, 4, 4);
-    third = *src; // operator= leaves the source's flag alone
+    third = *src;  // operator= leaves the source's flag alone
     EXPECT_FALSE(third.getDirty());
     src->setDirty();
     third = *src;
@@ -105,7 +105,7 @@ TEST(SimpleMixStateCopy, LargerDestinationIsResetThenTakesTheSource) {
     EXPECT_EQ(dst->numMixChans(), 8);
     EXPECT_EQ(dst->numOutputChans(), 4);
     EXPECT_EQ(dst->getInputLevel(15), 0.75f);
-    EXPECT_EQ(dst->getInputLevel(3), 1.0f); // the source's value, not the old 0.25
+    EXPECT_EQ(dst->getInputLevel(3), 1.0f);  // the source's value, not the old 0.25
     EXPECT_EQ(dst->getMixLevel(6), 0.125f);
     // The source's 16 records and 16x8 routing table stand for 32 inputs: the records
     // past 16 are reported as out of range, the routing access past the table throws.
@@ -191,4 +191,4 @@ TEST(SimpleMixStateCopy, AssignTakesOnlyMixerStates) {
     EXPECT_EQ(untouched.getInputLevel(3), 1.0f);
 }
 
-} // namespace
+}  // namespace

@@ -29,9 +29,7 @@ protected:
         s << in.rdbuf();
         return s.str();
     }
-    static void write(const std::string& p, const std::string& bytes) {
-        std::ofstream(p, std::ios::binary) << bytes;
-    }
+    static void write(const std::string& p, const std::string& bytes) { std::ofstream(p, std::ios::binary) << bytes; }
     audatoms::test::ScratchDir dir_;
 };
 
@@ -52,7 +50,7 @@ TEST_F(SimpleMixStateFiles, StreamFileRoundTripAndExactBytes) {
     ASSERT_TRUE(back.loadFromStreamFile(path("mix.strm"), &error)) << error;
     std::string why;
     EXPECT_TRUE(audatoms::test::sameState(back, *s, &why)) << why;
-    EXPECT_EQ(listing(), std::vector<std::string>{"mix.strm"}); // no temporary left behind
+    EXPECT_EQ(listing(), std::vector<std::string>{"mix.strm"});  // no temporary left behind
 }
 
 TEST_F(SimpleMixStateFiles, SavingOverALongerFileReplacesItWhole) {
@@ -111,12 +109,13 @@ TEST_F(SimpleMixStateFiles, MissingDamagedAndTruncatedStreamFiles) {
     }
     // A flipped version byte: refused, the state left invalid.
     std::string newer = bytes;
-    newer[2 + 2 + 8 + 2 + 2 + 8 + 3 + 1] = 2; // the mixer layer's minor version
+    newer[2 + 2 + 8 + 2 + 2 + 8 + 3 + 1] = 2;  // the mixer layer's minor version
     write(path("newer.strm"), newer);
     SimpleMixState target(2, 4, 4);
     platform::LogCapture log;
     EXPECT_FALSE(target.loadFromStreamFile(path("newer.strm"), &error));
-    EXPECT_EQ(error, "Encountered unknown version of SoftwareAudioMixer::SimpleMixState (current v1.1, encountered v1.2).");
+    EXPECT_EQ(error,
+              "Encountered unknown version of SoftwareAudioMixer::SimpleMixState (current v1.1, encountered v1.2).");
     EXPECT_FALSE(target.valid());
 }
 
@@ -151,4 +150,4 @@ TEST_F(SimpleMixStateFiles, DamagedConfigurationFilesGiveDefaultsForWhatIsUnread
     EXPECT_NE(error, "");
 }
 
-} // namespace
+}  // namespace

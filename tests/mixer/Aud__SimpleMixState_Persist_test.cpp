@@ -11,10 +11,10 @@
 using Aud::SimpleMixState;
 using audatoms::test::assertionLine;
 using Bytes = audatoms::test::StreamBytes;
+using audatoms::test::assertionsOf;
 using audatoms::test::faderFromMagnitude;
 using audatoms::test::ownData;
 using audatoms::test::record;
-using audatoms::test::assertionsOf;
 using audatoms::test::Unpacked;
 using audatoms::test::unpackRecord;
 using audatoms::test::wholeRecord;
@@ -45,8 +45,8 @@ Qm::Ptr<SimpleMixState> knownState() {
     s->setInputRoutedToMix(0, 0, true);
     s->setInputRoutedToMix(1, -1, false);
     s->setInputRoutedToMix(1, 2, true);
-    s->setMixRoutedToOutput(0, 1, false, true); // exclusive: takes output 1 from the main mix
-    s->setMixRoutedToOutput(1, -2, true, true); // special output: a single cell
+    s->setMixRoutedToOutput(0, 1, false, true);  // exclusive: takes output 1 from the main mix
+    s->setMixRoutedToOutput(1, -2, true, true);  // special output: a single cell
     s->setInputMuteState(1, true);
     s->setInputSoloState(0, true);
     s->setMixMuteState(2, true);
@@ -58,13 +58,13 @@ Qm::Ptr<SimpleMixState> knownState() {
 // The known state's own data, worked out from the layout table.
 std::string knownStateOwnData() {
     std::vector<std::uint8_t> in(2 * 4, 0);
-    in[inputCell(0, -1)] = 1; // defaults: every input feeds the main mix
+    in[inputCell(0, -1)] = 1;  // defaults: every input feeds the main mix
     in[inputCell(1, -1)] = 1;
     in[inputCell(0, 0)] = 1;
     in[inputCell(1, -1)] = 0;
     in[inputCell(1, 2)] = 1;
-    std::vector<std::uint8_t> out(4 * 4 * 2, 0); // the used part: mixes x outputs x 2
-    out[outputCell(-1, 0, true)] = 1;            // defaults
+    std::vector<std::uint8_t> out(4 * 4 * 2, 0);  // the used part: mixes x outputs x 2
+    out[outputCell(-1, 0, true)] = 1;             // defaults
     out[outputCell(-1, 1, false)] = 1;
     for (int mix = -1; mix <= 2; ++mix)
         for (bool left : {true, false}) out[outputCell(mix, 1, left)] = 0;
@@ -72,14 +72,14 @@ std::string knownStateOwnData() {
     out[outputCell(1, -2, true)] = 1;
     Bytes b;
     b.u8(1).i32(2).i32(4).i32(4);
-    b.u32(2 * 4).f32(0.25f).f32(1.5f);                          // input levels: a byte count
-    b.u32(2 * 4).f32(0.0f).f32(0.75f);                          // input pans
-    b.u32(4 * 4).f32(0.5f).f32(0.125f).f32(1.25f).f32(0.0f);    // mix levels, main mix first
+    b.u32(2 * 4).f32(0.25f).f32(1.5f);                        // input levels: a byte count
+    b.u32(2 * 4).f32(0.0f).f32(0.75f);                        // input pans
+    b.u32(4 * 4).f32(0.5f).f32(0.125f).f32(1.25f).f32(0.0f);  // mix levels, main mix first
     b.block(in).block(out);
-    b.u32(2).u8(0).u8(1);                                       // input mutes: an element count
-    b.u32(2).u8(1).u8(0);                                       // input solos
-    b.u32(4).u8(0).u8(0).u8(0).u8(1);                           // mix mutes, slots -1, 0, 1, 2
-    b.u32(4).u8(1).u8(0).u8(1).u8(0);                           // mix solos
+    b.u32(2).u8(0).u8(1);              // input mutes: an element count
+    b.u32(2).u8(1).u8(0);              // input solos
+    b.u32(4).u8(0).u8(0).u8(0).u8(1);  // mix mutes, slots -1, 0, 1, 2
+    b.u32(4).u8(1).u8(0).u8(1).u8(0);  // mix solos
     return b.str();
 }
 
@@ -139,7 +139,7 @@ TEST(SimpleMixStatePersist, KnownStateReadsBackEqualAndDirty) {
     EXPECT_EQ(u.log, "");
     std::string why;
     EXPECT_TRUE(audatoms::test::sameState(back, *s, &why)) << why;
-    EXPECT_TRUE(back.getDirty()); // the reset inside init marks it
+    EXPECT_TRUE(back.getDirty());  // the reset inside init marks it
 }
 
 TEST(SimpleMixStatePersist, Version10IsReadThroughTheFaderCurve) {
@@ -151,7 +151,7 @@ TEST(SimpleMixStatePersist, Version10IsReadThroughTheFaderCurve) {
     EXPECT_EQ(u.errors, "");
     ASSERT_TRUE(s.valid());
     EXPECT_EQ(s.STRM_layerVersion().minor, 0u);
-    EXPECT_EQ(s.getInputLevel(0), 1.0f); // exactly 1.0 stays
+    EXPECT_EQ(s.getInputLevel(0), 1.0f);  // exactly 1.0 stays
     EXPECT_EQ(s.getInputLevel(1), faderFromMagnitude(0.5f));
     // Independent check against the fader law: -6.02 dB lies between -10 dB at 49/72 and
     // -5 dB at 60/72: (49 + 11 * (20 log10 0.5 + 10) / 5) / 72 = 0.802148.
@@ -160,9 +160,9 @@ TEST(SimpleMixStatePersist, Version10IsReadThroughTheFaderCurve) {
     EXPECT_EQ(s.getMixLevel(0), faderFromMagnitude(2.0f));
     // +6.02 dB lies between +5 dB at 87/72 and +10 dB at 100/72: 1.245189.
     EXPECT_NEAR(s.getMixLevel(0), 1.245189f, 2e-4f);
-    EXPECT_EQ(s.getMixLevel(1), faderFromMagnitude(10.0f)); // past the table: last node, extrapolated
-    EXPECT_EQ(s.getMixLevel(2), faderFromMagnitude(-0.001f)); // quotient -0.2 truncates to node 0
-    EXPECT_LT(s.getMixLevel(2), 0.0f); // unpacking does not clamp
+    EXPECT_EQ(s.getMixLevel(1), faderFromMagnitude(10.0f));    // past the table: last node, extrapolated
+    EXPECT_EQ(s.getMixLevel(2), faderFromMagnitude(-0.001f));  // quotient -0.2 truncates to node 0
+    EXPECT_LT(s.getMixLevel(2), 0.0f);                         // unpacking does not clamp
     // Pans are not levels: no conversion.
     EXPECT_EQ(s.getInputPan(1), 0.25f);
 
@@ -181,7 +181,7 @@ TEST(SimpleMixStatePersist, Version11LevelsAreTakenAsTheyAre) {
     SimpleMixState s;
     unpackRecord(s, wholeRecord(ownDataWith({1.0f, 0.5f}, {0.0f, 2.0f, 10.0f, -0.001f}), 1, 1));
     EXPECT_EQ(s.getInputLevel(1), 0.5f);
-    EXPECT_EQ(s.getMixLevel(0), 2.0f); // not clamped either: read as stored
+    EXPECT_EQ(s.getMixLevel(0), 2.0f);  // not clamped either: read as stored
     EXPECT_EQ(s.getMixLevel(1), 10.0f);
 }
 
@@ -192,13 +192,15 @@ TEST(SimpleMixStatePersist, NewerVersionsAreRefusedAndLeaveTheStateInvalid) {
         const Unpacked u = unpackRecord(*s, wholeRecord(own, major, minor));
         const std::string v = std::to_string(major) + "." + std::to_string(minor);
         EXPECT_EQ(u.errors, "Encountered unknown version of SoftwareAudioMixer::SimpleMixState (current v1.1, "
-                            "encountered v" + v + ").");
+                            "encountered v" +
+                                v + ").");
         EXPECT_FALSE(s->valid());
         EXPECT_FALSE(s->getDirty());
         // Nothing of the own data was read: the framework skips it with a warning.
         EXPECT_EQ(u.log, "Warning: Not all object data was read while unpacking object Aud::SimpleMixState, layer "
-                         "Aud::SimpleMixState v" + v + ", " + std::to_string(own.size()) + "/" +
-                             std::to_string(own.size()) + " bytes unread.\n");
+                         "Aud::SimpleMixState v" +
+                             v + ", " + std::to_string(own.size()) + "/" + std::to_string(own.size()) +
+                             " bytes unread.\n");
         EXPECT_EQ(u.status, kStreamLayerOk);
     }
 }
@@ -206,8 +208,8 @@ TEST(SimpleMixStatePersist, NewerVersionsAreRefusedAndLeaveTheStateInvalid) {
 TEST(SimpleMixStatePersist, ShorterRoutingBlocksAreZeroPadded) {
     Bytes b;
     b.u8(1).i32(2).i32(4).i32(4).u32(0).u32(0).u32(0);
-    b.block({1, 1, 1});    // 3 of 8 bytes
-    b.block({0, 0, 0, 0, 0, 1}); // 6 of 32 bytes: mix -1, output 0, right
+    b.block({1, 1, 1});           // 3 of 8 bytes
+    b.block({0, 0, 0, 0, 0, 1});  // 6 of 32 bytes: mix -1, output 0, right
     b.u32(0).u32(0).u32(0).u32(0);
     SimpleMixState s;
     const Unpacked u = unpackRecord(s, wholeRecord(b.str()));
@@ -218,9 +220,9 @@ TEST(SimpleMixStatePersist, ShorterRoutingBlocksAreZeroPadded) {
     EXPECT_TRUE(s.getInputRoutedToMix(0, 0));
     EXPECT_TRUE(s.getInputRoutedToMix(0, 1));
     EXPECT_FALSE(s.getInputRoutedToMix(0, 2));
-    EXPECT_FALSE(s.getInputRoutedToMix(1, -1)); // padded with zeros, not the default
+    EXPECT_FALSE(s.getInputRoutedToMix(1, -1));  // padded with zeros, not the default
     EXPECT_TRUE(s.getMixRoutedToOutput(-1, 0, false));
-    EXPECT_FALSE(s.getMixRoutedToOutput(-1, 0, true)); // the default route was replaced
+    EXPECT_FALSE(s.getMixRoutedToOutput(-1, 0, true));  // the default route was replaced
     EXPECT_FALSE(s.getMixRoutedToOutput(-1, 1, false));
     // Zero counts: levels, pans and switches keep their defaults.
     EXPECT_EQ(s.getInputLevel(0), 1.0f);
@@ -230,7 +232,7 @@ TEST(SimpleMixStatePersist, ShorterRoutingBlocksAreZeroPadded) {
 TEST(SimpleMixStatePersist, LongerRoutingBlockFailsWithTheBinarySizeMessage) {
     Bytes b;
     b.u8(1).i32(2).i32(4).i32(4).u32(8).f32(0.5f).f32(0.25f).u32(0).u32(0);
-    b.block(std::vector<std::uint8_t>(9, 1)); // one byte too many
+    b.block(std::vector<std::uint8_t>(9, 1));  // one byte too many
     b.block(std::vector<std::uint8_t>(32, 0));
     b.u32(2).u8(1).u8(1).u32(0).u32(0).u32(0);
     SimpleMixState s;
@@ -248,7 +250,7 @@ TEST(SimpleMixStatePersist, LongerRoutingBlockFailsWithTheBinarySizeMessage) {
 TEST(SimpleMixStatePersist, LongerMixRoutingBlockFailsToo) {
     Bytes b;
     b.u8(1).i32(1).i32(1).i32(2).u32(0).u32(0).u32(0);
-    b.block({1}).block({0, 0, 0, 0, 1}); // used part: 1 x 2 x 2 = 4 bytes
+    b.block({1}).block({0, 0, 0, 0, 1});  // used part: 1 x 2 x 2 = 4 bytes
     b.u32(0).u32(0).u32(0).u32(0);
     SimpleMixState s;
     const Unpacked u = unpackRecord(s, wholeRecord(b.str()));
@@ -289,11 +291,11 @@ TEST(SimpleMixStatePersist, CheckUnpackBinary) {
         EXPECT_EQ(assertionsOf([&] { ok = s.checkUnpackBinary(dest, 4, p); }), assertionLine(772));
         EXPECT_FALSE(ok);
         EXPECT_EQ(std::vector<int>(dest, dest + 4), (std::vector<int>{9, 9, 9, 9}));
-        EXPECT_TRUE(f.atEnd()); // the block was consumed
+        EXPECT_TRUE(f.atEnd());  // the block was consumed
     }
     {
         StreamFile f;
-        f.setBytes(blockStream({1, 2, 3}).substr(0, 5)); // length says 3, one byte there
+        f.setBytes(blockStream({1, 2, 3}).substr(0, 5));  // length says 3, one byte there
         PStream p(f);
         unsigned char dest[4] = {9, 9, 9, 9};
         EXPECT_FALSE(s.checkUnpackBinary(dest, 4, p));
@@ -313,13 +315,13 @@ TEST(SimpleMixStatePersist, CountsLargerThanTheTablesLeaveTheRestUnread) {
     Bytes b;
     b.u8(1).i32(2).i32(2).i32(2);
     b.u32(12).f32(0.5f).f32(0.25f);
-    b.u32(8).f32(-1.0f).f32(2.0f);                 // pans
-    b.u32(20).f32(0.75f).f32(0.125f);              // 5 mix levels claimed for 2 mixes
+    b.u32(8).f32(-1.0f).f32(2.0f);     // pans
+    b.u32(20).f32(0.75f).f32(0.125f);  // 5 mix levels claimed for 2 mixes
     b.block({1, 0, 1, 1}).block({0, 0, 0, 0, 0, 0, 0, 0});
-    b.u32(1000).u8(1).u8(1);                       // 1000 mutes claimed for 2 inputs
-    b.u32(3).u8(1).u8(0);                          // solos: 3 claimed
-    b.u32(7).u8(1).u8(0);                          // mix mutes
-    b.u32(2).u8(0).u8(1);                          // mix solos
+    b.u32(1000).u8(1).u8(1);  // 1000 mutes claimed for 2 inputs
+    b.u32(3).u8(1).u8(0);     // solos: 3 claimed
+    b.u32(7).u8(1).u8(0);     // mix mutes
+    b.u32(2).u8(0).u8(1);     // mix solos
     SimpleMixState s;
     const Unpacked u = unpackRecord(s, wholeRecord(b.str()));
     EXPECT_EQ(u.status, kStreamLayerOk);
@@ -349,10 +351,10 @@ TEST(SimpleMixStatePersist, EveryNonZeroFlagByteIsTrue) {
     Bytes b;
     b.u8(1).i32(3).i32(2).i32(2).u32(0).u32(0).u32(0);
     b.block(std::vector<std::uint8_t>(6, 0)).block(std::vector<std::uint8_t>(8, 0));
-    b.u32(3).u8(2).u8(0).u8(255);   // input mutes
-    b.u32(3).u8(0).u8(128).u8(1);   // input solos
-    b.u32(2).u8(7).u8(0);           // mix mutes
-    b.u32(2).u8(0).u8(64);          // mix solos
+    b.u32(3).u8(2).u8(0).u8(255);  // input mutes
+    b.u32(3).u8(0).u8(128).u8(1);  // input solos
+    b.u32(2).u8(7).u8(0);          // mix mutes
+    b.u32(2).u8(0).u8(64);         // mix solos
     SimpleMixState s;
     const Unpacked u = unpackRecord(s, wholeRecord(b.str()));
     EXPECT_EQ(u.errors, "");
@@ -392,9 +394,9 @@ TEST(SimpleMixStatePersist, SmallByteCountsReadNothing) {
 }
 
 TEST(SimpleMixStatePersist, UnsupportedDimensionsAreRefused) {
-    for (auto [n, m, o] : {std::tuple{-1, 4, 4}, std::tuple{1025, 4, 4}, std::tuple{2, 65, 4},
-                           std::tuple{2, -4, 4}, std::tuple{2, 4, 19}, std::tuple{2, 4, -1},
-                           std::tuple{0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF}}) {
+    for (auto [n, m, o] :
+         {std::tuple{-1, 4, 4}, std::tuple{1025, 4, 4}, std::tuple{2, 65, 4}, std::tuple{2, -4, 4},
+          std::tuple{2, 4, 19}, std::tuple{2, 4, -1}, std::tuple{0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF}}) {
         Bytes b;
         b.u8(1).i32(n).i32(m).i32(o);
         SimpleMixState s;
@@ -428,4 +430,4 @@ TEST(SimpleMixStatePersist, ZeroSizedTablesRoundTrip) {
     }
 }
 
-} // namespace
+}  // namespace

@@ -37,7 +37,7 @@ TEST(SimpleMixStateRoundTrip, ObjectStream) {
                           << "' " << why;
         }
         if (s->numInputChans() > 0) {
-            EXPECT_TRUE(back.getDirty()) << k; // the reset inside init marks it
+            EXPECT_TRUE(back.getDirty()) << k;  // the reset inside init marks it
         }
     }
     // Valid states within the limits never trip an assertion on the way.
@@ -107,4 +107,4 @@ AUDATOMS_PROPERTY(SimpleMixStateRoundTripProperty, ObjectStreamForAnySeed, (unsi
     RC_ASSERT(audatoms::test::sameState(back, *s, &why));
 }
 
-} // namespace
+}  // namespace

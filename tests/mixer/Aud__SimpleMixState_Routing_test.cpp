@@ -29,13 +29,13 @@ TEST(SimpleMixStateRouting, RoutingARealOutputIsExclusive) {
     s.setMixRoutedToOutput(0, 0, true, true);
     // Mix -1's left route to output 0 is gone, mix 0's left route is set.
     EXPECT_EQ(routes(s), (std::vector<Route>{{-1, 1, false}, {0, 0, true}}));
-    s.setMixRoutedToOutput(0, 0, true, false); // un-routing clears that one cell only
+    s.setMixRoutedToOutput(0, 0, true, false);  // un-routing clears that one cell only
     EXPECT_EQ(routes(s), (std::vector<Route>{{-1, 1, false}}));
 
     // Taking output 1 for mix 2's left side removes the main mix's right route.
     s.setMixRoutedToOutput(2, 1, true, true);
     EXPECT_EQ(routes(s), (std::vector<Route>{{2, 1, true}}));
-    s.setMixRoutedToOutput(2, 1, false, true); // the other side of the same mix takes it
+    s.setMixRoutedToOutput(2, 1, false, true);  // the other side of the same mix takes it
     EXPECT_EQ(routes(s), (std::vector<Route>{{2, 1, false}}));
 }
 
@@ -85,7 +85,7 @@ TEST(SimpleMixStateRouting, OutputEqualToTheCountPassesTheRangeCheck) {
     s.setMixRoutedToOutput(1, -2, true, true);
     std::string out = assertionsOf([&] { EXPECT_TRUE(s.getMixRoutedToOutput(0, 2, true)); });
     EXPECT_EQ(out, "");
-    out = assertionsOf([&] { s.setMixRoutedToOutput(0, 2, true, false); }); // un-routing: clears mix 1's cell
+    out = assertionsOf([&] { s.setMixRoutedToOutput(0, 2, true, false); });  // un-routing: clears mix 1's cell
     EXPECT_EQ(out, "");
     EXPECT_FALSE(s.getMixRoutedToOutput(1, -2, true));
 }
@@ -148,4 +148,4 @@ TEST(SimpleMixStateRouting, InputRoutingTableShorterThanItsDimensionsThrows) {
     EXPECT_EQ(s.getInputLevel(1), 1.0f);
 }
 
-} // namespace
+}  // namespace

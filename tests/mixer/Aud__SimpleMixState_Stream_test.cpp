@@ -64,8 +64,8 @@ TEST(SimpleMixStateStream, ShortNameMismatchSkipsTheLayer) {
     const Unpacked u = unpackRecord(*target, bytes);
     EXPECT_EQ(u.status, kStreamLayerShortNameMismatch);
     EXPECT_EQ(u.errors, "Expected short name 'AS' for layer Aud::SimpleMixState, got XX.");
-    EXPECT_EQ(u.position, bytes.size()); // skipped to the layer's end
-    EXPECT_TRUE(target->valid());        // not unpacked at all
+    EXPECT_EQ(u.position, bytes.size());  // skipped to the layer's end
+    EXPECT_TRUE(target->valid());         // not unpacked at all
     EXPECT_EQ(target->getInputLevel(0), 0.0f);
 }
 
@@ -88,7 +88,8 @@ TEST(SimpleMixStateStream, ZeroOwnLengthSkipsTheNameCheckAndOverreads) {
     const Unpacked u = unpackRecord(target, recordWithAsHeader("ZZ", 0, 0, own));
     EXPECT_EQ(u.status, kStreamLayerFailed);
     EXPECT_EQ(u.errors, "Error: Unpacker read beyond end of chunk while unpacking object Aud::SimpleMixState, layer "
-                        "Aud::SimpleMixState v1.1, " + std::to_string(own.size()) + " bytes overread.\n");
+                        "Aud::SimpleMixState v1.1, " +
+                            std::to_string(own.size()) + " bytes overread.\n");
 }
 
 TEST(SimpleMixStateStream, UnreadTrailingBytesAreSkippedWithAWarning) {
@@ -100,7 +101,8 @@ TEST(SimpleMixStateStream, UnreadTrailingBytesAreSkippedWithAWarning) {
     EXPECT_EQ(u.status, kStreamLayerOk);
     EXPECT_EQ(u.errors, "");
     EXPECT_EQ(u.log, "Warning: Not all object data was read while unpacking object Aud::SimpleMixState, layer "
-                     "Aud::SimpleMixState v1.1, 3/" + std::to_string(own.size()) + " bytes unread.\n");
+                     "Aud::SimpleMixState v1.1, 3/" +
+                         std::to_string(own.size()) + " bytes unread.\n");
     EXPECT_EQ(u.position, bytes.size());
     std::string why;
     EXPECT_TRUE(audatoms::test::sameState(target, *s, &why)) << why;
@@ -115,7 +117,7 @@ TEST(SimpleMixStateStream, ReadingPastTheOwnLengthFails) {
     EXPECT_EQ(u.status, kStreamLayerFailed);
     EXPECT_EQ(u.errors, "Error: Unpacker read beyond end of chunk while unpacking object Aud::SimpleMixState, layer "
                         "Aud::SimpleMixState v1.1, 2 bytes overread.\n");
-    EXPECT_TRUE(target.valid()); // everything was read before the check
+    EXPECT_TRUE(target.valid());  // everything was read before the check
 }
 
 TEST(SimpleMixStateStream, AnEmptyLayerAtTheEndReadsNothing) {
@@ -135,9 +137,14 @@ TEST(SimpleMixStateStream, EndOfFileNamesTheLayer) {
     const std::string full = record(*s);
     const std::size_t tStart = 2 + 2 + 8, asStart = tStart + 12, ownStart = asStart + 13;
     const std::vector<std::pair<std::size_t, std::string>> cases = {
-        {0, "Streamable"},        {5, "Streamable"},         {tStart, "Streamable"},
-        {tStart + 3, "Taggable"}, {asStart, "Taggable"},     {asStart + 7, "Aud::SimpleMixState"},
-        {ownStart, "Aud::SimpleMixState"}, {ownStart + 20, "Aud::SimpleMixState"},
+        {0, "Streamable"},
+        {5, "Streamable"},
+        {tStart, "Streamable"},
+        {tStart + 3, "Taggable"},
+        {asStart, "Taggable"},
+        {asStart + 7, "Aud::SimpleMixState"},
+        {ownStart, "Aud::SimpleMixState"},
+        {ownStart + 20, "Aud::SimpleMixState"},
         {full.size() - 1, "Aud::SimpleMixState"},
     };
     for (const auto& [length, layer] : cases) {
@@ -159,20 +166,25 @@ bool eachValueFromEither(const SimpleMixState& s, const SimpleMixState& a, const
     for (int i = 0; i < s.numInputChans(); ++i) {
         all &= check(s.getInputLevel(i) == a.getInputLevel(i) || s.getInputLevel(i) == b.getInputLevel(i), "level");
         all &= check(s.getInputPan(i) == a.getInputPan(i) || s.getInputPan(i) == b.getInputPan(i), "pan");
-        all &= check(s.getInputMuteState(i) == a.getInputMuteState(i) ||
-                         s.getInputMuteState(i) == b.getInputMuteState(i), "mute");
-        all &= check(s.getInputSoloState(i) == a.getInputSoloState(i) ||
-                         s.getInputSoloState(i) == b.getInputSoloState(i), "solo");
+        all &=
+            check(s.getInputMuteState(i) == a.getInputMuteState(i) || s.getInputMuteState(i) == b.getInputMuteState(i),
+                  "mute");
+        all &=
+            check(s.getInputSoloState(i) == a.getInputSoloState(i) || s.getInputSoloState(i) == b.getInputSoloState(i),
+                  "solo");
         for (int mix = -1; mix < s.numMixChans() - 1; ++mix)
             all &= check(s.getInputRoutedToMix(i, mix) == a.getInputRoutedToMix(i, mix) ||
-                             s.getInputRoutedToMix(i, mix) == b.getInputRoutedToMix(i, mix), "input route");
+                             s.getInputRoutedToMix(i, mix) == b.getInputRoutedToMix(i, mix),
+                         "input route");
     }
     for (int mix = -1; mix < s.numMixChans() - 1; ++mix) {
         all &= check(s.getMixLevel(mix) == a.getMixLevel(mix) || s.getMixLevel(mix) == b.getMixLevel(mix), "mix level");
-        all &= check(s.getMixMuteState(mix) == a.getMixMuteState(mix) ||
-                         s.getMixMuteState(mix) == b.getMixMuteState(mix), "mix mute");
-        all &= check(s.getMixSoloState(mix) == a.getMixSoloState(mix) ||
-                         s.getMixSoloState(mix) == b.getMixSoloState(mix), "mix solo");
+        all &=
+            check(s.getMixMuteState(mix) == a.getMixMuteState(mix) || s.getMixMuteState(mix) == b.getMixMuteState(mix),
+                  "mix mute");
+        all &=
+            check(s.getMixSoloState(mix) == a.getMixSoloState(mix) || s.getMixSoloState(mix) == b.getMixSoloState(mix),
+                  "mix solo");
         for (int out = (mix == -1 ? 0 : -2); out < s.numOutputChans() - 2; ++out)
             for (bool left : {true, false})
                 all &= check(s.getMixRoutedToOutput(mix, out, left) == a.getMixRoutedToOutput(mix, out, left) ||
@@ -186,7 +198,7 @@ TEST(SimpleMixStateStream, TruncatedAtEveryOffset) {
     Qm::Ptr<SimpleMixState> original = sampleState();
     const std::string full = record(*original);
     const std::size_t ownStart = full.size() - ownData(*original).size();
-    const std::size_t dimensionsEnd = ownStart + 1 + 12; // valid byte and three int32
+    const std::size_t dimensionsEnd = ownStart + 1 + 12;  // valid byte and three int32
     Qm::Ptr<SimpleMixState> defaults(new SimpleMixState(3, 4, 6));
     int partial = 0;
     for (std::size_t length = 0; length < full.size(); ++length) {
@@ -216,7 +228,7 @@ TEST(SimpleMixStateStream, TruncatedAtEveryOffset) {
             }
         }
     }
-    EXPECT_GT(partial, 0); // some prefixes carry values beyond the defaults
+    EXPECT_GT(partial, 0);  // some prefixes carry values beyond the defaults
     SimpleMixState whole;
     EXPECT_EQ(unpackRecord(whole, full).errors, "");
     std::string why;
@@ -252,7 +264,13 @@ TEST(SimpleMixStateStream, Format1LongLengthsUseTheEscape) {
     ASSERT_GT(own.size(), 65535u);
     const std::string bytes = record(s, 1);
     Bytes expectedAs;
-    expectedAs.str("AS").u8(1).u8(1).u16(0xFFFF).u32(std::uint32_t(own.size())).u16(0xFFFF).u32(std::uint32_t(own.size()));
+    expectedAs.str("AS")
+        .u8(1)
+        .u8(1)
+        .u16(0xFFFF)
+        .u32(std::uint32_t(own.size()))
+        .u16(0xFFFF)
+        .u32(std::uint32_t(own.size()));
     // "$" and "T" headers: name, two version bytes, own length 0 (2 bytes), total escaped (6 bytes).
     const std::size_t dollarHeader = 2 + 2 + 2 + 6, taggableHeader = 2 + 2 + 2 + 6;
     EXPECT_EQ(bytes.substr(dollarHeader + taggableHeader, expectedAs.size()), expectedAs.str());
@@ -385,4 +403,4 @@ TEST(SimpleMixStateStream, DebugFlagIsReadWhenTheLibraryIsLoaded) {
     }
 }
 
-} // namespace
+}  // namespace

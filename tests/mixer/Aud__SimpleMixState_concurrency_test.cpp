@@ -16,7 +16,7 @@ using Aud::SimpleMixState;
 namespace {
 
 constexpr int kSteps = 1500;
-constexpr float kStep = 1.0f / 1024.0f; // kSteps * kStep stays below the 1.5 clamp
+constexpr float kStep = 1.0f / 1024.0f;  // kSteps * kStep stays below the 1.5 clamp
 
 TEST(SimpleMixStateConcurrency, CopiesSeeWholeSetterCalls) {
     SimpleMixState source(32, 4, 4);
@@ -63,7 +63,7 @@ TEST(SimpleMixStateConcurrency, CopiesNeverSeeAnOutputRoutedTwice) {
         std::mt19937 rng(5);
         for (int k = 0; k < kSteps; ++k) {
             const int mix = int(rng() % 4) - 1;
-            source.setMixRoutedToOutput(mix, int(rng() % 4), rng() % 2, true); // exclusive
+            source.setMixRoutedToOutput(mix, int(rng() % 4), rng() % 2, true);  // exclusive
             source.setInputMuteState(int(rng() % 32), rng() % 2);
         }
         done = true;
@@ -178,4 +178,4 @@ TEST(SimpleMixStateConcurrency, ReadersOfASavedFileSeeOneWholeVersion) {
     EXPECT_EQ(bad, 0) << "of " << loads << " loads";
 }
 
-} // namespace
+}  // namespace

@@ -78,9 +78,9 @@ TEST(SimpleMixState, LevelsAreClampedPansAreNot) {
     s.setInputLevel(0, -std::numeric_limits<float>::infinity());
     EXPECT_EQ(s.getInputLevel(0), 0.0f);
     s.setInputLevel(0, std::nanf(""));
-    EXPECT_TRUE(std::isnan(s.getInputLevel(0))); // NaN passes the clamp unchanged
+    EXPECT_TRUE(std::isnan(s.getInputLevel(0)));  // NaN passes the clamp unchanged
     s.setInputLevel(0, -0.0f);
-    EXPECT_EQ(audatoms::test::bitsOf(s.getInputLevel(0)), audatoms::test::bitsOf(-0.0f)); // not less than 0.0: kept
+    EXPECT_EQ(audatoms::test::bitsOf(s.getInputLevel(0)), audatoms::test::bitsOf(-0.0f));  // not less than 0.0: kept
 
     s.setInputPan(0, 7.0f);
     EXPECT_EQ(s.getInputPan(0), 7.0f);
@@ -120,49 +120,149 @@ TEST(SimpleMixState, EveryAccessorReportsItsOwnLineOutOfRange) {
     float f = 0;
     bool b = true;
     const std::vector<Case> cases = {
-        {258, [&] { f = s.getInputLevel(3); EXPECT_EQ(f, 1.5f); }},
-        {258, [&] { f = s.getInputLevel(-1); EXPECT_EQ(f, 1.5f); }},
+        {258,
+         [&] {
+             f = s.getInputLevel(3);
+             EXPECT_EQ(f, 1.5f);
+         }},
+        {258,
+         [&] {
+             f = s.getInputLevel(-1);
+             EXPECT_EQ(f, 1.5f);
+         }},
         {278, [&] { s.setInputLevel(3, 0.5f); }},
         {278, [&] { s.setInputLevel(-1, 0.5f); }},
-        {296, [&] { f = s.getInputPan(3); EXPECT_EQ(f, 0.5f); }},
-        {296, [&] { f = s.getInputPan(-1); EXPECT_EQ(f, 0.5f); }},
+        {296,
+         [&] {
+             f = s.getInputPan(3);
+             EXPECT_EQ(f, 0.5f);
+         }},
+        {296,
+         [&] {
+             f = s.getInputPan(-1);
+             EXPECT_EQ(f, 0.5f);
+         }},
         {311, [&] { s.setInputPan(3, 0.1f); }},
         {311, [&] { s.setInputPan(-1, 0.1f); }},
-        {330, [&] { b = s.getInputMuteState(3); EXPECT_FALSE(b); }},
-        {330, [&] { b = s.getInputMuteState(-1); EXPECT_FALSE(b); }},
+        {330,
+         [&] {
+             b = s.getInputMuteState(3);
+             EXPECT_FALSE(b);
+         }},
+        {330,
+         [&] {
+             b = s.getInputMuteState(-1);
+             EXPECT_FALSE(b);
+         }},
         {345, [&] { s.setInputMuteState(3, true); }},
         {345, [&] { s.setInputMuteState(-1, true); }},
-        {363, [&] { b = s.getInputSoloState(3); EXPECT_FALSE(b); }},
-        {363, [&] { b = s.getInputSoloState(-1); EXPECT_FALSE(b); }},
+        {363,
+         [&] {
+             b = s.getInputSoloState(3);
+             EXPECT_FALSE(b);
+         }},
+        {363,
+         [&] {
+             b = s.getInputSoloState(-1);
+             EXPECT_FALSE(b);
+         }},
         {376, [&] { s.setInputSoloState(3, true); }},
         {376, [&] { s.setInputSoloState(-1, true); }},
-        {398, [&] { f = s.getMixLevel(3); EXPECT_EQ(f, 1.5f); }},
-        {398, [&] { f = s.getMixLevel(-2); EXPECT_EQ(f, 1.5f); }},
+        {398,
+         [&] {
+             f = s.getMixLevel(3);
+             EXPECT_EQ(f, 1.5f);
+         }},
+        {398,
+         [&] {
+             f = s.getMixLevel(-2);
+             EXPECT_EQ(f, 1.5f);
+         }},
         {421, [&] { s.setMixLevel(3, 0.5f); }},
         {421, [&] { s.setMixLevel(-2, 0.5f); }},
-        {444, [&] { b = s.getMixMuteState(3); EXPECT_FALSE(b); }},
-        {444, [&] { b = s.getMixMuteState(-2); EXPECT_FALSE(b); }},
+        {444,
+         [&] {
+             b = s.getMixMuteState(3);
+             EXPECT_FALSE(b);
+         }},
+        {444,
+         [&] {
+             b = s.getMixMuteState(-2);
+             EXPECT_FALSE(b);
+         }},
         {462, [&] { s.setMixMuteState(3, true); }},
         {462, [&] { s.setMixMuteState(-2, true); }},
-        {484, [&] { b = s.getMixSoloState(3); EXPECT_FALSE(b); }},
-        {484, [&] { b = s.getMixSoloState(-2); EXPECT_FALSE(b); }},
+        {484,
+         [&] {
+             b = s.getMixSoloState(3);
+             EXPECT_FALSE(b);
+         }},
+        {484,
+         [&] {
+             b = s.getMixSoloState(-2);
+             EXPECT_FALSE(b);
+         }},
         {502, [&] { s.setMixSoloState(3, true); }},
         {502, [&] { s.setMixSoloState(-2, true); }},
-        {528, [&] { b = s.getInputRoutedToMix(3, -1); EXPECT_FALSE(b); }},
-        {528, [&] { b = s.getInputRoutedToMix(-1, -1); EXPECT_FALSE(b); }},
-        {528, [&] { b = s.getInputRoutedToMix(0, 3); EXPECT_FALSE(b); }},
-        {528, [&] { b = s.getInputRoutedToMix(0, -2); EXPECT_FALSE(b); }},
+        {528,
+         [&] {
+             b = s.getInputRoutedToMix(3, -1);
+             EXPECT_FALSE(b);
+         }},
+        {528,
+         [&] {
+             b = s.getInputRoutedToMix(-1, -1);
+             EXPECT_FALSE(b);
+         }},
+        {528,
+         [&] {
+             b = s.getInputRoutedToMix(0, 3);
+             EXPECT_FALSE(b);
+         }},
+        {528,
+         [&] {
+             b = s.getInputRoutedToMix(0, -2);
+             EXPECT_FALSE(b);
+         }},
         {547, [&] { s.setInputRoutedToMix(3, 0, true); }},
         {547, [&] { s.setInputRoutedToMix(-1, 0, true); }},
         {547, [&] { s.setInputRoutedToMix(0, 3, true); }},
         {547, [&] { s.setInputRoutedToMix(0, -2, true); }},
-        {569, [&] { b = s.getMixRoutedToOutput(-1, -1, true); EXPECT_FALSE(b); }},
-        {569, [&] { b = s.getMixRoutedToOutput(-1, -2, false); EXPECT_FALSE(b); }},
-        {585, [&] { b = s.getMixRoutedToOutput(4, 0, true); EXPECT_FALSE(b); }},
-        {585, [&] { b = s.getMixRoutedToOutput(-2, 0, true); EXPECT_FALSE(b); }},
-        {585, [&] { b = s.getMixRoutedToOutput(0, 3, true); EXPECT_FALSE(b); }},
-        {585, [&] { b = s.getMixRoutedToOutput(0, -3, true); EXPECT_FALSE(b); }},
-        {595, [&] { b = s.getMixRoutedToOutput(3, 0, true); EXPECT_FALSE(b); }},
+        {569,
+         [&] {
+             b = s.getMixRoutedToOutput(-1, -1, true);
+             EXPECT_FALSE(b);
+         }},
+        {569,
+         [&] {
+             b = s.getMixRoutedToOutput(-1, -2, false);
+             EXPECT_FALSE(b);
+         }},
+        {585,
+         [&] {
+             b = s.getMixRoutedToOutput(4, 0, true);
+             EXPECT_FALSE(b);
+         }},
+        {585,
+         [&] {
+             b = s.getMixRoutedToOutput(-2, 0, true);
+             EXPECT_FALSE(b);
+         }},
+        {585,
+         [&] {
+             b = s.getMixRoutedToOutput(0, 3, true);
+             EXPECT_FALSE(b);
+         }},
+        {585,
+         [&] {
+             b = s.getMixRoutedToOutput(0, -3, true);
+             EXPECT_FALSE(b);
+         }},
+        {595,
+         [&] {
+             b = s.getMixRoutedToOutput(3, 0, true);
+             EXPECT_FALSE(b);
+         }},
         {611, [&] { s.setMixRoutedToOutput(-1, -2, true, true); }},
         {611, [&] { s.setMixRoutedToOutput(-1, -1, false, false); }},
         {611, [&] { s.setMixRoutedToOutput(-1, -2, true, false); }},
@@ -186,11 +286,16 @@ TEST(SimpleMixState, EveryAccessorReportsItsOwnLineOutOfRange) {
 TEST(SimpleMixState, SettersMarkDirtyAndStore) {
     SimpleMixState s(2, 4, 4);
     const std::vector<std::function<void()>> setters = {
-        [&] { s.setInputLevel(1, 0.5f); },        [&] { s.setInputPan(1, 0.25f); },
-        [&] { s.setInputMuteState(1, true); },    [&] { s.setInputSoloState(1, true); },
-        [&] { s.setMixLevel(2, 0.5f); },          [&] { s.setMixMuteState(2, true); },
-        [&] { s.setMixSoloState(2, true); },      [&] { s.setInputRoutedToMix(1, 2, true); },
-        [&] { s.setMixRoutedToOutput(2, -2, false, true); }, [&] { s.setMixRoutedToOutput(2, 1, true, true); },
+        [&] { s.setInputLevel(1, 0.5f); },
+        [&] { s.setInputPan(1, 0.25f); },
+        [&] { s.setInputMuteState(1, true); },
+        [&] { s.setInputSoloState(1, true); },
+        [&] { s.setMixLevel(2, 0.5f); },
+        [&] { s.setMixMuteState(2, true); },
+        [&] { s.setMixSoloState(2, true); },
+        [&] { s.setInputRoutedToMix(1, 2, true); },
+        [&] { s.setMixRoutedToOutput(2, -2, false, true); },
+        [&] { s.setMixRoutedToOutput(2, 1, true, true); },
     };
     for (std::size_t k = 0; k < setters.size(); ++k) {
         s.clearDirty();
@@ -240,15 +345,24 @@ TEST(SimpleMixState, SoloQueriesIncludeTheMainMixAndNeedNoValidState) {
 TEST(SimpleMixState, EveryAccessorOnAnInvalidStateReportsTheInvalidState) {
     SimpleMixState s;
     const std::vector<std::function<void()>> calls = {
-        [&] { s.getInputLevel(0); },        [&] { s.setInputLevel(0, 1); },
-        [&] { s.getInputPan(0); },          [&] { s.setInputPan(0, 1); },
-        [&] { s.getInputMuteState(0); },    [&] { s.setInputMuteState(0, true); },
-        [&] { s.getInputSoloState(0); },    [&] { s.setInputSoloState(0, true); },
-        [&] { s.getMixLevel(-1); },         [&] { s.setMixLevel(-1, 1); },
-        [&] { s.getMixMuteState(-1); },     [&] { s.setMixMuteState(-1, true); },
-        [&] { s.getMixSoloState(-1); },     [&] { s.setMixSoloState(-1, true); },
-        [&] { s.getInputRoutedToMix(0, -1); }, [&] { s.setInputRoutedToMix(0, -1, true); },
-        [&] { s.getMixRoutedToOutput(0, 0, true); }, [&] { s.setMixRoutedToOutput(0, -2, true, false); },
+        [&] { s.getInputLevel(0); },
+        [&] { s.setInputLevel(0, 1); },
+        [&] { s.getInputPan(0); },
+        [&] { s.setInputPan(0, 1); },
+        [&] { s.getInputMuteState(0); },
+        [&] { s.setInputMuteState(0, true); },
+        [&] { s.getInputSoloState(0); },
+        [&] { s.setInputSoloState(0, true); },
+        [&] { s.getMixLevel(-1); },
+        [&] { s.setMixLevel(-1, 1); },
+        [&] { s.getMixMuteState(-1); },
+        [&] { s.setMixMuteState(-1, true); },
+        [&] { s.getMixSoloState(-1); },
+        [&] { s.setMixSoloState(-1, true); },
+        [&] { s.getInputRoutedToMix(0, -1); },
+        [&] { s.setInputRoutedToMix(0, -1, true); },
+        [&] { s.getMixRoutedToOutput(0, 0, true); },
+        [&] { s.setMixRoutedToOutput(0, -2, true, false); },
     };
     for (std::size_t k = 0; k < calls.size(); ++k) {
         platform::LogCapture log;
@@ -302,7 +416,7 @@ TEST(SimpleMixState, InitTwiceReportsAndTakesTheNewDimensions) {
     EXPECT_EQ(s.numInputChans(), 3);
     EXPECT_EQ(s.numMixChans(), 4);
     EXPECT_EQ(s.numOutputChans(), 5);
-    EXPECT_EQ(s.getInputLevel(0), 1.0f); // reset to the defaults
+    EXPECT_EQ(s.getInputLevel(0), 1.0f);  // reset to the defaults
     EXPECT_TRUE(s.getInputRoutedToMix(2, -1));
     EXPECT_TRUE(s.getMixRoutedToOutput(-1, 2, true) == false);
 }
@@ -367,13 +481,13 @@ TEST(SimpleMixState, InsertInputsShiftsRecordsButNotRouting) {
     EXPECT_EQ(s.getInputLevel(3), 0.25f);
     EXPECT_EQ(s.getInputLevel(4), 0.375f);
     EXPECT_EQ(s.numInputChans(), 5);
-    EXPECT_TRUE(s.getInputRoutedToMix(2, 0)); // routing stays with the input number
+    EXPECT_TRUE(s.getInputRoutedToMix(2, 0));  // routing stays with the input number
     EXPECT_FALSE(s.getInputRoutedToMix(4, 0));
     EXPECT_FALSE(s.getDirty());
 
-    s.insertInputs(3, 5); // at or past the end: nothing
+    s.insertInputs(3, 5);  // at or past the end: nothing
     EXPECT_EQ(s.getInputLevel(4), 0.375f);
-    s.insertInputs(1000000000000ul, 4); // only one record can move: the last one is replaced
+    s.insertInputs(1000000000000ul, 4);  // only one record can move: the last one is replaced
     EXPECT_EQ(s.getInputLevel(4), 1.0f);
     EXPECT_EQ(s.getInputLevel(3), 0.25f);
 }
@@ -391,11 +505,11 @@ TEST(SimpleMixState, RemoveInputShiftsDownAndAppendsADefault) {
     EXPECT_EQ(s.getInputLevel(1), 0.5f);
     EXPECT_EQ(s.getInputLevel(2), 0.75f);
     EXPECT_EQ(s.getInputLevel(3), 1.0f);
-    EXPECT_FALSE(s.getInputSoloState(3)); // the appended default
+    EXPECT_FALSE(s.getInputSoloState(3));  // the appended default
     EXPECT_TRUE(s.getInputSoloState(2));
-    EXPECT_TRUE(s.getInputRoutedToMix(1, 0)); // routing untouched
+    EXPECT_TRUE(s.getInputRoutedToMix(1, 0));  // routing untouched
     EXPECT_FALSE(s.getDirty());
-    s.removeInput(4); // out of range: nothing
+    s.removeInput(4);  // out of range: nothing
     EXPECT_EQ(s.getInputLevel(2), 0.75f);
 }
 
@@ -411,4 +525,4 @@ TEST(SimpleMixState, InsertAndRemoveNeedNoValidState) {
     EXPECT_FALSE(s.valid());
 }
 
-} // namespace
+}  // namespace

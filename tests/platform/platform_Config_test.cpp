@@ -14,7 +14,7 @@ protected:
     void SetUp() override { config_reset(); }
     void TearDown() override { config_reset(); }
 };
-} // namespace
+}  // namespace
 
 TEST_F(Config, WithoutAFileTheDefaultIsReturned) {
     ScopedEnv none("AUDATOMS_CONFIG", nullptr);
@@ -39,15 +39,14 @@ TEST_F(Config, AValueSetInProcessWinsOverFileAndDefault) {
 TEST_F(Config, TheFileIsReadWithCommentsBlanksAndTheLastLineWinning) {
     ScratchDir dir;
     const std::string path = dir.file("audatoms.conf");
-    audatoms::test::writeFile(path,
-                           "# settings of this machine\n"
-                           "\n"
-                           "video_in_film_pulldown = 0\n"
-                           "  showMixChansDebug=1   # debug on\n"
-                           "# video_in_film_pulldown = 9\n"
-                           "negative = -42\r\n"
-                           "leadingZero = 010\n"
-                           "video_in_film_pulldown = 2\n");
+    audatoms::test::writeFile(path, "# settings of this machine\n"
+                                    "\n"
+                                    "video_in_film_pulldown = 0\n"
+                                    "  showMixChansDebug=1   # debug on\n"
+                                    "# video_in_film_pulldown = 9\n"
+                                    "negative = -42\r\n"
+                                    "leadingZero = 010\n"
+                                    "video_in_film_pulldown = 2\n");
     ScopedEnv file("AUDATOMS_CONFIG", path.c_str());
     EXPECT_EQ(config_int("video_in_film_pulldown", 1), 2);
     EXPECT_EQ(config_int("showMixChansDebug", 0), 1);
@@ -60,16 +59,15 @@ TEST_F(Config, TheFileIsReadWithCommentsBlanksAndTheLastLineWinning) {
 TEST_F(Config, UnreadableValuesAreIgnored) {
     ScratchDir dir;
     const std::string path = dir.file("audatoms.conf");
-    audatoms::test::writeFile(path,
-                           "a = 3\n"
-                           "a = three\n"
-                           "a = 4x\n"
-                           "a =\n"
-                           "a = 99999999999\n"
-                           "b = 2147483647\n"
-                           "c = -2147483648\n"
-                           "d = 2147483648\n"
-                           "no separator here\n");
+    audatoms::test::writeFile(path, "a = 3\n"
+                                    "a = three\n"
+                                    "a = 4x\n"
+                                    "a =\n"
+                                    "a = 99999999999\n"
+                                    "b = 2147483647\n"
+                                    "c = -2147483648\n"
+                                    "d = 2147483648\n"
+                                    "no separator here\n");
     ScopedEnv file("AUDATOMS_CONFIG", path.c_str());
     EXPECT_EQ(config_int("a", 0), 3);
     EXPECT_EQ(config_int("b", 0), 2147483647);

@@ -10,13 +10,15 @@
 
 namespace {
 bool tryEnterFromAnotherThread(CriticalSection& cs) {
-    return std::async(std::launch::async, [&cs] {
-               const bool got = cs.tryEnter();
-               if (got) cs.leave();
-               return got;
-           }).get();
+    return std::async(std::launch::async,
+                      [&cs] {
+                          const bool got = cs.tryEnter();
+                          if (got) cs.leave();
+                          return got;
+                      })
+        .get();
 }
-} // namespace
+}  // namespace
 
 TEST(CriticalSectionConcurrency, OnlyOneThreadIsInsideAtATime) {
     CriticalSection cs;
@@ -75,8 +77,7 @@ TEST(CriticalSectionConcurrency, ALeaveFromAThreadThatDoesNotHoldItIsRefused) {
     cs.enter();
     platform::LogCapture capture;
     std::thread([&cs] { cs.leave(); }).join();
-    EXPECT_EQ(capture.assertionText(),
-              "assertion failed ownedByCurrentThread() at ole/OS/CriticalSection line 1\n");
+    EXPECT_EQ(capture.assertionText(), "assertion failed ownedByCurrentThread() at ole/OS/CriticalSection line 1\n");
     EXPECT_TRUE(cs.ownedByCurrentThread());
     EXPECT_FALSE(tryEnterFromAnotherThread(cs)) << "the owner still holds it";
     cs.leave();

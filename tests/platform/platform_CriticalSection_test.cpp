@@ -38,8 +38,7 @@ TEST(CriticalSection, TheGuardLeavesWhenAnExceptionPasses) {
         CriticalSectionGuard inner(cs);
         EXPECT_EQ(cs.depth(), 2);
         throw std::runtime_error("unwinding");
-    } catch (const std::runtime_error&) {
-    }
+    } catch (const std::runtime_error&) {}
     EXPECT_FALSE(cs.ownedByCurrentThread());
     EXPECT_EQ(cs.depth(), 0);
 }
@@ -58,8 +57,7 @@ TEST(CriticalSection, LeavingWithoutEnteringIsReportedAndChangesNothing) {
     CriticalSection cs;
     platform::LogCapture capture;
     cs.leave();
-    EXPECT_EQ(capture.assertionText(),
-              "assertion failed ownedByCurrentThread() at ole/OS/CriticalSection line 1\n");
+    EXPECT_EQ(capture.assertionText(), "assertion failed ownedByCurrentThread() at ole/OS/CriticalSection line 1\n");
     EXPECT_TRUE(cs.tryEnter()) << "the lock is still usable";
     EXPECT_EQ(cs.depth(), 1);
     cs.leave();

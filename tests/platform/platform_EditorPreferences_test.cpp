@@ -84,26 +84,34 @@ TEST(EditorPreferences, TheTextFormIsOneTypedLinePerKeyInKeyOrder) {
     p.setPreference(Key("a"), 1);
     p.setPreference(Key("c"), true);
     p.setPreference(Key("x=y#z"), false);
-    EXPECT_EQ(p.toText(),
-              "# AudAtoms editor preferences\n"
-              "a=i:1\n"
-              "b=d:0.5\n"
-              "c=b:1\n"
-              "x\\ey\\hz=b:0\n");
+    EXPECT_EQ(p.toText(), "# AudAtoms editor preferences\n"
+                          "a=i:1\n"
+                          "b=d:0.5\n"
+                          "c=b:1\n"
+                          "x\\ey\\hz=b:0\n");
 }
 
 TEST(EditorPreferences, SaveAndLoadThroughAFileKeepEveryValueExactly) {
     ScratchDir dir;
     const std::string path = dir.file("prefs.txt");
     EditorPreferences p;
-    const double doubles[] = {0.1, 1.0 / 3.0, DBL_MAX, DBL_MIN, 5e-324, -0.0, 1e300,
-                              std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
-    for (int i = 0; i < int(std::size(doubles)); ++i) p.setPreference(Key(("d" + std::to_string(i)).c_str()), doubles[i]);
+    const double doubles[] = {0.1,
+                              1.0 / 3.0,
+                              DBL_MAX,
+                              DBL_MIN,
+                              5e-324,
+                              -0.0,
+                              1e300,
+                              std::numeric_limits<double>::infinity(),
+                              -std::numeric_limits<double>::infinity()};
+    for (int i = 0; i < int(std::size(doubles)); ++i)
+        p.setPreference(Key(("d" + std::to_string(i)).c_str()), doubles[i]);
     p.setPreference(Key("imin"), INT_MIN);
     p.setPreference(Key("imax"), INT_MAX);
     p.setPreference(Key("yes"), true);
     p.setPreference(Key("no"), false);
-    const char* oddKeys[] = {"", "a=b", "line\nbreak", "back\\slash", "#hash", "trailing\\", "AudioNormalisationLevelFor_CDImports"};
+    const char* oddKeys[] = {
+        "", "a=b", "line\nbreak", "back\\slash", "#hash", "trailing\\", "AudioNormalisationLevelFor_CDImports"};
     for (const char* k : oddKeys) p.setPreference(Key(k), 5);
     p.setPreference(Key("nan"), std::numeric_limits<double>::quiet_NaN());
 
@@ -144,8 +152,8 @@ TEST(EditorPreferences, AnUnreadableFileChangesNothingAndNamesPathAndLine) {
     const std::string path = dir.file("prefs.txt");
     EditorPreferences p;
     p.setPreference(Key("kept"), 8);
-    const char* bad[] = {"ok=i:1\nbroken line\n", "ok=i:1\nx=i:12z\n", "ok=i:1\nx=q:1\n", "ok=i:1\nx=b:2\n",
-                         "ok=i:1\nx=i:99999999999\n", "ok=i:1\nbad\\qescape=i:1\n"};
+    const char* bad[] = {"ok=i:1\nbroken line\n", "ok=i:1\nx=i:12z\n",         "ok=i:1\nx=q:1\n",
+                         "ok=i:1\nx=b:2\n",       "ok=i:1\nx=i:99999999999\n", "ok=i:1\nbad\\qescape=i:1\n"};
     for (const char* text : bad) {
         audatoms::test::writeFile(path, text);
         std::string error;

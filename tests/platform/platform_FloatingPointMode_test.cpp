@@ -11,7 +11,7 @@ float halve(float x) {
     volatile float v = x;
     return v * 0.5f;
 }
-} // namespace
+}  // namespace
 
 #if defined(__x86_64__)
 TEST(FloatingPointMode, FlushesSubnormalResultsOnlyWhileAlive) {
@@ -31,15 +31,12 @@ TEST(FloatingPointMode, FlushesSubnormalResultsOnlyWhileAlive) {
 
 TEST(FloatingPointMode, RestoresThePreviousModeWhenNestedAndOnException) {
     platform::ScopedFlushDenormals outer;
-    {
-        platform::ScopedFlushDenormals inner;
-    }
+    { platform::ScopedFlushDenormals inner; }
     EXPECT_TRUE(platform::ScopedFlushDenormals::active());
     try {
         platform::ScopedFlushDenormals guard;
         throw std::runtime_error("x");
-    } catch (const std::runtime_error&) {
-    }
+    } catch (const std::runtime_error&) {}
     EXPECT_TRUE(platform::ScopedFlushDenormals::active());
 }
 #endif

@@ -6,8 +6,8 @@
 
 #include <sys/stat.h>
 
-using Qm::AttribValuePair;
 using audatoms::test::ScratchDir;
+using Qm::AttribValuePair;
 using NString = LightweightString<char>;
 
 namespace {
@@ -21,7 +21,7 @@ std::vector<std::string> lines(const QmIniFile::Section& s) {
     for (const auto& p : s) out.push_back(p.attrib().toStd() + "|" + p.value().toStd());
     return out;
 }
-} // namespace
+}  // namespace
 
 // ---- attribute/value pairs ------------------------------------------------------------
 
@@ -79,24 +79,23 @@ TEST(IniFile, SectionCreatesWhenAbsentButTheConstOneDoesNot) {
 
 TEST(IniFile, FromTextReadsSectionsAndSkipsCommentsBlanksAndMalformedLines) {
     QmIniFile ini;
-    const int skipped = ini.fromText(
-        "orphan=before any section\n"          // skipped 1
-        "; a comment\n"
-        "# another comment\n"
-        "\n"
-        "[SimpleMixState]\r\n"
-        "Version=1.1\r\n"
-        "   \t\n"
-        "  ; indented comment\n"
-        "no separator here\n"                  // skipped 2
-        "AuthorApp=Quillmark Editor\n"
-        "[SimpleMixState.InputChannels.Fader]\n"
-        "000=1.0000000000\n"
-        "001=0.5=odd\n"
-        "[Unclosed\n"                          // skipped 3
-        "lost=after an unclosed header\n"      // skipped 4
-        "[SimpleMixState]\n"
-        "AuthorAppVersion=14.5.0.0\n");
+    const int skipped = ini.fromText("orphan=before any section\n"  // skipped 1
+                                     "; a comment\n"
+                                     "# another comment\n"
+                                     "\n"
+                                     "[SimpleMixState]\r\n"
+                                     "Version=1.1\r\n"
+                                     "   \t\n"
+                                     "  ; indented comment\n"
+                                     "no separator here\n"  // skipped 2
+                                     "AuthorApp=Quillmark Editor\n"
+                                     "[SimpleMixState.InputChannels.Fader]\n"
+                                     "000=1.0000000000\n"
+                                     "001=0.5=odd\n"
+                                     "[Unclosed\n"                      // skipped 3
+                                     "lost=after an unclosed header\n"  // skipped 4
+                                     "[SimpleMixState]\n"
+                                     "AuthorAppVersion=14.5.0.0\n");
     EXPECT_EQ(skipped, 4);
     EXPECT_EQ(names(ini), (std::vector<std::string>{"SimpleMixState", "SimpleMixState.InputChannels.Fader"}));
     EXPECT_EQ(lines(ini.section(NString("SimpleMixState"))),
@@ -120,7 +119,8 @@ TEST(IniFile, TextRoundTrips) {
     for (int s = 0; s < 3; ++s) {
         auto& section = ini.section(NString(("Section." + std::to_string(s)).c_str()));
         for (int i = 0; i < 5; ++i)
-            section.emplace_back(NString(("%03d" + std::to_string(i)).c_str()), NString(("v=" + std::to_string(i * s)).c_str()));
+            section.emplace_back(NString(("%03d" + std::to_string(i)).c_str()),
+                                 NString(("v=" + std::to_string(i * s)).c_str()));
     }
     const std::string text = ini.toText();
     QmIniFile back;
@@ -147,7 +147,8 @@ TEST(IniFile, SaveAndLoadThroughAFile) {
     ini.section(NString("SimpleMixState.MixChannels.Mute")).emplace_back(NString("00"), NString("0"));
     std::string error;
     ASSERT_TRUE(ini.save(path, &error)) << error;
-    EXPECT_EQ(audatoms::test::readFile(path), "[SimpleMixState]\nVersion=1.1\n\n[SimpleMixState.MixChannels.Mute]\n00=0\n");
+    EXPECT_EQ(audatoms::test::readFile(path),
+              "[SimpleMixState]\nVersion=1.1\n\n[SimpleMixState.MixChannels.Mute]\n00=0\n");
     QmIniFile back;
     ASSERT_TRUE(back.load(path, &error)) << error;
     EXPECT_EQ(back.toText(), ini.toText());

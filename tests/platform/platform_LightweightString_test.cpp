@@ -25,7 +25,7 @@ std::wstring wide(std::initializer_list<std::uint32_t> cps) {
     for (auto c : cps) s += wchar_t(c);
     return s;
 }
-} // namespace
+}  // namespace
 
 // ---- null and empty -------------------------------------------------------------
 
@@ -183,7 +183,8 @@ TEST(LightweightString, EveryScalarValueRoundTrips) {
     const NString utf8 = toUTF8(WideString(all));
     // 1 byte for U+0001..U+007F, 2 for U+0080..U+07FF, 3 for U+0800..U+FFFF without the
     // 2048 surrogates, 4 for U+10000..U+10FFFF.
-    const std::size_t expected = 0x7F * 1 + (0x800 - 0x80) * 2 + (0x10000 - 0x800 - 0x800) * 3 + (0x110000 - 0x10000) * 4;
+    const std::size_t expected =
+        0x7F * 1 + (0x800 - 0x80) * 2 + (0x10000 - 0x800 - 0x800) * 3 + (0x110000 - 0x10000) * 4;
     EXPECT_EQ(utf8.size(), expected);
     EXPECT_TRUE(fromUTF8(utf8).toStd() == all);
 }
@@ -200,7 +201,11 @@ TEST(LightweightString, ToUTF8ReplacesWhatIsNotAScalarValue) {
 }
 
 TEST(LightweightString, InvalidUTF8BecomesOneReplacementPerMaximalSubpart) {
-    struct Case { const char* what; NString in; std::wstring out; };
+    struct Case {
+        const char* what;
+        NString in;
+        std::wstring out;
+    };
     const Case cases[] = {
         {"truncated 2-byte at the end", bytes({'a', 0xC3}), wide({'a', kFFFD})},
         {"truncated 3-byte at the end", bytes({0xE2, 0x82}), wide({kFFFD})},
@@ -215,7 +220,8 @@ TEST(LightweightString, InvalidUTF8BecomesOneReplacementPerMaximalSubpart) {
         {"encoded surrogate", bytes({0xED, 0xA0, 0x80}), wide({kFFFD, kFFFD, kFFFD})},
         {"encoded low surrogate", bytes({0xED, 0xBF, 0xBF}), wide({kFFFD, kFFFD, kFFFD})},
         {"above U+10FFFF", bytes({0xF4, 0x90, 0x80, 0x80}), wide({kFFFD, kFFFD, kFFFD, kFFFD})},
-        {"F5 to FF never start a sequence", bytes({0xF5, 0xF8, 0xFC, 0xFE, 0xFF}), wide({kFFFD, kFFFD, kFFFD, kFFFD, kFFFD})},
+        {"F5 to FF never start a sequence", bytes({0xF5, 0xF8, 0xFC, 0xFE, 0xFF}),
+         wide({kFFFD, kFFFD, kFFFD, kFFFD, kFFFD})},
         {"F5 followed by continuations", bytes({0xF5, 0x80, 0x80, 0x80}), wide({kFFFD, kFFFD, kFFFD, kFFFD})},
         {"invalid byte between letters", bytes({'a', 0xFF, 'b'}), wide({'a', kFFFD, 'b'})},
         {"start byte followed by a start byte", bytes({0xC3, 0xC3, 0xA9}), wide({kFFFD, 0xE9})},

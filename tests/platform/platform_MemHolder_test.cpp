@@ -10,7 +10,7 @@ struct TrackedBuffer : ByteBufferImpl {
     using ByteBufferImpl::ByteBufferImpl;
     ~TrackedBuffer() override { ++buffersDestroyed; }
 };
-} // namespace
+}  // namespace
 
 TEST(MemHolder, AnEmptyBufferHoldsNothing) {
     const ByteBufferImpl b;

@@ -9,13 +9,15 @@
 #include <vector>
 
 namespace {
-struct Shared { int value = 0; };
+struct Shared {
+    int value = 0;
+};
 std::atomic<int> made{0};
 Shared* countingFactory() {
     made.fetch_add(1);
     return new Shared;
 }
-} // namespace
+}  // namespace
 
 TEST(NamedObjectsConcurrency, ConcurrentFindOrCreateMakesOneObjectPerName) {
     auto& ns = Qm::NamedObjectsNamespace::global();

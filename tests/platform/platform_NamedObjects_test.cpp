@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 namespace {
-struct Rate { int hz = 48000; };
-struct Label { double weight = 0.5; };
+struct Rate {
+    int hz = 48000;
+};
+struct Label {
+    double weight = 0.5;
+};
 
 int madeByFactory = 0;
 Rate* countingFactory() {
@@ -17,7 +21,7 @@ Rate* nullFactory() { return nullptr; }
 struct AvailabilityGuard {
     ~AvailabilityGuard() { Qm::NamedObjectsNamespace::global().setAvailable(true); }
 };
-} // namespace
+}  // namespace
 
 using Qm::NamedObjectsNamespace;
 

@@ -11,7 +11,7 @@ std::atomic<int> destroyedCount{0};
 struct Counted : iObject {
     ~Counted() override { destroyedCount.fetch_add(1); }
 };
-} // namespace
+}  // namespace
 
 TEST(PtrConcurrency, TwoThreadsCopyingAndReleasingKeepTheCountExact) {
     destroyedCount = 0;

@@ -16,7 +16,7 @@ struct Derived : Base {
     int value = 7;
     int* derivedDestroyed_;
 };
-} // namespace
+}  // namespace
 
 TEST(Ptr, CountsFollowCopiesMovesAndResets) {
     int destroyed = 0;

@@ -16,7 +16,7 @@ using Streams = audatoms::test::StreamTexts;
 namespace {
 // Output of one call on standard output and standard error.
 Streams captureBoth(const std::function<void()>& f) { return audatoms::test::captureStandardStreams(f); }
-} // namespace
+}  // namespace
 
 // The one check of where the assertion line really goes; other tests read the lines
 // back from platform::LogCapture.
@@ -30,9 +30,8 @@ TEST(Report, AssertionReportKeepsTheConditionTextAsGiven) {
     platform::LogCapture capture;
     assertionReport("rate == 48000", "ole/AudAtoms/Aud__Util_AudAtoms", 113);
     assertionReportAt("i < size_", "ole/qm/Vector line 87");
-    EXPECT_EQ(capture.assertionText(),
-              "assertion failed rate == 48000 at ole/AudAtoms/Aud__Util_AudAtoms line 113\n"
-              "assertion failed i < size_ at ole/qm/Vector line 87\n");
+    EXPECT_EQ(capture.assertionText(), "assertion failed rate == 48000 at ole/AudAtoms/Aud__Util_AudAtoms line 113\n"
+                                       "assertion failed i < size_ at ole/qm/Vector line 87\n");
 }
 
 TEST(Report, AVeryLongSourceNameIsNotCut) {
@@ -71,9 +70,8 @@ TEST(Report, NestedCapturesEachRecordAssertionLinesWhileAlive) {
         EXPECT_EQ(inner.assertionText(), "assertion failed two at s line 2\n");
     }
     assertionReport("three", "s", 3);
-    EXPECT_EQ(outer.assertionText(),
-              "assertion failed one at s line 1\nassertion failed two at s line 2\n"
-              "assertion failed three at s line 3\n");
+    EXPECT_EQ(outer.assertionText(), "assertion failed one at s line 1\nassertion failed two at s line 2\n"
+                                     "assertion failed three at s line 3\n");
     outer.clear();
     EXPECT_TRUE(outer.assertions().empty());
     EXPECT_EQ(outer.assertionText(), "");
@@ -96,9 +94,8 @@ TEST(Report, ASilencingCaptureKeepsAssertionLinesOffStandardOutputWhileItLives) 
     });
     EXPECT_EQ(s.out, "assertion failed before at s line 1\nassertion failed after at s line 3\n");
     EXPECT_EQ(s.err, "a log line\n") << "only the assertion lines are silenced";
-    EXPECT_EQ(plain.assertionText(),
-              "assertion failed before at s line 1\nassertion failed during at s line 2\n"
-              "assertion failed after at s line 3\n")
+    EXPECT_EQ(plain.assertionText(), "assertion failed before at s line 1\nassertion failed during at s line 2\n"
+                                     "assertion failed after at s line 3\n")
         << "every live capture records the silenced line";
 }
 

@@ -18,7 +18,7 @@ protected:
     void TearDown() override { platform::reloadResources(); }
     ScopedEnv noTable_{"AUDATOMS_RESOURCES", nullptr};
 };
-} // namespace
+}  // namespace
 
 TEST_F(Resources, TheBuiltInEnglishTexts) {
     EXPECT_EQ(resourceStrW(10055), L"None");
@@ -60,19 +60,18 @@ TEST_F(Resources, PaddedTextsAddPrefixAndSuffix) {
 TEST_F(Resources, ATranslationFileReplacesTheTextsItNames) {
     ScratchDir dir;
     const std::string path = dir.file("fr.txt");
-    audatoms::test::writeFile(path,
-                           "\xEF\xBB\xBF# French\r\n"
-                           "10055 = Aucun\r\n"
-                           "\n"
-                           "   11646=Analogique\n"
-                           "10342 = Fr\xC3\xA9quence du projet\n"
-                           "10204 = \xF0\x9F\x98\x80 toujours\n"
-                           "12345 = Extra\n"
-                           "10205 =\n"
-                           "10206x = ignored\n"
-                           "abc = ignored\n"
-                           "no separator\n"
-                           "11644 = =ADAT=\n");
+    audatoms::test::writeFile(path, "\xEF\xBB\xBF# French\r\n"
+                                    "10055 = Aucun\r\n"
+                                    "\n"
+                                    "   11646=Analogique\n"
+                                    "10342 = Fr\xC3\xA9quence du projet\n"
+                                    "10204 = \xF0\x9F\x98\x80 toujours\n"
+                                    "12345 = Extra\n"
+                                    "10205 =\n"
+                                    "10206x = ignored\n"
+                                    "abc = ignored\n"
+                                    "no separator\n"
+                                    "11644 = =ADAT=\n");
     ScopedEnv table("AUDATOMS_RESOURCES", path.c_str());
     platform::reloadResources();
     EXPECT_EQ(resourceStrW(10055), L"Aucun");

@@ -23,7 +23,9 @@ public:
         count = s.file().getUnsignedLong();
         label = s.file().getString().toStd();
     }
-    int STRM_hierarchyPack(PStream& s) const override { return STRM_packLayers<Streamable, Taggable, Widget>(*this, s); }
+    int STRM_hierarchyPack(PStream& s) const override {
+        return STRM_packLayers<Streamable, Taggable, Widget>(*this, s);
+    }
     int STRM_hierarchyUnpack(PStream& s) override { return STRM_unpackLayers<Streamable, Taggable, Widget>(*this, s); }
     LightweightString<char> hierarchyName(bool l, bool o) const override {
         return STRM_hierarchyNameOf<Streamable, Taggable, Widget>(l, o);
@@ -82,7 +84,7 @@ Qm::Ptr<Streamable> buildGadget(PStream& s) {
     return g;
 }
 
-} // namespace streamtest
+}  // namespace streamtest
 
 namespace {
 using streamtest::Gadget;
@@ -138,7 +140,7 @@ TEST(DynamicIntegralStorage, ValueObjectAndTruncatedReads) {
     v.unpack(f);
     EXPECT_EQ(v.value(), 300);
     StreamFile cut;
-    cut.setBytes(std::string("\xff\x01", 2)); // escape, then half a uint16
+    cut.setBytes(std::string("\xff\x01", 2));  // escape, then half a uint16
     EXPECT_EQ(Versions::read(cut), 0);
     EXPECT_TRUE(cut.failed());
     StreamFile empty;
@@ -174,8 +176,8 @@ TEST(StreamLayers, LayersAreWrittenOutermostFirstWithPatchedLengths) {
     g.count = 7;
     g.label = "abc";
     g.weight = 2.0f;
-    const std::string wgOwn = le32(7) + std::string("abc") + '\0'; // 8 bytes
-    const std::string gdOwn = le32(0x40000000);                    // 2.0f
+    const std::string wgOwn = le32(7) + std::string("abc") + '\0';  // 8 bytes
+    const std::string gdOwn = le32(0x40000000);                     // 2.0f
     const std::string gd = header2("GD", 3, 0, 4, 4) + gdOwn;
     const std::string wg = header2("WG", 1, 2, 8, std::uint32_t(8 + gd.size())) + wgOwn + gd;
     const std::string t = header2("T", 1, 0, 0, std::uint32_t(wg.size())) + wg;
@@ -216,7 +218,7 @@ TEST(StreamLayers, Format1RoundTripAndHeaderBytes) {
     PStream s(f);
     Widget back;
     EXPECT_EQ(back.STRM_hierarchyUnpack(s), kStreamLayerOk);
-    EXPECT_EQ(s.formatNumber(), 1); // taken from the outermost layer
+    EXPECT_EQ(s.formatNumber(), 1);  // taken from the outermost layer
     EXPECT_EQ(back.count, 1u);
     EXPECT_EQ(back.label, "x");
 }
@@ -229,8 +231,8 @@ TEST(StreamLayers, AnOlderReaderSkipsFieldsAppendedByANewerWriter) {
     // The widget layer of a newer writer with 5 more bytes of own data.
     const std::string wgOwn = le32(9) + std::string("new") + '\0' + "EXTRA";
     const std::string gd = header2("GD", 3, 0, 4, 4) + le32(0x40800000);
-    const std::string wg = header2("WG", 1, 3, std::uint32_t(wgOwn.size()), std::uint32_t(wgOwn.size() + gd.size())) +
-                           wgOwn + gd;
+    const std::string wg =
+        header2("WG", 1, 3, std::uint32_t(wgOwn.size()), std::uint32_t(wgOwn.size() + gd.size())) + wgOwn + gd;
     const std::string t = header2("T", 1, 0, 0, std::uint32_t(wg.size())) + wg;
     StreamFile f;
     f.setBytes(header2("$", 2, 0, 0, std::uint32_t(t.size())) + t);
@@ -242,7 +244,7 @@ TEST(StreamLayers, AnOlderReaderSkipsFieldsAppendedByANewerWriter) {
     EXPECT_EQ(log.logText(), "Warning: Not all object data was read while unpacking object streamtest::Gadget, layer "
                              "streamtest::Widget v1.3, 5/13 bytes unread.\n");
     EXPECT_EQ(back.count, 9u);
-    EXPECT_EQ(back.weight, 4.0f); // the inner layer is found after the skipped bytes
+    EXPECT_EQ(back.weight, 4.0f);  // the inner layer is found after the skipped bytes
     EXPECT_EQ(back.Widget::STRM_layerVersion().minor, 3u);
 }
 
@@ -257,8 +259,9 @@ TEST(StreamLayers, OverreadNamesObjectAndLayer) {
     PStream s(f);
     Gadget back;
     EXPECT_EQ(back.STRM_hierarchyUnpack(s), kStreamLayerFailed);
-    EXPECT_EQ(s.errorText(), "Error: Unpacker read beyond end of chunk while unpacking object streamtest::Gadget, layer "
-                             "streamtest::Widget v1.2, 2 bytes overread.\n");
+    EXPECT_EQ(s.errorText(),
+              "Error: Unpacker read beyond end of chunk while unpacking object streamtest::Gadget, layer "
+              "streamtest::Widget v1.2, 2 bytes overread.\n");
 }
 
 TEST(StreamLayers, ReadingALayerHeaderSwitchesTheFormat) {
@@ -328,4 +331,4 @@ TEST(StreamClassRegistrar, FindsByEitherNameAndForgetsWhenDestroyed) {
     EXPECT_EQ(StreamClassRegistrar::findBuilder("Taggable.streamtest::Widget"), nullptr);
 }
 
-} // namespace
+}  // namespace

@@ -41,7 +41,7 @@ void expectSample(StreamFile& f) {
     EXPECT_FALSE(f.failed());
     EXPECT_TRUE(f.atEnd());
 }
-} // namespace
+}  // namespace
 
 // ---- in memory -------------------------------------------------------------------------
 

@@ -7,9 +7,9 @@
 
 namespace {
 
-const char* const kOriginNames[] = {"StereoWavImports", "MultiTrackWavImports", "RecordingsWithVideo",
-                                    "AudioOnlyRecordings", "MP3Imports", "CDImports",
-                                    "OtherStereoAudioImports", "OtherMultiTrackAudioImports"};
+const char* const kOriginNames[] = {
+    "StereoWavImports", "MultiTrackWavImports",    "RecordingsWithVideo",        "AudioOnlyRecordings", "MP3Imports",
+    "CDImports",        "OtherStereoAudioImports", "OtherMultiTrackAudioImports"};
 
 ShotOrigin::eShotOrigin origin(int v) { return ShotOrigin::eShotOrigin(v); }
 
@@ -22,7 +22,7 @@ protected:
     void TearDown() override { prefs().clear(); }
 };
 
-} // namespace
+}  // namespace
 
 TEST_F(AudioNormalisationTest, MarkerIs999) { EXPECT_EQ(AudioNormalisation::invalidAudioNormalLevel(), 999.0f); }
 
@@ -71,7 +71,7 @@ TEST_F(AudioNormalisationTest, UniformLevelIsClampedOnStoring) {
     EXPECT_EQ(storedDouble("AudioNormalisationUniformLevel"), -36.0);
     AudioNormalisation::setUniformLevel(999.0f);  // the marker has no meaning here
     EXPECT_EQ(storedDouble("AudioNormalisationUniformLevel"), 0.0);
-    AudioNormalisation::setUniformLevel(-12.3f);   // kept, widened exactly
+    AudioNormalisation::setUniformLevel(-12.3f);  // kept, widened exactly
     EXPECT_EQ(storedDouble("AudioNormalisationUniformLevel"), double(-12.3f));
     EXPECT_EQ(AudioNormalisation::getUniformLevel(), -12.3f);
     AudioNormalisation::setUniformLevel(0.0f);

@@ -9,9 +9,9 @@ namespace {
 
 using Condition = AudioTrackGrouping::GroupingCondition::eGroupingCondition;
 
-const char* const kOriginNames[] = {"StereoWavImports", "MultiTrackWavImports", "RecordingsWithVideo",
-                                    "AudioOnlyRecordings", "MP3Imports", "CDImports",
-                                    "OtherStereoAudioImports", "OtherMultiTrackAudioImports"};
+const char* const kOriginNames[] = {
+    "StereoWavImports", "MultiTrackWavImports",    "RecordingsWithVideo",        "AudioOnlyRecordings", "MP3Imports",
+    "CDImports",        "OtherStereoAudioImports", "OtherMultiTrackAudioImports"};
 
 ShotOrigin::eShotOrigin origin(int v) { return ShotOrigin::eShotOrigin(v); }
 int storedInt(const std::string& key) { return prefs().getPreference(LightweightString<char>(key), 12345); }
@@ -22,7 +22,7 @@ protected:
     void TearDown() override { prefs().clear(); }
 };
 
-} // namespace
+}  // namespace
 
 TEST_F(AudioTrackGroupingTest, EmptyStoreGivesTheDefaults) {
     EXPECT_TRUE(AudioTrackGrouping::getEnabled());

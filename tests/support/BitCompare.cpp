@@ -19,15 +19,15 @@ std::string describe(float v) {
     std::snprintf(text, sizeof text, "%.9g (0x%08X)", double(v), unsigned(bitsOf(v)));
     return text;
 }
-} // namespace
+}  // namespace
 
 testing::AssertionResult sameBits(std::span<const float> got, std::span<const float> want) {
     if (got.size() != want.size())
         return testing::AssertionFailure() << "lengths differ: " << got.size() << " vs " << want.size();
     for (std::size_t i = 0; i < got.size(); ++i)
         if (!same(got[i], want[i]))
-            return testing::AssertionFailure() << "first difference at index " << i << ": " << describe(got[i])
-                                               << " vs " << describe(want[i]);
+            return testing::AssertionFailure()
+                   << "first difference at index " << i << ": " << describe(got[i]) << " vs " << describe(want[i]);
     return testing::AssertionSuccess();
 }
 
@@ -36,4 +36,4 @@ testing::AssertionResult sameBits(float got, float want) {
     return testing::AssertionFailure() << describe(got) << " vs " << describe(want);
 }
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

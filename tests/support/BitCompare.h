@@ -23,4 +23,4 @@ float floatFromBits(std::uint32_t bits);
 testing::AssertionResult sameBits(std::span<const float> got, std::span<const float> want);
 testing::AssertionResult sameBits(float got, float want);
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

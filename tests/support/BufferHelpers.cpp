@@ -43,4 +43,4 @@ Bytes concat(const std::vector<Bytes>& parts) {
     return out;
 }
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

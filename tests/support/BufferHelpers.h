@@ -45,4 +45,4 @@ private:
     int* destroyed_;
 };
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -20,4 +20,4 @@ private:
     double saved_;
 };
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -21,8 +21,8 @@ LevelRenderer::LevelRenderer(Aud::DynamicLevelControl::DynamicLevelApplyingItera
 
 void LevelRenderer::logRun() {
     if (runs_.size() < logCapacity_)
-        runs_.push_back(LevelRun{rendered_, state_.samplesToNextNode_, state_.level_, state_.levelDelta_,
-                                 state_.atEnd_, state_.pendingValid_});
+        runs_.push_back(LevelRun{rendered_, state_.samplesToNextNode_, state_.level_, state_.levelDelta_, state_.atEnd_,
+                                 state_.pendingValid_});
     needLog_ = false;
 }
 
@@ -57,4 +57,4 @@ bool LevelRenderer::render(float* out, std::size_t n) {
     return true;
 }
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -22,12 +22,12 @@ void rampRun(const float* src, float* dst, unsigned blocks, float level, float d
 
 // One run as the walk handed it out.
 struct LevelRun {
-    std::size_t start;        // index of its first sample in the rendered output
-    std::uint32_t count;      // samplesToNextNode_ when the run began
+    std::size_t start;    // index of its first sample in the rendered output
+    std::uint32_t count;  // samplesToNextNode_ when the run began
     float level;
     float delta;
     bool atEnd;
-    bool pendingValid;        // a post-edit segment was waiting (the run is a glide)
+    bool pendingValid;  // a post-edit segment was waiting (the run is a glide)
 };
 
 class LevelRenderer {
@@ -60,4 +60,4 @@ private:
     bool needLog_ = true;
 };
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -14,4 +14,4 @@ RegisteredPoint registerPoint(const wchar_t* name) {
     return p;
 }
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

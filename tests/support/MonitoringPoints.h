@@ -15,4 +15,4 @@ struct RegisteredPoint {
 
 RegisteredPoint registerPoint(const wchar_t* name);
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

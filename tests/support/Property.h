@@ -20,11 +20,11 @@
 
 #else
 
-#define AUDATOMS_PROPERTY(Suite, Name, ArgList)                                                         \
-    [[maybe_unused]] void audatomsProperty_##Suite##_##Name ArgList;                                    \
-    TEST(Suite, Name) {                                                                                 \
-        GTEST_SKIP() << "RapidCheck was not found when the build was configured: property not checked"; \
-    }                                                                                                   \
+#define AUDATOMS_PROPERTY(Suite, Name, ArgList)                                                                        \
+    [[maybe_unused]] void audatomsProperty_##Suite##_##Name ArgList;                                                   \
+    TEST(Suite, Name) {                                                                                                \
+        GTEST_SKIP() << "RapidCheck was not found when the build was configured: property not checked";                \
+    }                                                                                                                  \
     void audatomsProperty_##Suite##_##Name ArgList
 
 // Only ever compiled: the bodies above are never called without RapidCheck.

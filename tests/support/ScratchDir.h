@@ -46,4 +46,4 @@ private:
     std::string path_;
 };
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

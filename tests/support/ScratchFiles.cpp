@@ -75,7 +75,7 @@ bool runInChild(const std::function<bool()>& setup, const std::function<bool()>&
     if (WEXITSTATUS(status) == 2) ADD_FAILURE() << "the child process could not be set up";
     return WEXITSTATUS(status) == 0;
 }
-} // namespace
+}  // namespace
 
 bool runWhereDirectoryIsReadOnly(const std::string& dir, const std::function<bool()>& body) {
     if (::chmod(dir.c_str(), 0555) != 0) {
@@ -104,4 +104,4 @@ bool runWithFileSizeLimit(unsigned long maxBytes, const std::function<bool()>& b
         body);
 }
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -40,4 +40,4 @@ bool runWhereDirectoryIsReadOnly(const std::string& dir, const std::function<boo
 // (writes past it fail with EFBIG). Returns what body returned.
 bool runWithFileSizeLimit(unsigned long maxBytes, const std::function<bool()>& body);
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -35,7 +35,8 @@ StreamBytes& StreamBytes::raw(const std::vector<std::uint8_t>& v) {
     return *this;
 }
 StreamBytes& StreamBytes::block(const std::vector<std::uint8_t>& v) { return u32(std::uint32_t(v.size())).raw(v); }
-StreamBytes& StreamBytes::header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total) {
+StreamBytes& StreamBytes::header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own,
+                                  std::uint32_t total) {
     return str(name).u8(major).u8(minor).u32(own).u32(total);
 }
 
@@ -109,7 +110,7 @@ bool differ(const char* what, int a, int b, T x, T y, std::string* why) {
 bool differF(const char* what, int a, float x, float y, std::string* why) {
     return differ(what, a, 0, bitsOf(x), bitsOf(y), why);
 }
-} // namespace
+}  // namespace
 
 bool sameState(const Aud::SimpleMixState& a, const Aud::SimpleMixState& b, std::string* why, CompareOptions opt) {
     if (differ("valid", 0, 0, a.valid(), b.valid(), why)) return false;
@@ -154,12 +155,12 @@ float randomLevel(std::mt19937& rng, bool textExact) {
     }
 }
 float randomPan(std::mt19937& rng, bool textExact) {
-    if (!textExact) return floatFromBits(std::uint32_t(rng())); // any bits: NaN, infinities, subnormals
+    if (!textExact) return floatFromBits(std::uint32_t(rng()));  // any bits: NaN, infinities, subnormals
     if (rng() % 2) return float(int(rng() % 8193) - 4096) / 1024.0f;
     const float magnitude = std::uniform_real_distribution<float>(0.125f, 8.0f)(rng);
     return rng() % 2 ? magnitude : -magnitude;
 }
-} // namespace
+}  // namespace
 
 Qm::Ptr<Aud::SimpleMixState> randomState(std::mt19937& rng, bool textExact, int maxInputs, int maxMixes) {
     const int n = int(rng() % unsigned(maxInputs + 1));
@@ -182,11 +183,11 @@ Qm::Ptr<Aud::SimpleMixState> randomState(std::mt19937& rng, bool textExact, int 
         for (int k = 0; k < m * o; ++k) {
             const int mix = int(rng() % unsigned(m)) - 1;
             const int out = int(rng() % unsigned(o)) - 2;
-            if (mix == -1 && out < 0) continue; // the main mix never feeds the special outputs
+            if (mix == -1 && out < 0) continue;  // the main mix never feeds the special outputs
             s->setMixRoutedToOutput(mix, out, rng() % 2, rng() % 3 != 0);
         }
     }
     return s;
 }
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -24,13 +24,14 @@ public:
     StreamBytes& u32(std::uint32_t v);
     StreamBytes& i32(std::int32_t v) { return u32(std::uint32_t(v)); }
     StreamBytes& f32(float v);
-    StreamBytes& str(const std::string& s); // with its NUL
+    StreamBytes& str(const std::string& s);  // with its NUL
     StreamBytes& raw(const std::string& s);
     StreamBytes& raw(const std::vector<std::uint8_t>& v);
     // A binary block: uint32 length, then the bytes.
     StreamBytes& block(const std::vector<std::uint8_t>& v);
     // A stream format 2 layer header.
-    StreamBytes& header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own, std::uint32_t total);
+    StreamBytes& header2(const std::string& name, unsigned major, unsigned minor, std::uint32_t own,
+                         std::uint32_t total);
     const std::string& str() const { return s_; }
     std::size_t size() const { return s_.size(); }
 
@@ -79,4 +80,4 @@ Unpacked unpackRecord(Aud::SimpleMixState& s, const std::string& bytes);
 // slope * (v - mag) + uval of that node.
 float faderFromMagnitude(float v);
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -30,7 +30,7 @@ private:
     int fd_;
     int saved_;
 };
-} // namespace
+}  // namespace
 
 StreamTexts captureStandardStreams(const std::function<void()>& fn) {
     ScratchDir dir;
@@ -47,4 +47,4 @@ StreamTexts captureStandardStreams(const std::function<void()>& fn) {
     return {readFile(outPath), readFile(errPath)};
 }
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -16,4 +16,4 @@ struct StreamTexts {
 
 StreamTexts captureStandardStreams(const std::function<void()>& fn);
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

@@ -50,9 +50,9 @@ inline std::string readText(const std::string& path) {
 }
 
 struct RunResult {
-    int status = -1;      // exit status, or 128 + signal
-    std::string out;      // standard output
-    std::string err;      // standard error
+    int status = -1;  // exit status, or 128 + signal
+    std::string out;  // standard output
+    std::string err;  // standard error
 };
 
 // Runs the tool with the arguments, in `cwd` when given; standard input is /dev/null.
@@ -103,7 +103,8 @@ void writeFrames(const std::string& path, int format, int channels, int rate, co
     sf_close(f);
 }
 
-inline void writeDoubles(const std::string& path, int format, int channels, int rate, const std::vector<double>& frames) {
+inline void writeDoubles(const std::string& path, int format, int channels, int rate,
+                         const std::vector<double>& frames) {
     writeFrames(path, format, channels, rate, frames);
 }
 
@@ -142,7 +143,8 @@ inline std::vector<std::int32_t> rawInt24(const std::string& path) {
     sf_read_raw(f, bytes.data(), sf_count_t(bytes.size()));
     sf_close(f);
     for (std::size_t i = 0; i + 2 < bytes.size(); i += 3) {
-        const std::uint32_t u = std::uint32_t(bytes[i]) | std::uint32_t(bytes[i + 1]) << 8 | std::uint32_t(bytes[i + 2]) << 16;
+        const std::uint32_t u =
+            std::uint32_t(bytes[i]) | std::uint32_t(bytes[i + 1]) << 8 | std::uint32_t(bytes[i + 2]) << 16;
         v.push_back(std::int32_t(u << 8) >> 8);
     }
     return v;
@@ -157,8 +159,8 @@ inline bool expectFinite(const float* x, std::size_t n, const std::string& what,
             if (bad++ == 0) at = i;
         }
     if (bad)
-        ADD_FAILURE() << what << ": " << bad << " samples are not finite, the first at frame " << first + std::int64_t(at)
-                      << " (" << x[at] << ")";
+        ADD_FAILURE() << what << ": " << bad << " samples are not finite, the first at frame "
+                      << first + std::int64_t(at) << " (" << x[at] << ")";
     return bad == 0;
 }
 
@@ -221,4 +223,4 @@ inline RunResult renderWithTool(const std::vector<std::string>& global, const st
     return r;
 }
 
-} // namespace audatoms::test
+}  // namespace audatoms::test

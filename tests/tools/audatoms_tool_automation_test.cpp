@@ -110,14 +110,20 @@ RenderSetup busySession(bool withEq) {
     RenderSetup s;
     const std::size_t n = 3 * kRate;
     s.inputs = {noise(n, 7, 0.5f), sine(kRate, 3.0, 440.0, 0.4)};
-    s.automation = {{{0.0, 0.0f}, {0.37, 1.0f}, {0.38, 0.5f}, {1.2, 0.25f}, {1.90001, 0.25f}, {1.9000101, 0.6f},
-                     {2.6, 0.9f}, {2.99, 0.0f}},
+    s.automation = {{{0.0, 0.0f},
+                     {0.37, 1.0f},
+                     {0.38, 0.5f},
+                     {1.2, 0.25f},
+                     {1.90001, 0.25f},
+                     {1.9000101, 0.6f},
+                     {2.6, 0.9f},
+                     {2.99, 0.0f}},
                     {{0.1, 1.0f}, {0.7, 0.2f}, {2.2, 1.3f}}};
     if (withEq) s.eq = {{"peaking:1k:q=1:+9", "lowpass:3k"}, {"highshelf:2k:-6", "hp:100"}};
     return s;
 }
 
-const Qm::FrameRate kFrameRates[] = {Qm::FrameRate23_976, Qm::FrameRate24, Qm::FrameRate25, Qm::FrameRate29_97,
+const Qm::FrameRate kFrameRates[] = {Qm::FrameRate23_976, Qm::FrameRate24, Qm::FrameRate25,   Qm::FrameRate29_97,
                                      Qm::FrameRate30,     Qm::FrameRate50, Qm::FrameRate59_94};
 const unsigned kBlockLengths[] = {1, 17, 64, 256, 1024, 4096};
 
@@ -161,7 +167,7 @@ double checkRamp(const Ramp& r, const std::vector<double>& y, std::size_t start,
     return worst;
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolAutomation, RampsStayOnTheirLineAndEndExactlyOnTheNodesLevel) {
     for (const Ramp& r : kRamps) {
@@ -177,8 +183,8 @@ TEST(ToolAutomation, RampsStayOnTheirLineAndEndExactlyOnTheNodesLevel) {
             for (double& v : y) v *= kLsb;  // in 24-bit steps
             SCOPED_TRACE(block ? "blocks of 17" : "25 fps");
             const double worst = checkRamp(r, y, 0, n, 0.5 * kLsb, double(0.5f * r.to) * kLsb);
-            std::printf("[ measured ] %s, %s: float mix at most %.3f LSB (24-bit) from the line\n",
-                        rampName(r).c_str(), block ? "blocks of 17" : "25 fps", worst);
+            std::printf("[ measured ] %s, %s: float mix at most %.3f LSB (24-bit) from the line\n", rampName(r).c_str(),
+                        block ? "blocks of 17" : "25 fps", worst);
         }
     }
 }
@@ -314,10 +320,21 @@ TEST(ToolAutomation, AnEditBetweenBlocksGlidesTheSameAtEveryBlockLength) {
         std::vector<std::pair<Qm::FrameRate, unsigned>> blocks;
     };
     const Group groups[] = {
-        {17 * 4096, {{Qm::FrameRate25, 1}, {Qm::FrameRate25, 17}, {Qm::FrameRate25, 64}, {Qm::FrameRate25, 256},
-                     {Qm::FrameRate25, 1024}, {Qm::FrameRate25, 4096}}},
-        {48000, {{Qm::FrameRate24, 0}, {Qm::FrameRate25, 0}, {Qm::FrameRate30, 0}, {Qm::FrameRate50, 0},
-                 {Qm::FrameRate25, 1}, {Qm::FrameRate25, 64}, {Qm::FrameRate25, 960}}},
+        {17 * 4096,
+         {{Qm::FrameRate25, 1},
+          {Qm::FrameRate25, 17},
+          {Qm::FrameRate25, 64},
+          {Qm::FrameRate25, 256},
+          {Qm::FrameRate25, 1024},
+          {Qm::FrameRate25, 4096}}},
+        {48000,
+         {{Qm::FrameRate24, 0},
+          {Qm::FrameRate25, 0},
+          {Qm::FrameRate30, 0},
+          {Qm::FrameRate50, 0},
+          {Qm::FrameRate25, 1},
+          {Qm::FrameRate25, 64},
+          {Qm::FrameRate25, 960}}},
     };
     for (const Group& g : groups) {
         SCOPED_TRACE("edit at frame " + std::to_string(g.editAt));
@@ -344,8 +361,8 @@ namespace {
 // Plays `frames` samples of a constant 0.5 backwards from time `from`, in blocks of
 // `block`, through an applier; before the block that starts at sample editAt, `edit`
 // goes into the store.
-std::vector<float> playReverse(Store& store, double from, std::size_t frames, unsigned block,
-                               std::int64_t editAt = -1, Store::Node edit = Store::Node(0.0, 1.0f)) {
+std::vector<float> playReverse(Store& store, double from, std::size_t frames, unsigned block, std::int64_t editAt = -1,
+                               Store::Node edit = Store::Node(0.0, 1.0f)) {
     AutomationApplier a;
     a.configure(&store, double(kRate), from, AutomationApplier::Direction::kReverse);
     const std::vector<float> half(block + 4, 0.5f);
@@ -370,7 +387,7 @@ bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
     return true;
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolAutomationReverse, RampsStayOnTheirLineAndEndExactlyOnTheNodesLevel) {
     // Nodes at 0 s and at the ramp's length; played backwards from 24 000.5 samples past

@@ -38,7 +38,7 @@ void writeStereoTone(const std::string& path, int rate = 48000, double seconds =
     audatoms::test::writeDoubles(path, SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2, rate, x);
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolCli, DemoWritesAValidWavWhosePeaksMatchTheMeterTable) {
     ScratchDir dir;
@@ -63,7 +63,8 @@ TEST(ToolCli, DemoWritesAValidWavWhosePeaksMatchTheMeterTable) {
     }
     // The clipping input is marked, and its meter reads full scale.
     bool clipSeen = false;
-    for (const auto& in : j["inputs"]) clipSeen = clipSeen || (in["clipped"].get<bool>() && in["peak"].get<double>() >= 1.0);
+    for (const auto& in : j["inputs"])
+        clipSeen = clipSeen || (in["clipped"].get<bool>() && in["peak"].get<double>() >= 1.0);
     EXPECT_TRUE(clipSeen);
     EXPECT_GT(j["times_real_time"].get<double>(), 0.0);
     // The EQ plot is an SVG document with a curve per band and per equaliser.
@@ -96,8 +97,15 @@ TEST(ToolCli, DemoTextPrintsTheSpeedAndTheMeterTable) {
 }
 
 TEST(ToolCli, EveryCommandHasHelp) {
-    for (const std::vector<std::string>& cmd : std::vector<std::vector<std::string>>{
-             {}, {"demo"}, {"render"}, {"info"}, {"eq"}, {"cadence"}, {"mixstate"}, {"mixstate", "convert"}, {"bench"}}) {
+    for (const std::vector<std::string>& cmd : std::vector<std::vector<std::string>>{{},
+                                                                                     {"demo"},
+                                                                                     {"render"},
+                                                                                     {"info"},
+                                                                                     {"eq"},
+                                                                                     {"cadence"},
+                                                                                     {"mixstate"},
+                                                                                     {"mixstate", "convert"},
+                                                                                     {"bench"}}) {
         std::vector<std::string> args = cmd;
         args.push_back("--help");
         const RunResult r = runTool(args);
@@ -164,8 +172,9 @@ TEST(ToolCli, CadenceGivesFrameAndFieldSequences) {
 TEST(ToolCli, EqPlotsWritesCsvAndAppliesToAFile) {
     ScratchDir dir;
     writeStereoTone(dir.file("in.wav"));
-    const RunResult r = runTool({"--quiet", "eq", "--band", "peaking:440:q=2:+6", "--band", "hp:20", "--svg", dir.file("eq.svg"),
-                                 "--csv", dir.file("eq.csv"), "--apply", dir.file("in.wav"), "-o", dir.file("out.wav")});
+    const RunResult r =
+        runTool({"--quiet", "eq", "--band", "peaking:440:q=2:+6", "--band", "hp:20", "--svg", dir.file("eq.svg"),
+                 "--csv", dir.file("eq.csv"), "--apply", dir.file("in.wav"), "-o", dir.file("out.wav")});
     ASSERT_EQ(r.status, 0) << r.err;
     const std::string csv = audatoms::test::readText(dir.file("eq.csv"));
     EXPECT_EQ(csv.rfind("frequency_hz,band1_db,band2_db,total_db\n", 0), 0u);
@@ -181,10 +190,10 @@ TEST(ToolCli, EqPlotsWritesCsvAndAppliesToAFile) {
 
 TEST(ToolCli, MixstateConvertsTextToStreamAndBack) {
     ScratchDir dir;
-    audatoms::test::writeText(dir.file("m.ini"),
-                        "[SimpleMixState.InputChannels.Fader]\n003=0.2500000000\n"
-                        "[SimpleMixState.MixChannels.RouteToOutput]\n02L->05=1\n");
-    ASSERT_EQ(runTool({"-q", "mixstate", "convert", dir.file("m.ini"), dir.file("m.mixstate"), "--outputs", "6"}).status, 0);
+    audatoms::test::writeText(dir.file("m.ini"), "[SimpleMixState.InputChannels.Fader]\n003=0.2500000000\n"
+                                                 "[SimpleMixState.MixChannels.RouteToOutput]\n02L->05=1\n");
+    ASSERT_EQ(
+        runTool({"-q", "mixstate", "convert", dir.file("m.ini"), dir.file("m.mixstate"), "--outputs", "6"}).status, 0);
     ASSERT_EQ(runTool({"-q", "mixstate", "convert", dir.file("m.mixstate"), dir.file("back.ini")}).status, 0);
     const std::string back = audatoms::test::readText(dir.file("back.ini"));
     EXPECT_TRUE(contains(back, "003=0.2500000000"));
@@ -207,28 +216,33 @@ namespace {
 
 struct BadCase {
     const char* name;
-    std::string session;       // session text ("" = use args as given)
-    std::string expect;        // a part of the message
+    std::string session;  // session text ("" = use args as given)
+    std::string expect;   // a part of the message
 };
 
 const char* kGoodHead = "[Session]\nSampleRate=48000\nLength=0.5\n";
 
-} // namespace
+}  // namespace
 
 TEST(ToolCli, EveryBadSessionGivesItsMessageStatusTwoAndNoOutput) {
     const std::vector<BadCase> cases = {
         {"missing input file", std::string(kGoodHead) + "[Inputs]\nFile=nothere.wav\n", "s.ini:5: "},
         {"directory as input", std::string(kGoodHead) + "[Inputs]\nFile=adir\n", "adir: is a directory"},
-        {"unreadable input", std::string(kGoodHead) + "[Inputs]\nFile=garbage.wav\n", "garbage.wav: cannot read as an audio file"},
+        {"unreadable input", std::string(kGoodHead) + "[Inputs]\nFile=garbage.wav\n",
+         "garbage.wav: cannot read as an audio file"},
         {"unsupported format", std::string(kGoodHead) + "[Inputs]\nFile=ulaw.wav\n", "ulaw.wav: unsupported format"},
         {"rate differs", std::string(kGoodHead) + "[Inputs]\nFile=tone44.wav\n", "differs from the session's 48000 Hz"},
         {"bad number", "[Session]\nSampleRate=48k\nLength=1\n[Inputs]\nFile=tone.wav\n", "s.ini:2: SampleRate '48k'"},
-        {"unknown key", std::string(kGoodHead) + "Colour=blue\n[Inputs]\nFile=tone.wav\n", "s.ini:4: unknown key 'Colour'"},
+        {"unknown key", std::string(kGoodHead) + "Colour=blue\n[Inputs]\nFile=tone.wav\n",
+         "s.ini:4: unknown key 'Colour'"},
         {"unknown section", std::string(kGoodHead) + "[Effects]\n", "s.ini:4: unknown section [Effects]"},
         {"no equals sign", std::string(kGoodHead) + "[Inputs]\nFile tone.wav\n", "s.ini:5: expected KEY=VALUE"},
-        {"repeated key", std::string(kGoodHead) + "Length=2\n[Inputs]\nFile=tone.wav\n", "s.ini:4: 'Length' is given twice"},
-        {"negative level", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[Automation.0]\n0=-1\n", "s.ini:7: automation level '-1'"},
-        {"bad time", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[Automation.0]\nsoon=1\n", "s.ini:7: automation time 'soon'"},
+        {"repeated key", std::string(kGoodHead) + "Length=2\n[Inputs]\nFile=tone.wav\n",
+         "s.ini:4: 'Length' is given twice"},
+        {"negative level", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[Automation.0]\n0=-1\n",
+         "s.ini:7: automation level '-1'"},
+        {"bad time", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[Automation.0]\nsoon=1\n",
+         "s.ini:7: automation time 'soon'"},
         {"input out of range", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[Automation.5]\n0=1\n",
          "s.ini:6: a section names mixer input 5, but the input files give 2 channels"},
         {"impossible band type", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[EQ.1]\nBand=wobble:100\n",
@@ -250,7 +264,8 @@ TEST(ToolCli, EveryBadSessionGivesItsMessageStatusTwoAndNoOutput) {
         writeStereoTone(dir.file("tone44.wav"), 44100);
         std::filesystem::create_directory(dir.file("adir"));
         audatoms::test::writeText(dir.file("garbage.wav"), "RIFF....WAVEjunk");
-        audatoms::test::writeDoubles(dir.file("ulaw.wav"), SF_FORMAT_WAV | SF_FORMAT_ULAW, 1, 48000, std::vector<double>(100, 0.1));
+        audatoms::test::writeDoubles(dir.file("ulaw.wav"), SF_FORMAT_WAV | SF_FORMAT_ULAW, 1, 48000,
+                                     std::vector<double>(100, 0.1));
         audatoms::test::writeText(dir.file("s.ini"), c.session);
         const std::vector<std::string> before = dir.entries();
         const RunResult r = runTool({"render", "s.ini", "-o", "out.wav"}, dir.path());
@@ -368,7 +383,7 @@ std::string runOnTerminal(const std::vector<std::string>& args, const std::strin
     return out;
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolCli, TheProgressBarIsDrawnOnATerminalUnlessQuiet) {
     ScratchDir dir;
@@ -402,7 +417,8 @@ TEST(ToolCli, EveryUnwritableOutputGivesStatusOneNamingItAndLeavesNothing) {
         {{"demo", "--out", "afile"}, "afile: is not a folder"},
         {{"eq", "--band", "lp:100", "--svg", "afile/eq.svg"}, "afile/eq.svg: cannot write"},
         {{"eq", "--band", "lp:100", "--csv", "afile/eq.csv"}, "afile/eq.csv: cannot write"},
-        {{"eq", "--band", "lp:100", "--apply", "tone.wav", "-o", "afile/out.wav"}, "afile/out.wav: cannot create the output file"},
+        {{"eq", "--band", "lp:100", "--apply", "tone.wav", "-o", "afile/out.wav"},
+         "afile/out.wav: cannot create the output file"},
         {{"mixstate", "convert", "m.ini", "afile/m.mixstate"}, "afile/m.mixstate: cannot write"},
         {{"mixstate", "convert", "m.ini", "afile/back.ini"}, "afile/back.ini: cannot write"},
     };
@@ -462,7 +478,7 @@ RunResult runWithStdout(const std::vector<std::string>& args, const std::string&
     return r;
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolCli, AStandardOutputThatCannotBeWrittenGivesStatusOne) {
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this system";
@@ -524,7 +540,7 @@ std::string readErrorUntil(int fd, const std::string& part, std::string text = "
     return text;
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolCli, AnInterruptedRenderExitsWith130AndLeavesNoFile) {
     ScratchDir dir;
@@ -575,9 +591,9 @@ TEST(ToolCli, AnInterruptedBenchExitsWith130) {
 TEST(ToolCli, EqMixstateAndBenchGiveTheirResultsAsJson) {
     ScratchDir dir;
     writeStereoTone(dir.file("in.wav"));
-    RunResult r = runTool({"--json", "-q", "eq", "--band", "peaking:1k:q=2:+6", "--csv", "eq.csv", "--apply", "in.wav", "-o",
-                           "out.wav"},
-                          dir.path());
+    RunResult r = runTool(
+        {"--json", "-q", "eq", "--band", "peaking:1k:q=2:+6", "--csv", "eq.csv", "--apply", "in.wav", "-o", "out.wav"},
+        dir.path());
     ASSERT_EQ(r.status, 0) << r.err;
     nlohmann::json j = nlohmann::json::parse(r.out);
     EXPECT_EQ(j["rate"], 48000.0);

@@ -54,8 +54,7 @@ std::vector<double> signal(int channels, int frames) {
     std::uniform_real_distribution<double> u(-1.0, 1.0);
     const double fixed[] = {0.0, 1.0, -1.0, 0.5, -0.5, 1e-4, -1e-4, 0.999, -0.999};
     for (int i = 0; i < frames; ++i)
-        for (int c = 0; c < channels; ++c)
-            x.push_back(i < 9 ? fixed[(i + c) % 9] : u(rng) * (c ? 0.25 : 0.9));
+        for (int c = 0; c < channels; ++c) x.push_back(i < 9 ? fixed[(i + c) % 9] : u(rng) * (c ? 0.25 : 0.9));
     return x;
 }
 
@@ -114,7 +113,7 @@ ToolDecode decodeWithTool(const std::string& path, FileFormat* format = nullptr,
     return out;
 }
 
-} // namespace
+}  // namespace
 
 namespace {
 
@@ -144,7 +143,7 @@ std::vector<float> readFloats(const std::string& path) {
     return v;
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolFormats, EveryEncodingContainerOrderAndChannelCountDecodesWithinOneLsb) {
     ScratchDir dir;
@@ -173,28 +172,26 @@ TEST(ToolFormats, EveryEncodingContainerOrderAndChannelCountDecodesWithinOneLsb)
                     const bool isFloat = enc.sampleType == 0 || enc.sampleType == 7;
                     for (std::size_t i = 0; i < ours.size(); ++i) {
                         // The split: exactly libsndfile's own decode.
-                        if (isFloat)
-                            ASSERT_EQ(decoded.split[i], ref.samples[i]) << "sample " << i;
-                        else
-                            ASSERT_EQ(decoded.split[i], double(ref.ints[i])) << "sample " << i;
+                        if (isFloat) ASSERT_EQ(decoded.split[i], ref.samples[i]) << "sample " << i;
+                        else ASSERT_EQ(decoded.split[i], double(ref.ints[i])) << "sample " << i;
                         // The float conversion, against libsndfile's exact decode: 8, 16
                         // and 24-bit integers and 32-bit floats exactly; a 64-bit float
                         // rounds to the nearest float; a 32-bit integer lies within one
                         // 32-bit step of its value before that rounding.
                         const double theirs = ref.samples[i];
-                        const double halfFloatStep = std::ldexp(1.0, std::ilogb(std::max(std::fabs(theirs), 1e-30)) - 24);
-                        const double bound = enc.sampleType == 6 ? enc.lsb + halfFloatStep
+                        const double halfFloatStep =
+                            std::ldexp(1.0, std::ilogb(std::max(std::fabs(theirs), 1e-30)) - 24);
+                        const double bound = enc.sampleType == 6   ? enc.lsb + halfFloatStep
                                              : enc.sampleType == 7 ? halfFloatStep
                                                                    : 0.0;
-                        ASSERT_LE(std::fabs(double(ours[i]) - theirs), bound) << "sample " << i << ": ours " << ours[i]
-                                                                              << ", libsndfile " << theirs;
+                        ASSERT_LE(std::fabs(double(ours[i]) - theirs), bound)
+                            << "sample " << i << ": ours " << ours[i] << ", libsndfile " << theirs;
                         // Against libsndfile's float decode: equal, except that a 32-bit
                         // integer may round to the neighbouring float.
                         if (enc.sampleType == 6)
                             ASSERT_LE(std::fabs(double(ours[i]) - double(refFloat[i])), enc.lsb + 2 * halfFloatStep)
                                 << "sample " << i;
-                        else
-                            ASSERT_EQ(ours[i], refFloat[i]) << "sample " << i;
+                        else ASSERT_EQ(ours[i], refFloat[i]) << "sample " << i;
                     }
                     ++checked;
                     bigEndianChecked += big;
@@ -212,8 +209,8 @@ TEST(ToolFormats, OneChannelBigEndianDoublesDecodeExactlyInBlocksOfAnySize) {
     ScratchDir dir;
     for (const int container : {int(SF_FORMAT_AIFF), SF_FORMAT_WAV | SF_ENDIAN_BIG})
         for (const int frames : {1, 2, 7, 100}) {
-            const std::string path = dir.file("mono-double-" + std::to_string(container) + "-" +
-                                              std::to_string(frames) + ".bin");
+            const std::string path =
+                dir.file("mono-double-" + std::to_string(container) + "-" + std::to_string(frames) + ".bin");
             std::vector<double> x = signal(1, frames);
             for (int i = 0; i < frames; ++i) x[i] += 1e-9 * (i + 1);  // not a float value
             audatoms::test::writeDoubles(path, container | SF_FORMAT_DOUBLE, 1, 48000, x);

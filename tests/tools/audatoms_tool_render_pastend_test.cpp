@@ -30,7 +30,8 @@ TEST(ToolRenderPastEnd, TheFiniteCheckFailsOnAnInfinityAndOnANaN) {
     const float inf[] = {0.0f, 0.5f, std::numeric_limits<float>::infinity()};
     const float nan[] = {std::numeric_limits<float>::quiet_NaN(), 0.0f};
     const float fine[] = {0.0f, -1.0f, 1e30f, std::numeric_limits<float>::denorm_min()};
-    EXPECT_NONFATAL_FAILURE(audatoms::test::expectFinite(inf, 3, "inf"), "inf: 1 samples are not finite, the first at frame 2");
+    EXPECT_NONFATAL_FAILURE(audatoms::test::expectFinite(inf, 3, "inf"),
+                            "inf: 1 samples are not finite, the first at frame 2");
     EXPECT_NONFATAL_FAILURE(audatoms::test::expectFinite(nan, 2, "nan", 100), "the first at frame 100");
     EXPECT_TRUE(audatoms::test::expectFinite(fine, 4, "fine"));  // and no failure
 }
@@ -44,8 +45,8 @@ struct Encoding {
     const char* name;
 };
 
-const Encoding kEncodings[] = {{SF_FORMAT_PCM_S8, "s8"},   {SF_FORMAT_PCM_U8, "u8"},       {SF_FORMAT_PCM_16, "16"},
-                               {SF_FORMAT_PCM_24, "24"},   {SF_FORMAT_PCM_32, "32"},       {SF_FORMAT_FLOAT, "float"},
+const Encoding kEncodings[] = {{SF_FORMAT_PCM_S8, "s8"},    {SF_FORMAT_PCM_U8, "u8"}, {SF_FORMAT_PCM_16, "16"},
+                               {SF_FORMAT_PCM_24, "24"},    {SF_FORMAT_PCM_32, "32"}, {SF_FORMAT_FLOAT, "float"},
                                {SF_FORMAT_DOUBLE, "double"}};
 
 struct Container {
@@ -58,7 +59,7 @@ const Container kContainers[] = {{SF_FORMAT_WAV, "wav"}, {SF_FORMAT_AIFF, "aiff"
 // One way of writing a file that the decoder reads differently from the others: its
 // sample type and byte order, as the tool sees them.
 struct DecodedFormat {
-    int sf = 0;          // container | encoding | byte order
+    int sf = 0;  // container | encoding | byte order
     std::string ext;
     std::string name;
     int sampleType = 0;
@@ -117,7 +118,8 @@ const Automation kAutomation[] = {
     {"unity after the end", [](double end, double) { return node(0, "0.25") + node(end + 0.08, "1"); }},
     {"ends at 0.5", [](double end, double) { return node(0, "1") + node(end + 0.03, "0.5"); }},
     {"ends at 0", [](double end, double) { return node(0, "1") + node(end + 0.03, "0"); }},
-    {"ramping to the session's end and on", [](double, double session) { return node(0, "0.1") + node(2 * session, "1"); }},
+    {"ramping to the session's end and on",
+     [](double, double session) { return node(0, "0.1") + node(2 * session, "1"); }},
 };
 
 // One band of every type, then none and three bands at once.
@@ -180,8 +182,8 @@ std::vector<unsigned char> rawFrames(const std::string& path) {
 
 // True when the two mixes are equal bit for bit; otherwise one failure naming the first
 // difference.
-bool sameBits(const audatoms::test::MixCapture& a, const audatoms::test::MixCapture& b, const char* aName = "past the end",
-              const char* bName = "with the file padded") {
+bool sameBits(const audatoms::test::MixCapture& a, const audatoms::test::MixCapture& b,
+              const char* aName = "past the end", const char* bName = "with the file padded") {
     if (a.out.size() != b.out.size()) {
         ADD_FAILURE() << a.out.size() << " outputs against " << b.out.size();
         return false;
@@ -201,7 +203,7 @@ bool sameBits(const audatoms::test::MixCapture& a, const audatoms::test::MixCapt
     return true;
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolRenderPastEnd, PastTheEndEqualsTheInputPaddedWithSilence) {
     ScratchDir dir;
@@ -210,9 +212,9 @@ TEST(ToolRenderPastEnd, PastTheEndEqualsTheInputPaddedWithSilence) {
     // order (one and two channels of each are rendered below).
     std::set<std::pair<int, bool>> kinds;
     for (const DecodedFormat& f : formats) kinds.insert({f.sampleType, f.bigEndian});
-    const std::set<std::pair<int, bool>> expected = {{3, false}, {4, false}, {1, false}, {1, true},  {2, false},
-                                                     {2, true},  {6, false}, {6, true},  {0, false}, {0, true},
-                                                     {7, false}, {7, true}};
+    const std::set<std::pair<int, bool>> expected = {{3, false}, {4, false}, {1, false}, {1, true},
+                                                     {2, false}, {2, true},  {6, false}, {6, true},
+                                                     {0, false}, {0, true},  {7, false}, {7, true}};
     ASSERT_EQ(kinds, expected);
 
     const std::vector<std::vector<std::string>> bands = bandSets();
@@ -246,25 +248,26 @@ TEST(ToolRenderPastEnd, PastTheEndEqualsTheInputPaddedWithSilence) {
                                      (b.empty() ? std::string("none") : b.front()) + (b.size() > 1 ? " ..." : ""));
                         const std::string shortText = sessionText(shortFile, channels, timing, automation, b);
                         const std::string paddedText = sessionText(paddedFile, channels, timing, automation, b);
-                        const audatoms::test::MixCapture pastEnd =
-                            audatoms::test::renderSession(parseSession(shortText, "short.ini", dir.path()), sourcesOf(*shortHeld));
-                        const audatoms::test::MixCapture withSilence =
-                            audatoms::test::renderSession(parseSession(paddedText, "padded.ini", dir.path()), sourcesOf(*paddedHeld));
+                        const audatoms::test::MixCapture pastEnd = audatoms::test::renderSession(
+                            parseSession(shortText, "short.ini", dir.path()), sourcesOf(*shortHeld));
+                        const audatoms::test::MixCapture withSilence = audatoms::test::renderSession(
+                            parseSession(paddedText, "padded.ini", dir.path()), sourcesOf(*paddedHeld));
                         ASSERT_EQ(withSilence.frames, sessionFrames);
                         if (&automation == &kAutomation[0] && &b == &bands[0]) {
                             // Once per file: the files themselves, read as the render
                             // command reads them, give the same mixes.
                             audatoms::test::writeText(dir.file("short.ini"), shortText);
                             audatoms::test::writeText(dir.file("padded.ini"), paddedText);
-                            if (!sameBits(audatoms::test::renderSessionHere(dir.file("short.ini")), pastEnd, "from the file",
-                                          "from memory") ||
-                                !sameBits(audatoms::test::renderSessionHere(dir.file("padded.ini")), withSilence, "from the file",
-                                          "from memory"))
+                            if (!sameBits(audatoms::test::renderSessionHere(dir.file("short.ini")), pastEnd,
+                                          "from the file", "from memory") ||
+                                !sameBits(audatoms::test::renderSessionHere(dir.file("padded.ini")), withSilence,
+                                          "from the file", "from memory"))
                                 return;
                         }
                         // The input is heard (so the comparison is of a mix, not of silence).
                         float heard = 0;
-                        for (int i = 0; i < timing.inputFrames; ++i) heard = std::max(heard, std::fabs(withSilence.out[0][i]));
+                        for (int i = 0; i < timing.inputFrames; ++i)
+                            heard = std::max(heard, std::fabs(withSilence.out[0][i]));
                         ASSERT_GT(heard, 0.001f);
                         if (!sameBits(pastEnd, withSilence)) return;
                         ++pairs;
@@ -283,7 +286,7 @@ std::string withLength(const std::string& session, const std::string& length) {
     return session.substr(0, at) + "\nLength=" + length + session.substr(end);
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolRenderPastEnd, TheDemoSessionForSixtySecondsMetersAsForTenAndThenFallsSilent) {
     ScratchDir dir;
@@ -294,7 +297,8 @@ TEST(ToolRenderPastEnd, TheDemoSessionForSixtySecondsMetersAsForTenAndThenFallsS
     audatoms::test::writeText(dir.file("demo/sixty.ini"), withLength(session, "60"));
     const auto ten = audatoms::test::renderWithTool({"-q", "--json"}, dir.file("demo/ten.ini"), dir.file("ten.wav"));
     ASSERT_EQ(ten.status, 0) << ten.err;
-    const auto sixty = audatoms::test::renderWithTool({"-q", "--json"}, dir.file("demo/sixty.ini"), dir.file("sixty.wav"));
+    const auto sixty =
+        audatoms::test::renderWithTool({"-q", "--json"}, dir.file("demo/sixty.ini"), dir.file("sixty.wav"));
     ASSERT_EQ(sixty.status, 0) << sixty.err;
 
     // The same meter table: the inputs end at 10 s and nothing after them rises above
@@ -321,7 +325,8 @@ TEST(ToolRenderPastEnd, TheDemoSessionForSixtySecondsMetersAsForTenAndThenFallsS
         float previous = std::numeric_limits<float>::infinity();
         for (int block = 10 * 25; block < 60 * 25; ++block) {
             float peak = 0;
-            for (int i = block * 1920; i < (block + 1) * 1920; ++i) peak = std::max(peak, std::fabs(mix.out[k][std::size_t(i)]));
+            for (int i = block * 1920; i < (block + 1) * 1920; ++i)
+                peak = std::max(peak, std::fabs(mix.out[k][std::size_t(i)]));
             ASSERT_LE(peak, previous) << "block " << block;
             if (block >= 11 * 25) {
                 ASSERT_EQ(peak, 0.0f) << "block " << block;
@@ -380,5 +385,6 @@ TEST(ToolRenderPastEnd, TheDemoSessionPastItsInputsRendersAsWithItsInputsPadded)
         << "the two mix files differ";
     // And the float mixes, bit for bit.
     EXPECT_TRUE(sameBits(audatoms::test::renderSessionHere(dir.file("demo/long.ini")),
-                         audatoms::test::renderSessionHere(dir.file("demo/padded.ini")), "past the end", "with the files padded"));
+                         audatoms::test::renderSessionHere(dir.file("demo/padded.ini")), "past the end",
+                         "with the files padded"));
 }

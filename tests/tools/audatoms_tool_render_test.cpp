@@ -55,7 +55,7 @@ float faderGain(double uval) {
 
 std::string session(const std::string& body) { return body; }
 
-} // namespace
+}  // namespace
 
 TEST(ToolRender, UnitySessionReproducesA24BitInputBitForBit) {
     ScratchDir dir;
@@ -65,8 +65,8 @@ TEST(ToolRender, UnitySessionReproducesA24BitInputBitForBit) {
     for (std::size_t i = 0; i < in.size(); ++i) scaled[i] = in[i] * 256;  // libsndfile's int scale is 2^31
     audatoms::test::writeInts(dir.file("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, scaled);
     audatoms::test::writeText(dir.file("unity.ini"),
-                        "[Session]\nSampleRate=48000\nLength=" + std::to_string(double(frames) / 48000) +
-                            "\n[Inputs]\nFile=in.wav\n");
+                              "[Session]\nSampleRate=48000\nLength=" + std::to_string(double(frames) / 48000) +
+                                  "\n[Inputs]\nFile=in.wav\n");
     const auto r = audatoms::test::renderWithTool({"--quiet"}, dir.file("unity.ini"), dir.file("out.wav"));
     ASSERT_EQ(r.status, 0) << r.err;
     const std::vector<std::int32_t> out = audatoms::test::rawInt24(dir.file("out.wav"));
@@ -80,7 +80,7 @@ TEST(ToolRender, UnitySessionReproducesA24BitInputBitForBit) {
 TEST(ToolRender, KnownGainsGiveTheComputedSamples) {
     ScratchDir dir;
     const int frames = 9600 + 5;
-    const std::vector<int> a = random24(frames, 2);           // mono, input 0
+    const std::vector<int> a = random24(frames, 2);             // mono, input 0
     std::vector<int> b = random24(std::size_t(frames) * 2, 3);  // stereo, inputs 1 and 2
     for (int& s : b) s = (s / 256) * 256;                       // 16-bit values in 24-bit units
     std::vector<int> a31(a.size()), b31(b.size());
@@ -131,8 +131,8 @@ File=b.aiff    ; inputs 1 and 2
         const float x0 = float(a[i]) / 8388608.0f * 0.5f;
         const float x1 = float(b[2 * i]) / 8388608.0f;
         const float x2 = float(b[2 * i + 1]) / 8388608.0f;
-        const float mainL = x0 + x1;              // 0 + x0 * 1, + x1 * 1
-        const float mainR = x0 * r0 + x2 * g2;    // input 1 adds nothing on the right
+        const float mainL = x0 + x1;            // 0 + x0 * 1, + x1 * 1
+        const float mainR = x0 * r0 + x2 * g2;  // input 1 adds nothing on the right
         const float mix0R = x2 * g2;
         ASSERT_EQ(out[4 * i + 0], export24(mainL)) << "frame " << i;
         ASSERT_EQ(out[4 * i + 1], export24(mainR)) << "frame " << i;
@@ -148,14 +148,14 @@ using Capture = audatoms::test::MixCapture;
 
 std::unique_ptr<Renderer> constantInputRenderer(float value, double seconds) {
     std::vector<std::unique_ptr<AudioSource>> sources;
-    sources.push_back(makeMemorySource("dc", 0, false, 48000,
-                                       {std::vector<float>(std::size_t(seconds * 48000), value)}));
+    sources.push_back(
+        makeMemorySource("dc", 0, false, 48000, {std::vector<float>(std::size_t(seconds * 48000), value)}));
     RenderConfig c;
     c.totalFrames = std::int64_t(seconds * 48000);
     return std::make_unique<Renderer>(c, std::move(sources));
 }
 
-} // namespace
+}  // namespace
 
 TEST(ToolRender, ALevelRampGivesEachSampleTheLevelOfItsPlaceInTheRun) {
     // Automation 0 -> 1 over the first second on a constant 0.5: the walk hands out one
@@ -293,10 +293,13 @@ TEST(ToolRender, SixteenBitAndUnpackedOutputsCarryTheSameMix) {
     std::vector<int> in = random24(frames, 9);
     for (int& s : in) s *= 256;
     audatoms::test::writeInts(dir.file("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, 48000, in);
-    audatoms::test::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=" + std::to_string(frames / 48000.0) +
-                                               "\n[Inputs]\nFile=in.wav\n");
-    ASSERT_EQ(audatoms::test::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o16.wav"), {"--sample-type", "16"}).status, 0);
-    const auto r = audatoms::test::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o.raw"), {"--sample-type", "24-unpacked"});
+    audatoms::test::writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=" +
+                                                     std::to_string(frames / 48000.0) + "\n[Inputs]\nFile=in.wav\n");
+    ASSERT_EQ(
+        audatoms::test::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o16.wav"), {"--sample-type", "16"}).status,
+        0);
+    const auto r =
+        audatoms::test::renderWithTool({"-q"}, dir.file("s.ini"), dir.file("o.raw"), {"--sample-type", "24-unpacked"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out.find("assertion failed"), std::string::npos);  // the per-sample reports are not shown
     const audatoms::test::Audio a16 = audatoms::test::readAudio(dir.file("o16.wav"));

@@ -26,7 +26,7 @@ std::string messageOf(const std::string& text) {
 
 const char* kHead = "[Session]\nSampleRate=48000\nLength=2\n[Inputs]\nFile=a.wav\n";
 
-} // namespace
+}  // namespace
 
 TEST(ToolSession, AWellFormedSessionIsReadCompletely) {
     const Session s = parseSession(R"(
@@ -100,7 +100,8 @@ TEST(ToolSession, EveryMalformedEntryNamesFileLineAndEntry) {
         {h + "[Automation.x]\n", "t.ini:6: section [Automation.x] needs an input number"},
         {h + "[Automation.32]\n", "t.ini:6: input 32 of [Automation.32] is beyond the mixer's 32 inputs"},
         {h + "[Automation.1]\n[Automation.1]\n", "t.ini:7: a second [Automation.1] section"},
-        {h + "[EQ.0]\nBand=peaking:1k\nBand=peaking:1k\nBand=peaking:1k\nBand=peaking:1k\nBand=peaking:1k\nBand=peaking:1k\n",
+        {h + "[EQ.0]\nBand=peaking:1k\nBand=peaking:1k\nBand=peaking:1k\nBand=peaking:1k\nBand=peaking:1k\nBand="
+             "peaking:1k\n",
          "t.ini:12: more than 5 bands for input 0"},
         {h + "[EQ.0]\nFilter=lp:100\n", "t.ini:7: unknown key 'Filter'"},
         {h + "[EQ.0]\nBand=lp\n", "t.ini:7: band 'lp': expected TYPE:FREQ"},
@@ -114,7 +115,8 @@ TEST(ToolSession, EveryMalformedEntryNamesFileLineAndEntry) {
         {"[Session]\nSampleRate=48000\nLength=2\n[Inputs]\n=x\n", "t.ini:5: an entry without a key"},
         {"[Session]\nSampleRate=8000\nLength=1\n", "t.ini:2: SampleRate '8000' is not one of the library's rates"},
         {"[Session]\nSampleRate=48000\nLength=-1\n", "t.ini:3: Length '-1'"},
-        {"[Session]\nSampleRate=48000\nLength=1\nFrameRate=31\n", "t.ini:4: frame rate '31' is not one of the host's frame rates"},
+        {"[Session]\nSampleRate=48000\nLength=1\nFrameRate=31\n",
+         "t.ini:4: frame rate '31' is not one of the host's frame rates"},
         {"[Session]\nSampleRate=48000\nLength=1\nOutputs=17\n", "t.ini:4: Outputs '17' is not a number from 2 to 16"},
         {"[Session]\nLength=1\n[Inputs]\nFile=a.wav\n", "t.ini:1: [Session] has no SampleRate="},
         {"[Session]\nSampleRate=48000\n[Inputs]\nFile=a.wav\n", "t.ini:1: [Session] has no Length="},
@@ -125,8 +127,8 @@ TEST(ToolSession, EveryMalformedEntryNamesFileLineAndEntry) {
 }
 
 TEST(ToolSession, ACommentNeedsABlankBeforeItInsideALine) {
-    const Session s = parseSession("[Session]\nSampleRate=48000\nLength=2\n[Inputs]\nFile=take;2#b.wav ; the take\n",
-                                   "t.ini", "");
+    const Session s =
+        parseSession("[Session]\nSampleRate=48000\nLength=2\n[Inputs]\nFile=take;2#b.wav ; the take\n", "t.ini", "");
     EXPECT_EQ(s.files[0].path, "take;2#b.wav");
 }
 
@@ -181,7 +183,8 @@ TEST(ToolRates, RatesAndFrameRatesAsTheLibraryKnowsThem) {
     EXPECT_EQ(parseSampleRate("47952.048"), Aud::SampleRate(Aud::keBaseSampleRate48000, Aud::keFactor1000_1001));
     EXPECT_EQ(parseSampleRate("8000"), Aud::SampleRate(Aud::keBaseSampleRate16000, Aud::keFactor1_2));
     EXPECT_EQ(parseSampleRate("88200"), Aud::SampleRate(Aud::keBaseSampleRate44100, Aud::keFactor2));
-    EXPECT_EQ(parseSampleRate("[A][264] 48 kHz x 1/1.001"), Aud::SampleRate(Aud::keBaseSampleRate48000, Aud::keFactor1000_1001));
+    EXPECT_EQ(parseSampleRate("[A][264] 48 kHz x 1/1.001"),
+              Aud::SampleRate(Aud::keBaseSampleRate48000, Aud::keFactor1000_1001));
     EXPECT_THROW(parseSampleRate("12345"), InputError);
     EXPECT_THROW(parseSampleRate("fast"), InputError);
     EXPECT_EQ(rateDisplayText(parseSampleRate("44100")), "44.1 kHz");
@@ -216,7 +219,8 @@ TEST(ToolSession, TheExampleIsTheDemoSessionAndRenders) {
     EXPECT_EQ(settings(example), settings(audatoms::test::readText(dir.file("demo-out/session.ini"))));
     std::filesystem::create_directory(dir.file("examples"));
     audatoms::test::writeText(dir.file("examples/session.ini"), example);
-    const auto r = audatoms::test::renderWithTool({"-q", "--json"}, dir.file("examples/session.ini"), dir.file("mix.wav"));
+    const auto r =
+        audatoms::test::renderWithTool({"-q", "--json"}, dir.file("examples/session.ini"), dir.file("mix.wav"));
     ASSERT_EQ(r.status, 0) << r.err;
     const audatoms::test::Audio mix = audatoms::test::readAudio(dir.file("mix.wav"));
     EXPECT_EQ(mix.info.channels, 4);
