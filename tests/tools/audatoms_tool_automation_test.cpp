@@ -21,7 +21,7 @@
 #include <random>
 
 using namespace audtool;
-using tooltest::ScratchDir;
+using audatoms::test::ScratchDir;
 using Store = Aud::DynamicLevelControl::Store;
 
 namespace {
@@ -77,7 +77,7 @@ Mix render(const RenderSetup& s) {
             m.edited = true;
         });
     }
-    tooltest::MixCapture cap;
+    audatoms::test::MixCapture cap;
     cap.attach(r);
     m.blocks = r.run().blocks;
     m.out = std::move(cap.out);
@@ -194,18 +194,18 @@ TEST(ToolAutomation, RampsWrittenAs24BitStayOnTheirLineAndEndExactlyOnTheNodesLe
     // end node at its time; the 24-bit export truncates toward zero, so up to one more LSB.
     ScratchDir dir;
     const int frames = 72000;
-    tooltest::writeInts(dir.file("half.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, int(kRate),
-                        std::vector<int>(frames, 4194304 * 256));
+    audatoms::test::writeInts(dir.file("half.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, int(kRate),
+                              std::vector<int>(frames, 4194304 * 256));
     for (const Ramp& r : kRamps) {
         SCOPED_TRACE(rampName(r));
         char text[400];
         std::snprintf(text, sizeof text,
                       "[Session]\nSampleRate=48000\nLength=1.5\n[Inputs]\nFile=half.wav\n[Automation.0]\n0=%g\n%g=%g\n",
                       double(r.from), r.seconds, double(r.to));
-        tooltest::writeText(dir.file("ramp.ini"), text);
-        const auto res = tooltest::renderWithTool({"--quiet"}, dir.file("ramp.ini"), dir.file("ramp.wav"));
+        audatoms::test::writeText(dir.file("ramp.ini"), text);
+        const auto res = audatoms::test::renderWithTool({"--quiet"}, dir.file("ramp.ini"), dir.file("ramp.wav"));
         ASSERT_EQ(res.status, 0) << res.err;
-        const std::vector<std::int32_t> out = tooltest::rawInt24(dir.file("ramp.wav"));
+        const std::vector<std::int32_t> out = audatoms::test::rawInt24(dir.file("ramp.wav"));
         ASSERT_EQ(out.size(), std::size_t(frames) * 2);
         std::vector<double> left;
         for (int i = 0; i < frames; ++i) {
@@ -246,16 +246,17 @@ TEST(ToolAutomation, EveryFrameRateWritesTheSameFileThroughTheTool) {
     const std::vector<float> x = noise(2 * kRate, 3, 0.5f);
     std::vector<int> ints;
     for (float v : x) ints.push_back(int(std::lround(v * 8388607.0)) * 256);
-    tooltest::writeInts(dir.file("noise.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, int(kRate), ints);
+    audatoms::test::writeInts(dir.file("noise.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, int(kRate), ints);
     std::string reference;
     for (const char* fps : {"25", "23.976", "24", "29.97", "30", "50", "59.94"}) {
         SCOPED_TRACE(std::string("FrameRate=") + fps);
-        tooltest::writeText(dir.file("s.ini"), std::string("[Session]\nSampleRate=48000\nLength=2\nFrameRate=") + fps +
-                                                   "\n[Inputs]\nFile=noise.wav\n[Automation.0]\n0=0\n0.7=1\n"
-                                                   "0.71=-6dB\n1.3=0.2\n1.9=1\n[EQ.0]\nBand=peaking:1k:q=1:+9\n");
-        const auto r = tooltest::renderWithTool({"--quiet"}, dir.file("s.ini"), dir.file("out.wav"));
+        audatoms::test::writeText(dir.file("s.ini"), std::string("[Session]\nSampleRate=48000\nLength=2\nFrameRate=") +
+                                                         fps +
+                                                         "\n[Inputs]\nFile=noise.wav\n[Automation.0]\n0=0\n0.7=1\n"
+                                                         "0.71=-6dB\n1.3=0.2\n1.9=1\n[EQ.0]\nBand=peaking:1k:q=1:+9\n");
+        const auto r = audatoms::test::renderWithTool({"--quiet"}, dir.file("s.ini"), dir.file("out.wav"));
         ASSERT_EQ(r.status, 0) << r.err;
-        const std::string bytes = tooltest::readText(dir.file("out.wav"));
+        const std::string bytes = audatoms::test::readText(dir.file("out.wav"));
         ASSERT_GT(bytes.size(), std::size_t(2 * kRate) * 6);
         if (reference.empty()) reference = bytes;
         else EXPECT_TRUE(bytes == reference) << "the file differs from the 25 fps one";
