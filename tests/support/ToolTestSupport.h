@@ -56,13 +56,18 @@ struct RunResult {
 };
 
 // Runs the tool with the arguments, in `cwd` when given; standard input is /dev/null.
-inline RunResult runTool(const std::vector<std::string>& args, const std::string& cwd = "") {
+// Standard output is captured into RunResult::out, or goes to `stdoutPath` when one is
+// given (an existing file or device such as /dev/full; `out` is then empty).
+inline RunResult runTool(const std::vector<std::string>& args, const std::string& cwd = "",
+                         const std::string& stdoutPath = "") {
     ScratchDir capture;
-    const std::string outPath = capture.file("stdout"), errPath = capture.file("stderr");
+    const std::string outPath = stdoutPath.empty() ? capture.file("stdout") : stdoutPath;
+    const std::string errPath = capture.file("stderr");
     const pid_t pid = ::fork();
     if (pid == 0) {
         const int in = ::open("/dev/null", O_RDONLY);
-        const int out = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        const int out = stdoutPath.empty() ? ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644)
+                                           : ::open(outPath.c_str(), O_WRONLY);
         const int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         ::dup2(in, 0);
         ::dup2(out, 1);
@@ -81,7 +86,7 @@ inline RunResult runTool(const std::vector<std::string>& args, const std::string
     ::waitpid(pid, &wstatus, 0);
     RunResult r;
     r.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
-    r.out = readText(outPath);
+    if (stdoutPath.empty()) r.out = readText(outPath);
     r.err = readText(errPath);
     return r;
 }

@@ -448,38 +448,6 @@ TEST(ToolCli, EveryUnwritableOutputGivesStatusOneNamingItAndLeavesNothing) {
     }
 }
 
-namespace {
-
-// Runs the tool with its standard output on `stdoutPath`; returns the exit status and
-// standard error.
-RunResult runWithStdout(const std::vector<std::string>& args, const std::string& cwd, const std::string& stdoutPath) {
-    ScratchDir capture;
-    const std::string errPath = capture.file("stderr");
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        const int out = ::open(stdoutPath.c_str(), O_WRONLY);
-        const int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        if (out < 0 || err < 0 || ::chdir(cwd.c_str()) != 0) ::_exit(127);
-        ::dup2(out, 1);
-        ::dup2(err, 2);
-        std::vector<std::string> copy = args;
-        std::string tool = AUDATOMS_TOOL_PATH;
-        std::vector<char*> argv{tool.data()};
-        for (std::string& a : copy) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        ::execv(tool.c_str(), argv.data());
-        ::_exit(127);
-    }
-    int wstatus = 0;
-    ::waitpid(pid, &wstatus, 0);
-    RunResult r;
-    r.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
-    r.err = audatoms::test::readText(errPath);
-    return r;
-}
-
-}  // namespace
-
 TEST(ToolCli, AStandardOutputThatCannotBeWrittenGivesStatusOne) {
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this system";
     ScratchDir dir;
@@ -487,12 +455,12 @@ TEST(ToolCli, AStandardOutputThatCannotBeWrittenGivesStatusOne) {
     for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
              {"info", "tone.wav"}, {"--json", "info", "tone.wav"}, {"cadence", "--rate", "48000", "--fps", "25"}}) {
         SCOPED_TRACE(args[0] + " " + args[1]);
-        const RunResult r = runWithStdout(args, dir.path(), "/dev/full");
+        const RunResult r = runTool(args, dir.path(), "/dev/full");
         EXPECT_EQ(r.status, 1) << r.err;
         EXPECT_TRUE(contains(r.err, "audatoms: standard output: cannot write the results")) << r.err;
     }
     // The same commands with a writable standard output succeed.
-    const RunResult ok = runWithStdout({"info", "tone.wav"}, dir.path(), "/dev/null");
+    const RunResult ok = runTool({"info", "tone.wav"}, dir.path(), "/dev/null");
     EXPECT_EQ(ok.status, 0) << ok.err;
 }
 
