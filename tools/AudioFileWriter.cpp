@@ -1,11 +1,11 @@
 #include "tools/AudioFileWriter.h"
 
 #include "tools/FileFormat.h"
-#include "tools/StdoutSilencer.h"
 #include "tools/ToolError.h"
 
 #include "AudAtoms/buffers/Aud__SampleConvert.h"
 #include "AudAtoms/core/Aud__Util_AudAtoms.h"
+#include "platform/Report.h"
 
 #include <sndfile.h>
 
@@ -78,7 +78,8 @@ const unsigned char* ExportConverter::convert(const float* const* channels, unsi
         Aud::SampleConvert::fromFloat(sampleType_, channels[c], frames, planes_[c].data());
     AudioInterleaver::eStatus status;
     if (sampleType_ == 5) {
-        StdoutSilencer quiet;
+        // Each 4-byte word reports an assertion line; keep them off standard output.
+        const platform::LogCapture quiet(platform::LogCapture::AssertionEcho::silenced);
         status = interleaver_.writeSamplesPlanar(planePtrs_, frames);
     } else {
         status = interleaver_.writeSamplesPlanar(planePtrs_, frames);

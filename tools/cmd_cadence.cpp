@@ -1,10 +1,10 @@
 // audatoms cadence --rate RATE --fps FPS
 #include "tools/Commands.h"
 #include "tools/Rates.h"
-#include "tools/StdoutSilencer.h"
 #include "tools/ToolError.h"
 
 #include "AudAtoms/core/Aud__Util_Timing.h"
+#include "platform/Report.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -64,7 +64,8 @@ std::unique_ptr<Result> runCadence(const GlobalOptions& g, const CadenceOptions&
     result->fps = parseFrameRate(o.fps);
     result->all = o.all;
     if (g.json) {
-        StdoutSilencer quiet;  // keep the JSON clean of the library's assertion lines
+        // Keeps the JSON clean of the library's assertion lines.
+        const platform::LogCapture quiet(platform::LogCapture::AssertionEcho::silenced);
         result->frames = Aud::Util::getSMPTE_FrameSequence(result->rate, result->fps);
         result->fields = Aud::Util::getSMPTE_FieldSequence(result->rate, result->fps);
     } else {

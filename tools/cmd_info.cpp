@@ -5,11 +5,11 @@
 #include "tools/Meters.h"
 #include "tools/ProgressBar.h"
 #include "tools/Rates.h"
-#include "tools/StdoutSilencer.h"
 
 #include "AudAtoms/metering/Aud__Monitor.h"
 #include "AudAtoms/core/Aud__Util_AudAtoms.h"
 #include "AudAtoms/core/Aud__Util_Timing.h"
+#include "platform/Report.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -54,7 +54,8 @@ FileInfo inspect(const std::filesystem::path& path, Qm::FrameRate fps, const Glo
     info.rate = libraryRateForHertz(info.format.rate);
     if (info.rate) {
         if (g.json) {
-            StdoutSilencer quiet;  // keep the JSON clean of the library's assertion lines
+            // Keeps the JSON clean of the library's assertion lines.
+            const platform::LogCapture quiet(platform::LogCapture::AssertionEcho::silenced);
             info.cadence = Aud::Util::getSMPTE_FrameSequence(*info.rate, fps);
         } else {
             info.cadence = Aud::Util::getSMPTE_FrameSequence(*info.rate, fps);
