@@ -3,7 +3,8 @@
 #   make test-sanitize  the same under AddressSanitizer + UndefinedBehaviorSanitizer
 #   make test-tsan      the threaded tests under ThreadSanitizer
 #   make bench          build and run the benchmarks (Release)
-#   make fuzz           run every fuzz target for FUZZ_SECONDS each (clang)
+#   make fuzz           run every fuzz target for FUZZ_SECONDS each (clang), one at a time
+#   make fuzz-long      the same, FUZZ_SECONDS (default 1800) each, all cores at once
 #   make demo           build everything and run the audatoms demo
 #   make lint           format check (clang-format) and clang-tidy of the library
 # In CI (CI=true in the environment) compiler warnings are errors; WERROR=ON|OFF overrides.
@@ -13,7 +14,7 @@ GENERATOR := -G Ninja
 CTEST := ctest --output-on-failure -j$(JOBS) --timeout 900
 WERROR ?= $(if $(CI),ON,OFF)
 
-.PHONY: all deps build test test-sanitize test-tsan bench fuzz demo lint install clean
+.PHONY: all deps build test test-sanitize test-tsan bench fuzz fuzz-build fuzz-long demo lint install clean
 
 all: build
 
@@ -46,12 +47,17 @@ bench: deps
 	cmake --build build-bench -j$(JOBS)
 	scripts/run-benchmarks.sh build-bench/bench
 
-fuzz: deps
+fuzz-build: deps
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DAUDATOMS_BUILD_FUZZ=ON -DAUDATOMS_SANITIZE=address,undefined \
 	  -DAUDATOMS_BUILD_TESTS=OFF -DAUDATOMS_BUILD_TOOLS=OFF
 	cmake --build build-fuzz -j$(JOBS)
-	scripts/run-fuzzers.sh build-fuzz/fuzz $(FUZZ_SECONDS)
+
+fuzz: fuzz-build
+	scripts/run-fuzzers.sh build-fuzz/fuzz $(FUZZ_SECONDS) 1
+
+fuzz-long: fuzz-build
+	scripts/run-fuzzers.sh build-fuzz/fuzz $(if $(filter file,$(origin FUZZ_SECONDS)),1800,$(FUZZ_SECONDS)) $(JOBS)
 
 demo: build
 	@if [ -x build/tools/audatoms ]; then build/tools/audatoms demo --out demo-out; \

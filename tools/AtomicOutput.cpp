@@ -71,10 +71,17 @@ AtomicOutput::~AtomicOutput() {
 }
 
 void AtomicOutput::commit() {
+    // The contents must be on disk before the rename makes them the target: a failed
+    // flush fails the output (the destructor then removes the temporary).
     const int fd = ::open(temp_.c_str(), O_RDONLY);
-    if (fd >= 0) {
-        ::fsync(fd);
-        ::close(fd);
+    if (fd < 0 || ::fsync(fd) != 0) {
+        const std::string why = std::strerror(errno);
+        if (fd >= 0) ::close(fd);
+        throw OutputError(target_.string() + ": cannot flush the output to disk: " + why);
+    }
+    if (::close(fd) != 0) {
+        const std::string why = std::strerror(errno);
+        throw OutputError(target_.string() + ": cannot flush the output to disk: " + why);
     }
     if (::rename(temp_.c_str(), target_.c_str()) != 0) {
         const std::string why = std::strerror(errno);

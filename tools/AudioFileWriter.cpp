@@ -92,7 +92,7 @@ const unsigned char* ExportConverter::convert(const float* const* channels, unsi
 
 AudioFileWriter::AudioFileWriter(const std::filesystem::path& path, int sampleType, unsigned channels, unsigned rate,
                                  unsigned maxFrames)
-    : out_((containerFor(path, sampleType), path)), converter_(sampleType, channels, maxFrames) {
+    : converter_(sampleType, channels, maxFrames) {
     SF_INFO info{};
     info.samplerate = static_cast<int>(rate);
     info.channels = static_cast<int>(channels);
@@ -100,31 +100,20 @@ AudioFileWriter::AudioFileWriter(const std::filesystem::path& path, int sampleTy
     if (!sf_format_check(&info))
         throw InputError(path.string() + ": the container cannot hold " + std::to_string(channels) + " channels of " +
                          exportSampleTypeText(sampleType) + "-bit samples at " + std::to_string(rate) + " Hz");
-    file_ = sf_open(out_.tempPath().c_str(), SFM_WRITE, &info);
-    if (!file_) throw OutputError(path.string() + ": cannot write: " + sf_strerror(nullptr));
-    if (sf_command(file_, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE) {
-        sf_close(file_);
-        file_ = nullptr;
+    out_ = std::make_unique<SndfileOutput>(path, info);
+    if (sf_command(out_->handle(), SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE)
         throw OutputError(path.string() + ": the container wants big-endian samples; the library writes little-endian");
-    }
 }
 
-AudioFileWriter::~AudioFileWriter() {
-    if (file_) sf_close(file_);
-}
+AudioFileWriter::~AudioFileWriter() = default;
 
 void AudioFileWriter::write(const float* const* channels, unsigned frames) {
     std::size_t bytes = 0;
     const unsigned char* data = converter_.convert(channels, frames, bytes);
-    if (bytes && sf_write_raw(file_, data, sf_count_t(bytes)) != sf_count_t(bytes))
-        throw OutputError(out_.target().string() + ": write failed: " + sf_strerror(file_));
+    if (bytes && sf_write_raw(out_->handle(), data, sf_count_t(bytes)) != sf_count_t(bytes))
+        throw OutputError(out_->target().string() + ": write failed: " + out_->reason());
 }
 
-void AudioFileWriter::commit() {
-    const int err = sf_close(file_);
-    file_ = nullptr;
-    if (err != 0) throw OutputError(out_.target().string() + ": closing failed: " + sf_error_number(err));
-    out_.commit();
-}
+void AudioFileWriter::commit() { out_->commit(); }
 
 }  // namespace audtool

@@ -6,16 +6,17 @@
 //   .wav (RIFF), .w64 (Sony Wave64), .aif/.aiff/.aifc (AIFF-C, little-endian samples),
 //   .raw (no header). 24-bit samples in 4-byte words (sample type 5) have no common
 //   container and are written to .raw files only.
-// The file is written under a temporary name and renamed by commit() (AtomicOutput).
+// The file is written under a temporary name and renamed by commit() (SndfileOutput).
 // Sample type 5: writeSamplesPlanar reports every such sample it writes with an
 // assertion line on standard output; the tool discards those lines.
 #pragma once
 
-#include "tools/AtomicOutput.h"
+#include "tools/SndfileOutput.h"
 
 #include "AudAtoms/buffers/AudioInterleaver.h"
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -60,12 +61,12 @@ public:
 
     // Writes `frames` frames (at most maxFrames) of channels[0 .. channels-1].
     void write(const float* const* channels, unsigned frames);
-    // Closes the file and renames it into place.
+    // Closes the file and renames it into place; OutputError naming the file and the
+    // system's reason when any write of it failed.
     void commit();
 
 private:
-    AtomicOutput out_;
-    SNDFILE* file_ = nullptr;
+    std::unique_ptr<SndfileOutput> out_;
     ExportConverter converter_;
 };
 

@@ -47,6 +47,13 @@ std::vector<std::string> split(const std::string& s, char sep) {
     return parts;
 }
 
+// Why a designed section is refused, for the message.
+std::string unusableReason(const Biquad::NormalisedCoefficients& c) {
+    for (float v : {c.b0, c.b1, c.b2, c.a1, c.a2})
+        if (!std::isfinite(v)) return "(its coefficients are not finite numbers)";
+    return "(a pole on or outside the unit circle: it would ring forever or blow up)";
+}
+
 bool isShelf(Biquad::eFilterType t) { return t == Biquad::kLowShelf || t == Biquad::kHighShelf; }
 
 }  // namespace
@@ -128,6 +135,10 @@ Equaliser::Equaliser(const std::vector<EqBandSettings>& bands, float samplingRat
         } catch (const Qm::Exception::RuntimeError& e) {
             throw InputError("band '" + s.text + "': " + e.what());
         }
+        if (!b.hasUsableDesign())
+            throw InputError("band '" + s.text + "': these settings give a filter that is not usable " +
+                             unusableReason(b.getNormalisedCoefficients()) +
+                             "; for a shelf, a slope (s=) of at most 1 always works");
     }
 }
 

@@ -84,6 +84,7 @@
 #include "tools/Equaliser.h"
 #include "tools/EqualiserBank.h"
 #include "tools/Meters.h"
+#include "tools/Session.h"
 
 #include "AudAtoms/automation/Aud__DynamicLevelControl.h"
 #include "AudAtoms/metering/Aud__Monitor.h"
@@ -120,7 +121,7 @@ struct RenderStats {
 
 class Renderer {
 public:
-    static constexpr int kMixBuses = 4;  // the main mix and mixes 0, 1, 2
+    static constexpr int kMixBuses = kSessionMixSlots;  // the main mix and mixes 0, 1, 2
 
     using Sink = std::function<void(const float* const* outputs, unsigned frames)>;
     using BlockHook = std::function<void(std::int64_t firstFrame)>;

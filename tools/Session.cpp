@@ -1,6 +1,7 @@
 #include "tools/Session.h"
 
 #include "tools/FileCheck.h"
+#include "tools/MixerTextCheck.h"
 #include "tools/Rates.h"
 #include "tools/TextParse.h"
 #include "tools/ToolError.h"
@@ -39,6 +40,24 @@ struct Parser {
     std::set<std::string> sessionKeys;
     std::set<std::string> seenSections;
     std::map<unsigned, std::set<double>> nodeTimes;
+    struct MixerEntry {
+        std::string section, key, value;
+        int line;
+    };
+    std::vector<MixerEntry> mixerEntries;  // checked when the whole file is read
+
+    // Every mixer entry against the mixer the renderer builds for this session.
+    void checkMixerEntries() const {
+        const MixerDimensions dims{static_cast<int>(EditChanMaxAudio), kSessionMixSlots,
+                                   static_cast<int>(s.outputs) + 2};
+        for (const MixerEntry& e : mixerEntries) {
+            try {
+                checkMixerEntry(e.section, e.key, e.value, dims);
+            } catch (const InputError& err) {
+                fail(e.line, err.what());
+            }
+        }
+    }
 
     [[noreturn]] void fail(int line, const std::string& what) const {
         throw InputError(s.name + ":" + std::to_string(line) + ": " + what);
@@ -118,8 +137,9 @@ struct Parser {
                 s.rate = static_cast<unsigned>(*hz);
             } else if (k == "length") {
                 const auto v = parseNumber(value);
-                if (!v || *v <= 0 || *v > 24 * 3600)
-                    fail(line, "Length '" + value + "' is not a number of seconds above 0");
+                if (!v || *v <= 0 || *v > kMaxSessionSeconds)
+                    fail(line, "Length '" + value + "' is not a number of seconds above 0 and at most " +
+                                   std::to_string(static_cast<int>(kMaxSessionSeconds)) + " (24 hours)");
                 s.lengthSeconds = *v;
             } else if (k == "framerate") {
                 s.frameRate = parseFrameRate(value);
@@ -193,6 +213,7 @@ struct Parser {
         case Kind::kAutomation: automationEntry(line, key, value); break;
         case Kind::kEq: eqEntry(line, key, value); break;
         case Kind::kMixer:
+            mixerEntries.push_back({mixerSection, key, value, line});
             s.mixer.section(LightweightString<char>(mixerSection.c_str()))
                 .emplace_back(LightweightString<char>(key.c_str()), LightweightString<char>(value.c_str()));
             break;
@@ -229,6 +250,7 @@ Session parseSession(const std::string& text, const std::string& name, const std
     if (s.lengthSeconds <= 0)
         throw InputError(name + ":" + std::to_string(s.sessionLine) + ": [Session] has no Length=");
     if (s.files.empty()) throw InputError(name + ": no input files (an [Inputs] section with File= lines)");
+    p.checkMixerEntries();
     for (auto& [input, setup] : s.inputs)
         std::stable_sort(setup.automation.begin(), setup.automation.end(),
                          [](const AutomationPoint& a, const AutomationPoint& b) { return a.time < b.time; });

@@ -38,6 +38,11 @@
 
 namespace audtool {
 
+// The longest session the tool renders, in seconds.
+inline constexpr double kMaxSessionSeconds = 24 * 3600;
+// Mix slots of the renderer's mixer: the main mix (slot 00) and three buses.
+inline constexpr int kSessionMixSlots = 4;
+
 struct AutomationPoint {
     double time = 0;  // seconds
     float level = 1;  // linear gain

@@ -1,5 +1,6 @@
 // audatoms demo [--out DIR]: the built-in session, needing no input files.
 #include "tools/AtomicOutput.h"
+#include "tools/SndfileOutput.h"
 #include "tools/AudioFileWriter.h"
 #include "tools/Commands.h"
 #include "tools/EqPlot.h"
@@ -133,18 +134,17 @@ void makeFolder(const std::filesystem::path& dir) {
 
 // The raw frames of an input, as they are, in a file of its container.
 void writeInputFile(const MemorySource& s, int container, const std::filesystem::path& path) {
-    AtomicOutput out(path);
     SF_INFO info{};
     info.samplerate = int(s.format().rate);
     info.channels = int(s.format().channels);
     info.format = container | encodingForSampleType(s.format().sampleType);
-    SNDFILE* f = sf_open(out.tempPath().c_str(), SFM_WRITE, &info);
-    if (!f) throw OutputError(path.string() + ": cannot write: " + sf_strerror(nullptr));
+    SndfileOutput out(path, info);
+    SNDFILE* f = out.handle();
     const bool swaps = s.format().stride() > 1 && sf_command(f, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_TRUE;
-    const bool ok = swaps == s.format().bigEndian &&
-                    sf_write_raw(f, s.bytes().data(), sf_count_t(s.bytes().size())) == sf_count_t(s.bytes().size());
-    sf_close(f);
-    if (!ok) throw OutputError(path.string() + ": cannot write the input's frames");
+    if (swaps != s.format().bigEndian)
+        throw OutputError(path.string() + ": the container's byte order differs from the input's");
+    if (sf_write_raw(f, s.bytes().data(), sf_count_t(s.bytes().size())) != sf_count_t(s.bytes().size()))
+        throw OutputError(path.string() + ": cannot write the input's frames: " + out.reason());
     out.commit();
 }
 

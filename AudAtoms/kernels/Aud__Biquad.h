@@ -30,6 +30,7 @@
 
 #include "platform/Exception.h"
 
+#include <cmath>
 #include <cstdint>
 
 namespace Aud::Filter {
@@ -97,6 +98,23 @@ public:
                                 unsigned n);
 
     float getResponseMagnitudeAtFrequency(float normalisedFrequency) const;
+
+    // The coefficients processSample uses, divided by a0:
+    //   y = b0*x + b1*x1 + b2*x2 - a1*y1 - a2*y2
+    struct NormalisedCoefficients {
+        float b0, b1, b2, a1, a2;
+    };
+    NormalisedCoefficients getNormalisedCoefficients() const { return {nb0_, nb1_, nb2_, na1_, na2_}; }
+    // True when every coefficient is finite and both poles lie strictly inside the unit
+    // circle (|a2| < 1 and |a1| < 1 + a2): the section's response to any finite input
+    // stays finite and decays. A design from extreme settings (a shelf slope too steep
+    // for its gain, for instance) can fail this.
+    bool hasUsableDesign() const {
+        const NormalisedCoefficients c = getNormalisedCoefficients();
+        for (float v : {c.b0, c.b1, c.b2, c.a1, c.a2})
+            if (!std::isfinite(v)) return false;
+        return std::fabs(c.a2) < 1.0f && std::fabs(c.a1) < 1.0f + c.a2;
+    }
 
 private:
     friend struct BiquadTestAccess;  // lets tests build states the public calls cannot

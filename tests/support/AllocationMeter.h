@@ -1,0 +1,103 @@
+// Measures the heap memory a piece of code holds at its peak: replaces the program's
+// global operator new and delete (all forms) with versions that count live bytes, so
+// that the library's allocations are counted too. Include this header in exactly one
+// source file of a test program.
+//   audatoms::test::AllocationMeter meter;   // starts measuring
+//   parse(...);
+//   meter.peakBytes()   // the most bytes live at once above the level at the start
+// Only allocations through operator new are counted (the C++ library and this library
+// allocate only through it). Threads: counters are atomic; a meter measures every
+// thread's allocations.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <malloc.h>
+#include <new>
+
+namespace audatoms::test {
+namespace allocation_meter_detail {
+inline std::atomic<long long> g_live{0};
+inline std::atomic<long long> g_peak{0};
+
+inline void* take(std::size_t n) {
+    void* p = std::malloc(n == 0 ? 1 : n);
+    if (!p) throw std::bad_alloc();
+    const long long live = g_live.fetch_add(static_cast<long long>(::malloc_usable_size(p))) +
+                           static_cast<long long>(::malloc_usable_size(p));
+    long long peak = g_peak.load();
+    while (live > peak && !g_peak.compare_exchange_weak(peak, live)) {}
+    return p;
+}
+inline void* takeAligned(std::size_t n, std::align_val_t a) {
+    void* p =
+        std::aligned_alloc(static_cast<std::size_t>(a), (n + static_cast<std::size_t>(a) - 1) /
+                                                            static_cast<std::size_t>(a) * static_cast<std::size_t>(a));
+    if (!p) throw std::bad_alloc();
+    const long long live = g_live.fetch_add(static_cast<long long>(::malloc_usable_size(p))) +
+                           static_cast<long long>(::malloc_usable_size(p));
+    long long peak = g_peak.load();
+    while (live > peak && !g_peak.compare_exchange_weak(peak, live)) {}
+    return p;
+}
+inline void give(void* p) noexcept {
+    if (!p) return;
+    g_live.fetch_sub(static_cast<long long>(::malloc_usable_size(p)));
+    std::free(p);
+}
+}  // namespace allocation_meter_detail
+
+class AllocationMeter {
+public:
+    AllocationMeter() { reset(); }
+    void reset() {
+        start_ = allocation_meter_detail::g_live.load();
+        allocation_meter_detail::g_peak.store(start_);
+    }
+    // Bytes live now above the start.
+    long long liveBytes() const { return allocation_meter_detail::g_live.load() - start_; }
+    // The most bytes live at once since the start, above the start.
+    long long peakBytes() const { return allocation_meter_detail::g_peak.load() - start_; }
+
+private:
+    long long start_ = 0;
+};
+
+}  // namespace audatoms::test
+
+// The replacements: defined here, once per program.
+void* operator new(std::size_t n) { return audatoms::test::allocation_meter_detail::take(n); }
+void* operator new[](std::size_t n) { return audatoms::test::allocation_meter_detail::take(n); }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
+    try {
+        return audatoms::test::allocation_meter_detail::take(n);
+    } catch (...) {
+        return nullptr;
+    }
+}
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
+    try {
+        return audatoms::test::allocation_meter_detail::take(n);
+    } catch (...) {
+        return nullptr;
+    }
+}
+void* operator new(std::size_t n, std::align_val_t a) {
+    return audatoms::test::allocation_meter_detail::takeAligned(n, a);
+}
+void* operator new[](std::size_t n, std::align_val_t a) {
+    return audatoms::test::allocation_meter_detail::takeAligned(n, a);
+}
+void operator delete(void* p) noexcept { audatoms::test::allocation_meter_detail::give(p); }
+void operator delete[](void* p) noexcept { audatoms::test::allocation_meter_detail::give(p); }
+void operator delete(void* p, std::size_t) noexcept { audatoms::test::allocation_meter_detail::give(p); }
+void operator delete[](void* p, std::size_t) noexcept { audatoms::test::allocation_meter_detail::give(p); }
+void operator delete(void* p, std::align_val_t) noexcept { audatoms::test::allocation_meter_detail::give(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { audatoms::test::allocation_meter_detail::give(p); }
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept {
+    audatoms::test::allocation_meter_detail::give(p);
+}
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept {
+    audatoms::test::allocation_meter_detail::give(p);
+}
