@@ -72,6 +72,13 @@ int QmIniFile::fromText(const std::string& text) {
         const auto first = line.find_first_not_of(" \t");
         if (first == std::string::npos) continue;
         if (line[first] == ';' || line[first] == '#') continue;
+        // A NUL byte makes a line unreadable (names and values are C strings); a
+        // section header with one also drops the entries under it.
+        if (line.find('\0') != std::string::npos) {
+            ++skipped;
+            if (line[first] == '[') current = nullptr;
+            continue;
+        }
         if (line[first] == '[') {
             const auto close = line.find(']', first);
             if (close == std::string::npos) {

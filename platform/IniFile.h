@@ -4,8 +4,9 @@
 // valid() is false for a line without the separator (attribute and value then null).
 // QmIniFile: named sections, each an ordered list of pairs. Text format:
 // "[Section]" lines, "attribute=value" lines, lines starting with ';' or '#' are
-// comments, blank lines are ignored; unreadable lines (no '=', an unclosed "[", or an
-// entry before any section) are skipped, never fatal. Entries are split exactly at
+// comments, blank lines are ignored; unreadable lines (no '=', an unclosed "[", a NUL
+// byte, or an entry before any section) are skipped, never fatal; the entries under an
+// unreadable section header are skipped too. Entries are split exactly at
 // the first '=' with nothing trimmed (a CR line end is dropped); leading blanks are
 // allowed before '[', ';' and '#'. A section named twice continues the first.
 // toText writes "[name]" then "attribute=value" lines, a blank line between sections;

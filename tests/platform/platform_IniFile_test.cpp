@@ -190,3 +190,25 @@ TEST(IniFile, AFailedSaveLeavesTheOldFile) {
     EXPECT_EQ(audatoms::test::readFile(path), old);
     EXPECT_EQ(dir.entries(), std::vector<std::string>{"mix.ini"});
 }
+
+// Found by fuzzing: section names differing only after a NUL byte read as one section
+// on the second reading, so the text did not read back to itself.
+template <std::size_t N>
+std::string withNuls(const char (&text)[N]) {
+    return std::string(text, N - 1);
+}
+
+TEST(IniFile, ALineWithANulByteIsSkippedWithTheEntriesUnderIt) {
+    const std::string found = withNuls(
+        "\x08\xb9oooooo=\xb9\nJ\xf6\t\xb9\n=\xb9\n[\x00][\x04\x00\xb9\n[\x00\x01\x00\x00\x00]\n\xb9\n\xb9\x00");
+    ASSERT_EQ(found.size(), 39u);
+    QmIniFile ini;
+    EXPECT_EQ(ini.fromText(found), 7);
+    EXPECT_EQ(ini.toText(), "");
+    QmIniFile again;
+    EXPECT_EQ(again.fromText(ini.toText()), 0);
+
+    const std::string text = withNuls("[A]\nk=v\n[B\0x]\nlost=1\n[C]\nbad=\0\ngood=1\n");
+    EXPECT_EQ(ini.fromText(text), 3);
+    EXPECT_EQ(ini.toText(), "[A]\nk=v\n\n[C]\ngood=1\n");
+}
