@@ -41,21 +41,21 @@ TEST(PlayConcurrency, EditsEveryTenMillisecondsWhilePlaying) {
     for (int k = 1; k < kSeconds * 100 - 20; ++k, ++lines) {
         const double t = k * 0.01;
         switch (k % 7) {
-            case 0: e << t << " fader " << k % 2 << " " << 0.5 + 0.1 * (k % 5) << "\n"; break;
-            case 1: e << t << " pan " << k % 2 << " " << 0.1 * (k % 10) << "\n"; break;
-            case 2: e << t << " mute " << k % 2 << " " << (k % 4 < 2 ? "on" : "off") << "\n"; break;
-            case 3: e << t << " solo " << k % 2 << " " << (k % 4 < 2 ? "on" : "off") << "\n"; break;
-            case 4: e << t << " node " << k % 2 << " now " << 0.2 + 0.05 * (k % 10) << "\n"; break;
-            case 5: e << t << " move 0 0.5 " << 0.5 + 0.001 * (k % 50) << "\n"; break;
-            default: e << t << " erase 1 " << t - 0.03 << "\n"; break;
+        case 0: e << t << " fader " << k % 2 << " " << 0.5 + 0.1 * (k % 5) << "\n"; break;
+        case 1: e << t << " pan " << k % 2 << " " << 0.1 * (k % 10) << "\n"; break;
+        case 2: e << t << " mute " << k % 2 << " " << (k % 4 < 2 ? "on" : "off") << "\n"; break;
+        case 3: e << t << " solo " << k % 2 << " " << (k % 4 < 2 ? "on" : "off") << "\n"; break;
+        case 4: e << t << " node " << k % 2 << " now " << 0.2 + 0.05 * (k % 10) << "\n"; break;
+        case 5: e << t << " move 0 0.5 " << 0.5 + 0.001 * (k % 50) << "\n"; break;
+        default: e << t << " erase 1 " << t - 0.03 << "\n"; break;
         }
     }
     writeText(dir.file("edits.txt"), e.str());
     JackServer server(48000, 256, "tsan");
     ASSERT_TRUE(server.ready());
-    const RunResult r = runTool({"--json", "play", dir.file("s.ini"), "--server", server.name(), "--no-ui",
-                                 "--no-connect", "--edits", dir.file("edits.txt"), "--seconds",
-                                 std::to_string(kSeconds + 10)});
+    const RunResult r =
+        runTool({"--json", "play", dir.file("s.ini"), "--server", server.name(), "--no-ui", "--no-connect", "--edits",
+                 dir.file("edits.txt"), "--seconds", std::to_string(kSeconds + 10)});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err.find("ThreadSanitizer"), std::string::npos) << r.err;
     const nlohmann::json j = nlohmann::json::parse(r.out);

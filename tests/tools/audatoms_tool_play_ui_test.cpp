@@ -77,7 +77,8 @@ TEST(PlayUi, KeysMoveTheFaderAndMuteAndTheMeterMoves) {
     const int n = 48000 * 12;
     std::vector<double> x(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i)
-        x[std::size_t(i)] = 0.8 * std::sin(2 * M_PI * 440 * i / 48000.0) * (0.5 - 0.5 * std::cos(2 * M_PI * 2 * i / 48000.0));
+        x[std::size_t(i)] =
+            0.8 * std::sin(2 * M_PI * 440 * i / 48000.0) * (0.5 - 0.5 * std::cos(2 * M_PI * 2 * i / 48000.0));
     writeDoubles(dir.file("tone.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 48000, x);
     writeText(dir.file("s.ini"), "[Session]\nSampleRate=48000\nLength=12\n[Inputs]\nFile=tone.wav\n");
     JackServer server(48000, 256, "ui");
