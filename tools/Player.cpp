@@ -10,6 +10,8 @@
 #include <jack/jack.h>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -40,9 +42,14 @@ Player::Player(const Session& session, const PlayerOptions& options) {
     jack_status_t status{};
     const auto openOptions =
         static_cast<jack_options_t>(JackNoStartServer | (options.server.empty() ? 0 : JackServerName));
-    client_ = options.server.empty()
-                  ? ::jack_client_open(options.clientName.c_str(), openOptions, &status)
-                  : ::jack_client_open(options.clientName.c_str(), openOptions, &status, options.server.c_str());
+    // A busy server may fail the handshake (a communication error): tried three times.
+    for (int attempt = 0; attempt < 3 && !client_; ++attempt) {
+        if (attempt) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        client_ = options.server.empty()
+                      ? ::jack_client_open(options.clientName.c_str(), openOptions, &status)
+                      : ::jack_client_open(options.clientName.c_str(), openOptions, &status, options.server.c_str());
+        if (!client_ && !(status & JackServerError)) break;
+    }
     if (!client_) {
         if (status & JackServerFailed)
             throw InputError("no JACK server is running" +

@@ -83,7 +83,7 @@ std::unique_ptr<Result> runPlay(const GlobalOptions& g, const PlayCliOptions& o)
     if (o.start > 0) player.locate(o.start);
 
     const bool ui = !o.noUi && ::isatty(STDIN_FILENO) && ::isatty(STDOUT_FILENO);
-    const double limit = o.seconds >= 0 ? o.seconds : (ui ? 1e300 : session.lengthSeconds + 1.0);
+    const double limit = o.seconds >= 0 ? o.seconds : 1e300;  // default: to the end (or q)
     const auto t0 = std::chrono::steady_clock::now();
     auto elapsed = [&] { return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(); };
     player.start();

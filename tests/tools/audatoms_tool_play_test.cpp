@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -79,7 +80,10 @@ Band=lowshelf:120:-3
 
 std::vector<std::string> playArgs(const JackServer& server, const std::string& session,
                                   const std::vector<std::string>& more = {}) {
+    // A dummy server on a busy machine runs slower than real time: the run ends at the
+    // session's end, and --seconds only guards against a hang.
     std::vector<std::string> a = {"--json", "play", session, "--server", server.name(), "--no-ui", "--no-connect"};
+    if (std::find(more.begin(), more.end(), "--seconds") == more.end()) a.insert(a.end(), {"--seconds", "60"});
     a.insert(a.end(), more.begin(), more.end());
     return a;
 }
@@ -321,14 +325,14 @@ TEST(PlayBadInput, ADiskReaderThatCannotKeepUpGivesUnderrunsNotAHang) {
     ASSERT_TRUE(server.ready());
     const auto t0 = std::chrono::steady_clock::now();
     // 2048-frame chunks (43 ms) read every 150 ms: a third of real time.
-    const RunResult r = runTool(playArgs(
-        server, dir.file("s.ini"),
-        {"--test-disk-delay-ms", "150", "--read-ahead", "0.1", "--seconds", "3", "--capture", dir.file("cap.wav")}));
+    const RunResult r =
+        runTool(playArgs(server, dir.file("s.ini"),
+                         {"--test-disk-delay-ms", "150", "--read-ahead", "0.1", "--capture", dir.file("cap.wav")}));
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     ASSERT_EQ(r.status, 0) << r.err;
     const nlohmann::json j = parseJson(r);
     EXPECT_GT(j["underruns"].get<long>(), 10);
-    EXPECT_LT(wall, 8.0);
+    EXPECT_LT(wall, 20.0);
     // The played output differs from the offline render (inputs went silent for a while)
     // but the transport kept time: the whole session was played.
     EXPECT_EQ(j["frames_played"], 2 * kRate);
