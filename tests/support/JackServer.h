@@ -1,6 +1,7 @@
 // A JACK server of its own for a test: `jackd -n NAME -d dummy` under a unique name,
 // started by the constructor (which waits until a client can connect) and stopped by
-// the destructor (SIGTERM, then SIGKILL after 5 s), also when the test fails. Not in
+// the destructor (SIGTERM, then SIGKILL after 5 s), also when the test fails (and by
+// the kernel when the test's process dies). Not in
 // realtime mode (-r), so that it starts on machines without realtime privileges.
 // Also: running the tool with extra environment variables, and in a tmux session.
 #pragma once
@@ -15,6 +16,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -34,6 +36,7 @@ public:
         const std::string r = std::to_string(rate), p = std::to_string(period);
         pid_ = ::fork();
         if (pid_ == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // the server ends with the test, even a crashed one
             const int null = ::open("/dev/null", O_RDWR);
             ::dup2(null, 0);
             ::dup2(null, 1);
