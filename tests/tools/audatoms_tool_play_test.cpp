@@ -272,6 +272,32 @@ TEST_F(PlayProbe, SeesAPlantedAllocationAndLock) {
     EXPECT_EQ(l.at("allocations"), 0);
 }
 
+// A loop: after the loop's end the transport plays from its start again, each pass read
+// afresh from the files; without automation or equalisers the mix is a function of the
+// input samples alone, so every pass gives the first pass's samples.
+TEST(Play, ALoopPlaysTheSameSamplesOnEveryPass) {
+    ScratchDir dir;
+    writeInputs(dir);
+    writeText(dir.file("loop.ini"), "[Session]\nSampleRate=48000\nLength=2\nOutputs=2\n[Inputs]\nFile=st.wav\n"
+                                    "File=mono.wav\n[SimpleMixState.InputChannels.Pan]\n000=0.2\n002=0.9\n");
+    JackServer server(kRate, 256, "loop");
+    ASSERT_TRUE(server.ready());
+    const RunResult r = runTool(playArgs(server, dir.file("loop.ini"),
+                                         {"--loop", "0.5", "1.0", "--seconds", "4", "--capture", dir.file("cap.wav")}));
+    ASSERT_EQ(r.status, 0) << r.err;
+    const Audio cap = readAudio(dir.file("cap.wav"));
+    ASSERT_GE(cap.info.frames, 72000) << "fewer than one and a half passes captured";
+    // Frames 0 .. 48000 are the first pass (0 to 1 s); the next pass is 0.5 to 1 s again.
+    for (std::size_t i = 0; i < 24000 * 2; ++i)
+        ASSERT_EQ(cap.ints[48000 * 2 + i], cap.ints[24000 * 2 + i]) << "frame " << 48000 + i / 2;
+    double energy = 0;
+    for (std::size_t i = 48000 * 2; i < 72000 * 2; ++i) energy += cap.samples[i] * cap.samples[i];
+    EXPECT_GT(energy, 10.0);
+    const nlohmann::json j = parseJson(r);
+    EXPECT_EQ(j["underruns"], 0);
+    EXPECT_LT(j["frames_played"].get<long>(), 48000);  // still looping at the stop
+}
+
 TEST(PlayBadInput, NoServer) {
     ScratchDir dir;
     writeInputs(dir);
