@@ -11,6 +11,7 @@
 #include <ncurses.h>
 
 #include <algorithm>
+#include <csignal>
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -196,10 +197,21 @@ private:
     std::string message_;
 };
 
+volatile std::sig_atomic_t gStop = 0;
+extern "C" void stopUi(int) { gStop = 1; }
+
 }  // namespace
 
 void runMixerUi(Player& player, const std::function<void()>& tick, double limitSeconds) {
     Ui ui(player);
+    // Ctrl-C and a stop signal end the mixer like q, so that the terminal is restored.
+    struct sigaction stop {
+    }, oldInt{}, oldTerm{};
+    stop.sa_handler = stopUi;
+    sigemptyset(&stop.sa_mask);
+    gStop = 0;
+    ::sigaction(SIGINT, &stop, &oldInt);
+    ::sigaction(SIGTERM, &stop, &oldTerm);
     initscr();
     cbreak();
     noecho();
@@ -209,13 +221,15 @@ void runMixerUi(Player& player, const std::function<void()>& tick, double limitS
     const auto t0 = std::chrono::steady_clock::now();
     auto elapsed = [&] { return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(); };
     bool go = true;
-    while (go && elapsed() < limitSeconds && !player.serverGone()) {
+    while (go && !gStop && elapsed() < limitSeconds && !player.serverGone()) {
         tick();
         ui.draw(elapsed());
         const int c = getch();
         if (c != ERR) go = ui.key(c);
     }
     endwin();
+    ::sigaction(SIGINT, &oldInt, nullptr);
+    ::sigaction(SIGTERM, &oldTerm, nullptr);
 }
 
 }  // namespace audtool

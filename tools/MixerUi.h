@@ -10,7 +10,7 @@
 // move an input's pan; m mute; s solo; a / A write an automation node at the playhead
 // 3 dB below / above the input's automation level there (the walk glides to it);
 // space start/stop; 0 locate to the start; '<' / '>' locate 5 s back / forward;
-// c clear the clip latches; q quit.
+// c clear the clip latches; q (or Ctrl-C) quit; the terminal is restored either way.
 // Threads: the calling (user-interface) thread only.
 #pragma once
 
