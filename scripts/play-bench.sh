@@ -27,11 +27,11 @@ trap cleanup EXIT
 "$tool" --quiet bench --write-session "$work/session" --inputs 32 --seconds "$seconds" > /dev/null
 
 start_server() {  # $1 period, $2 extra jackd flags
-  server="audatoms-bench-$$-$1"
+  server="audatoms-bench-$$-$1-$RANDOM"
   jackd $2 -n "$server" -d dummy -r 48000 -p "$1" > "$work/jackd.log" 2>&1 &
   server_pid=$!
   for _ in $(seq 100); do
-    if jack_lsp -s "$server" > /dev/null 2>&1; then return 0; fi
+    if ( jack_lsp -s "$server" ) > /dev/null 2>&1; then return 0; fi
     kill -0 "$server_pid" 2>/dev/null || return 1
     sleep 0.1
   done
@@ -44,7 +44,7 @@ for p in "${periods[@]}"; do
   if ! start_server "$p" "-R"; then
     kill "$server_pid" 2>/dev/null || true; wait "$server_pid" 2>/dev/null || true
     mode=normal
-    start_server "$p" "-r" || { echo "play-bench: jackd did not start" >&2; exit 1; }
+    start_server "$p" "-r" || { echo "play-bench: jackd did not start:" >&2; cat "$work/jackd.log" >&2; exit 1; }
   fi
   "$tool" --json play "$work/session/session.ini" --server "$server" --no-ui --no-connect \
     --seconds "$seconds" > "$work/out.json"
