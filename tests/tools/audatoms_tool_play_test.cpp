@@ -298,6 +298,26 @@ TEST(Play, ALoopPlaysTheSameSamplesOnEveryPass) {
     EXPECT_LT(j["frames_played"].get<long>(), 48000);  // still looping at the stop
 }
 
+// The benchmark session as files: every input file, automation and a 3-band equaliser on
+// each input, eight outputs (four mix buses), and the session renders.
+TEST(PlayBenchSession, WritesASessionThatRenders) {
+    ScratchDir dir;
+    RunResult r = runTool({"-q", "bench", "--write-session", dir.file("bench"), "--inputs", "3", "--seconds", "1"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string ini = readText(dir.file("bench/session.ini"));
+    for (const char* want : {"File=input_00.wav", "File=input_02.wav", "[Automation.2]", "[EQ.2]",
+                             "Band=lowshelf:", "Band=peaking:", "Band=highshelf:", "Outputs=8", "RouteToOutput"})
+        EXPECT_NE(ini.find(want), std::string::npos) << want;
+    r = renderWithTool({"-q"}, dir.file("bench/session.ini"), dir.file("mix.wav"));
+    ASSERT_EQ(r.status, 0) << r.err;
+    const Audio mix = readAudio(dir.file("mix.wav"));
+    EXPECT_EQ(mix.info.channels, 8);
+    EXPECT_EQ(mix.info.frames, kRate);
+    double energy = 0;
+    for (double x : mix.samples) energy += x * x;
+    EXPECT_GT(energy, 1.0);
+}
+
 TEST(PlayBadInput, NoServer) {
     ScratchDir dir;
     writeInputs(dir);
