@@ -1,7 +1,7 @@
 # Front door of AudAtoms. Every target installs missing system packages first.
 #   make test           build and run the whole test suite
 #   make test-sanitize  the same under AddressSanitizer + UndefinedBehaviorSanitizer
-#   make test-tsan      the threaded tests under ThreadSanitizer
+#   make test-tsan      the threaded tests under ThreadSanitizer (with the player's 60-s run)
 #   make bench          build and run the benchmarks (Release)
 #   make fuzz           run every fuzz target for FUZZ_SECONDS each (clang), one at a time
 #   make fuzz-long      the same, FUZZ_SECONDS (default 1800) each, all cores at once
@@ -37,7 +37,7 @@ test-sanitize: deps
 
 test-tsan: deps
 	cmake -S . -B build-tsan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DAUDATOMS_SANITIZE=thread -DAUDATOMS_BUILD_TOOLS=OFF -DAUDATOMS_WERROR=$(WERROR)
+	  -DAUDATOMS_SANITIZE=thread -DAUDATOMS_BUILD_TOOLS=ON -DAUDATOMS_WERROR=$(WERROR)
 	cmake --build build-tsan -j$(JOBS) --target audatoms_threaded_tests
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(CTEST) -L threaded
 

@@ -9,6 +9,9 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev librapidcheck-dev
   libsndfile1-dev libcli11-dev nlohmann-json3-dev
   clang-format-14 clang-tidy-14
+  # audatoms play: the JACK client API and the terminal mixer; its tests start their own
+  # dummy server (jackd2) and drive the mixer through tmux.
+  libjack-jackd2-dev libncurses-dev jackd2 tmux
 )
 
 missing=()
@@ -22,6 +25,9 @@ done
 if [[ $(id -u) -eq 0 ]]; then
   echo "install-deps: installing ${missing[*]}"
   export DEBIAN_FRONTEND=noninteractive
+  # jackd2 asks whether to enable realtime limits; answer no so that the install stays
+  # non-interactive (the tests run the server without realtime scheduling).
+  echo "jackd2 jackd/tweak_rt_limits boolean false" | debconf-set-selections
   apt-get update -qq
   apt-get install -y -qq --no-install-recommends "${missing[@]}"
 else

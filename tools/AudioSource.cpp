@@ -46,6 +46,11 @@ unsigned SndfileSource::readFrames(unsigned char* dst, unsigned frames) {
     return static_cast<unsigned>(got / format_.frameBytes());
 }
 
+bool SndfileSource::seek(std::int64_t frame) {
+    const sf_count_t to = sf_count_t(std::clamp<std::int64_t>(frame, 0, format_.frames));
+    return sf_seek(file_.get(), to, SEEK_SET) == to;
+}
+
 MemorySource::MemorySource(std::string name, const FileFormat& format, std::vector<unsigned char> bytes,
                            std::int64_t loopFrames)
     : name_(std::move(name)), format_(format), bytes_(std::move(bytes)) {
@@ -67,6 +72,14 @@ unsigned MemorySource::readFrames(unsigned char* dst, unsigned frames) {
         left_ -= static_cast<std::int64_t>(n);
     }
     return done;
+}
+
+bool MemorySource::seek(std::int64_t frame) {
+    const std::int64_t own = static_cast<std::int64_t>(bytes_.size() / format_.frameBytes());
+    frame = std::clamp<std::int64_t>(frame, 0, format_.frames);
+    position_ = own > 0 ? std::size_t(frame % own) * format_.frameBytes() : 0;
+    left_ = format_.frames - frame;
+    return true;
 }
 
 }  // namespace audtool

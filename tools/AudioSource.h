@@ -28,6 +28,12 @@ public:
     virtual unsigned readFrames(unsigned char* dst, unsigned frames) = 0;
     // A name for messages and meter labels (the path of a file).
     virtual const std::string& name() const = 0;
+    // Places the next read at `frame` (past the end: the source reads nothing more);
+    // false when the source cannot seek.
+    virtual bool seek(std::int64_t frame) {
+        (void)frame;
+        return false;
+    }
 };
 
 class SndfileSource : public AudioSource {
@@ -42,6 +48,7 @@ public:
     const FileFormat& format() const override { return format_; }
     unsigned readFrames(unsigned char* dst, unsigned frames) override;
     const std::string& name() const override { return path_; }
+    bool seek(std::int64_t frame) override;
 
 private:
     struct Closer {
@@ -62,6 +69,7 @@ public:
     const FileFormat& format() const override { return format_; }
     unsigned readFrames(unsigned char* dst, unsigned frames) override;
     const std::string& name() const override { return name_; }
+    bool seek(std::int64_t frame) override;
     // The raw frames held (one pass, without the repeats).
     const std::vector<unsigned char>& bytes() const { return bytes_; }
 

@@ -1,5 +1,7 @@
 #include "tools/AutomationApplier.h"
 
+#include "tools/RealtimeProbe.h"
+
 #include "AudAtoms/kernels/Aud__MixRender.h"
 
 #include <algorithm>
@@ -34,6 +36,7 @@ RunFields runFields(const AutomationApplier::State& st) {
 void AutomationApplier::configure(const Store* store, double rate, double t, Direction direction) {
     direction_ = direction;
     state_.invalidate();
+    const rtprobe::AllowLocks storeLock;  // the walk takes the store's lock
     DynamicLevelApplyingIteratorBase walk(state_);
     if (direction == Direction::kForwards) walk.configureForwards(store, rate, t);
     else walk.configureReverse(store, rate, t);
@@ -49,6 +52,7 @@ void AutomationApplier::beginRun() {
 }
 
 void AutomationApplier::advance() {
+    const rtprobe::AllowLocks storeLock;  // the walk takes the store's lock
     DynamicLevelApplyingIteratorBase walk(state_);
     if (direction_ == Direction::kForwards) walk.moveToNextNodeForwards();
     else walk.moveToNextNodeReverse();
@@ -57,6 +61,7 @@ void AutomationApplier::advance() {
 
 void AutomationApplier::noticeEdits(double t) {
     const RunFields before = runFields(state_);
+    const rtprobe::AllowLocks storeLock;  // the walk takes the store's lock
     DynamicLevelApplyingIteratorBase walk(state_);
     if (direction_ == Direction::kForwards) walk.handleStoreModsForwards(t);
     else walk.handleStoreModsReverse(t);

@@ -47,6 +47,13 @@ BlockDecoder::BlockDecoder(const AudioSource& source, unsigned maxFrames)
     if (splitInPairs_ &&
         interleaver_.createOutputBuffers((maxFrames + 1) / 2, splitFormat_, pairs_) != AudioInterleaver::kSuccess)
         throw OutputError("out of memory for a block of " + source.name());
+    // The split's buffers for the longest block now, so that decode() finds them made
+    // (a real-time caller must not allocate): the multi-channel split reuses a list whose
+    // buffers are long enough, and the one-channel split refills a one-entry list.
+    list_.streamBuffers.reserve(1);
+    if (format_.channels > 1 && !splitInPairs_ &&
+        interleaver_.createOutputBuffers(maxFrames, splitFormat_, list_) != AudioInterleaver::kSuccess)
+        throw OutputError("out of memory for a block of " + source.name());
     // Silence as the file would hold it: digital zero, offset binary for unsigned 8-bit.
     const unsigned char silent[8] = {format_.sampleType == 4 ? static_cast<unsigned char>(0x80)
                                                              : static_cast<unsigned char>(0)};

@@ -17,8 +17,8 @@
 // (digital zero; 0x80 for unsigned 8-bit), so a file that has ended reads exactly as if
 // it went on with digital silence: 0.0 for every type but 32-bit integers, whose
 // symmetric conversion gives zero the value 0.5 / 2147483647.5.
-// Allocation: at construction; decode() allocates only where the library's one-channel
-// split rebuilds its list.
+// Allocation: at construction only (the interleaver's output buffers are made there for
+// the longest block); decode() does not allocate.
 #pragma once
 
 #include "tools/AudioSource.h"

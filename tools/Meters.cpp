@@ -20,6 +20,7 @@ MeterSet& MeterSet::operator=(MeterSet&&) noexcept = default;
 
 void MeterSet::add(std::string label, const IdStamp& readerId) {
     labels_.push_back(std::move(label));
+    ids_.push_back(readerId);
     readers_.push_back(std::make_unique<Aud::MonitoringPointReader>(readerId));
 }
 

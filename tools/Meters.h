@@ -41,9 +41,13 @@ public:
     void add(std::string label, const IdStamp& readerId);
     std::size_t size() const { return labels_.size(); }
     std::vector<MeterReading> read() const;
+    // The reader id of meter i (a display makes its own reader from it).
+    const IdStamp& readerId(std::size_t i) const { return ids_.at(i); }
+    const std::string& label(std::size_t i) const { return labels_.at(i); }
 
 private:
     std::vector<std::string> labels_;
+    std::vector<IdStamp> ids_;
     std::vector<std::unique_ptr<Aud::MonitoringPointReader>> readers_;
 };
 

@@ -17,7 +17,8 @@ std::unique_ptr<Aud::DynamicLevelControl::Store> makeStore(const std::vector<Aut
     return store;
 }
 
-RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<AudioSource>> sources) {
+RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<AudioSource>> sources,
+                         unsigned blockFrames) {
     RenderJob job;
     if (!sources.empty() && sources.size() != session.files.size())
         throw std::logic_error("one source per session file is needed");
@@ -34,6 +35,7 @@ RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<Aud
     config.totalFrames = static_cast<std::int64_t>(std::llround(session.lengthSeconds * session.rate));
     config.frameRate = session.frameRate;
     config.outputs = session.outputs;
+    config.blockFrames = blockFrames;
     job.renderer = std::make_unique<Renderer>(config, std::move(sources));
     Renderer& r = *job.renderer;
 

@@ -25,8 +25,10 @@ struct RenderJob {
 // InputError (with the session file and line) for files that cannot be read, rates that
 // differ, and automation or equaliser sections naming inputs the files do not give.
 // With `sources` given (one per session file, in order), those are read instead of the
-// files (the demo's in-memory inputs).
-RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<AudioSource>> sources = {});
+// files (the demo's in-memory inputs). blockFrames: RenderConfig::blockFrames (0: one
+// block per video frame).
+RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<AudioSource>> sources = {},
+                         unsigned blockFrames = 0);
 
 // A store holding the points as normal nodes.
 std::unique_ptr<Aud::DynamicLevelControl::Store> makeStore(const std::vector<AutomationPoint>& points);

@@ -1,6 +1,7 @@
 #include "tools/Renderer.h"
 
 #include "tools/Rates.h"
+#include "tools/RealtimeProbe.h"
 #include "tools/ToolError.h"
 
 #include "AudAtoms/kernels/Aud__GainCurve.h"
@@ -115,7 +116,10 @@ float* Renderer::output(unsigned k) { return static_cast<float*>(outputs_.stream
 void Renderer::renderBlock(std::int64_t firstFrame, unsigned frames) {
     for (auto& s : sources_) {
         s->decoder.decode(*s->source, frames);
-        if (s->decoder.framesRead()) s->monitor.updateMonitoringPoints(s->decoder.buffers());
+        if (s->decoder.framesRead()) {
+            const rtprobe::AllowLocks registryLock;  // a meter post takes the registry's lock
+            s->monitor.updateMonitoringPoints(s->decoder.buffers());
+        }
     }
     for (unsigned i = 0; i < channels_.size(); ++i)
         inputData_[i] = channels_[i].source->decoder.channel(channels_[i].sourceChannel);
@@ -170,7 +174,10 @@ void Renderer::mixBlock(const float* const* inputs, unsigned frames, double bloc
     }
 
     outputs_.numSamples = frames;
-    outputMonitor_.updateMonitoringPoints(outputs_);
+    {
+        const rtprobe::AllowLocks registryLock;
+        outputMonitor_.updateMonitoringPoints(outputs_);
+    }
     if (sink_) {
         const float* outs[16];
         for (unsigned k = 0; k < config_.outputs; ++k) outs[k] = output(k);
@@ -178,9 +185,7 @@ void Renderer::mixBlock(const float* const* inputs, unsigned frames, double bloc
     }
 }
 
-RenderStats Renderer::run() {
-    RenderStats stats;
-    stats.rate = config_.rate;
+void Renderer::prepare() {
     std::vector<Equaliser*> equalisers;
     for (Channel& ch : channels_) equalisers.push_back(ch.eq.empty() ? nullptr : &ch.eq);
     equalisers_ = EqualiserBank(equalisers);
@@ -188,11 +193,26 @@ RenderStats Renderer::run() {
     mixData_.assign(channels_.size(), nullptr);
     workData_.clear();
     for (Channel& ch : channels_) workData_.push_back(ch.work.data());
+}
+
+void Renderer::locate(std::int64_t frame) {
+    for (Channel& ch : channels_)
+        ch.automation.configure(ch.store, double(config_.rate), double(frame) / double(config_.rate),
+                                AutomationApplier::Direction::kForwards);
+}
+
+void Renderer::renderAt(std::int64_t firstFrame, unsigned frames) {
+    renderBlock(firstFrame, std::min(frames, maxBlock_));
+}
+
+RenderStats Renderer::run() {
+    RenderStats stats;
+    stats.rate = config_.rate;
+    prepare();
     platform::ScopedFlushDenormals flushDenormals;
     const auto start = std::chrono::steady_clock::now();
     const double cpuStart = threadCpuSeconds();
-    for (Channel& ch : channels_)
-        ch.automation.configure(ch.store, double(config_.rate), 0.0, AutomationApplier::Direction::kForwards);
+    locate(0);
     std::int64_t frame = 0;
     std::size_t k = 0;
     while (frame < config_.totalFrames) {

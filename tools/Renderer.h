@@ -144,6 +144,7 @@ public:
     Aud::SimpleMixState& mixer() { return mixer_; }
     // Level automation of a mixer input (the store must outlive the renderer; null: none).
     void setAutomation(unsigned input, const Aud::DynamicLevelControl::Store* store);
+    const Aud::DynamicLevelControl::Store* automation(unsigned input) const { return channels_.at(input).store; }
     void setEqualiser(unsigned input, Equaliser eq);
     const Equaliser& equaliser(unsigned input) const { return channels_[input].eq; }
 
@@ -152,6 +153,20 @@ public:
     void setProgress(Progress progress) { progress_ = std::move(progress); }
 
     RenderStats run();
+
+    // Block by block, for a real-time player: prepare() once (allocates; after the
+    // equalisers and automation are set), then from one thread locate() at every start
+    // and seek, and renderAt() for each block (frames <= maxBlock()). These two neither
+    // allocate nor throw; they take only the store's lock inside the automation walk and
+    // the monitoring registry's lock inside the monitors' posts. The caller holds the
+    // flush-denormals mode (platform::ScopedFlushDenormals) around renderAt(), as run()
+    // does, for the same samples.
+    void prepare();
+    // Places every automation walk at `frame` (a new reader of its store, playing forwards).
+    void locate(std::int64_t frame);
+    // Reads, decodes and mixes one block whose first sample is `firstFrame`; the sink
+    // gets the outputs.
+    void renderAt(std::int64_t firstFrame, unsigned frames);
 
     const MeterSet& inputMeters() const { return inputMeters_; }
     const MeterSet& outputMeters() const { return outputMeters_; }

@@ -8,6 +8,7 @@
 //    without and with platform::ScopedFlushDenormals. With the guard the tail must cost
 //    no more than 1.5 times the signal; the command fails (status 1) otherwise.
 #include "tools/AudioFileWriter.h"
+#include "tools/BenchSession.h"
 #include "tools/Commands.h"
 #include "tools/RenderJob.h"
 #include "tools/Synth.h"
@@ -36,6 +37,7 @@ struct BenchOptions {
     unsigned inputs = 32;
     double seconds = 60;
     bool skipRender = false;
+    std::string writeSession;  // write the benchmark session's files here instead
 };
 
 struct RenderBench {
@@ -214,9 +216,20 @@ struct BenchResult final : Result {
     }
 };
 
+struct SessionWritten final : Result {
+    std::string path;
+    std::string text() const override { return "wrote " + path + "\n"; }
+    nlohmann::json json() const override { return {{"session", path}}; }
+};
+
 std::unique_ptr<Result> runBench(const GlobalOptions& g, const BenchOptions& o) {
     if (o.inputs < 1 || o.inputs > 32) throw InputError("--inputs must be from 1 to 32");
     if (!(o.seconds > 0) || o.seconds > 3600) throw InputError("--seconds must be above 0 and at most 3600");
+    if (!o.writeSession.empty()) {
+        auto written = std::make_unique<SessionWritten>();
+        written->path = writeBenchSession(o.writeSession, o.inputs, o.seconds).string();
+        return written;
+    }
     auto result = std::make_unique<BenchResult>();
     result->options = o;
     if (!o.skipRender) {
@@ -244,6 +257,9 @@ void addBenchCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     sub->add_option("--inputs", o->inputs, "Inputs (1 to 32)")->capture_default_str();
     sub->add_option("--seconds", o->seconds, "Seconds of audio per input")->capture_default_str();
     sub->add_flag("--skip-render", o->skipRender, "Only the denormal measurement");
+    sub->add_option("--write-session", o->writeSession,
+                    "Write the render benchmark's session (session.ini and its inputs) to this folder, for "
+                    "audatoms play, and measure nothing");
     sub->callback([&action, &g, o] { action = [&g, o] { return runBench(g, *o); }; });
 }
 
