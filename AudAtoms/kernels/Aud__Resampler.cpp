@@ -1,6 +1,7 @@
 #include "AudAtoms/kernels/Aud__Resampler_testing.h"
 
 #include "AudAtoms/internal/Aud__CpuFeatures.h"
+#include "AudAtoms/internal/Aud__Resampler_Position.h"
 
 #include <algorithm>
 #include <atomic>
@@ -118,9 +119,7 @@ struct Resampler::Rep {
     std::vector<double> history;    // channels x capacity
     std::uint64_t histBase = 0;     // virtual index of history[0]
     std::uint64_t histEnd = 0;      // virtual index one past the newest frame
-    std::uint64_t k0 = 0;           // virtual index at or before the next output's time
-    std::uint64_t phase = 0;        // and its fraction, in 1/L of a frame
-    std::uint64_t rem = 0;          // consumed * L mod M
+    ResamplerPosition::Position pos;  // of the next output frame
     std::uint64_t lead = 0;         // frames of silence before the first real frame
     std::uint64_t startK0 = 0;
     std::uint64_t startPhase = 0;
@@ -258,9 +257,9 @@ void Resampler::reset() {
     std::fill(r.history.begin(), r.history.end(), 0.0);
     r.histBase = 0;
     r.histEnd = r.lead;
-    r.k0 = r.startK0;
-    r.phase = r.startPhase;
-    r.rem = 0;
+    r.pos.k0 = r.startK0;
+    r.pos.phase = r.startPhase;
+    r.pos.rem = 0;
 }
 
 std::uint64_t Resampler::latencyInputFrames() const {
@@ -285,13 +284,13 @@ Resampler::Result Resampler::process(const float* const* in, std::size_t inputFr
     while (res.consumed < inputFrames) {
         // Input frames whose outputs still fit: floor((rem + n L) / M) <= room.
         const std::uint64_t room = std::min<std::uint64_t>(outCapacity - res.produced, std::uint64_t(1) << 30);
-        const std::uint64_t fit = ((room + 1) * M - 1 - r.rem) / L;
+        const std::uint64_t fit = ((room + 1) * M - 1 - r.pos.rem) / L;
         std::uint64_t n = std::min<std::uint64_t>(inputFrames - res.consumed, fit);
         if (n == 0) break;
         // Make room in the history: keep from the next output's first tap onward.
         std::uint64_t used = r.histEnd - r.histBase;
         if (r.capacity - used < std::min<std::uint64_t>(n, kChunk)) {
-            const std::uint64_t keep = r.k0 + 1 - half;
+            const std::uint64_t keep = r.pos.k0 + 1 - half;
             const std::size_t drop = std::size_t(keep - r.histBase);
             const std::size_t kept = std::size_t(r.histEnd - keep);
             for (unsigned ch = 0; ch < channels_; ++ch) {
@@ -318,22 +317,20 @@ Resampler::Result Resampler::process(const float* const* in, std::size_t inputFr
         r.histEnd += n;
         consumed_ += n;
         res.consumed += std::size_t(n);
-        const std::uint64_t total = r.rem + n * L;
-        std::uint64_t make = total / M;
-        r.rem = total % M;
+        std::uint64_t make = r.pos.consume(n, L, M);
         // Every output due so far: its taps are all in the history (the latency ensures it).
         for (; make > 0; --make) {
-            const std::size_t first = std::size_t(r.k0 + 1 - half - r.histBase);
+            const std::size_t first = std::size_t(r.pos.k0 + 1 - half - r.histBase);
             if (!r.interpolated) {
-                const double* row = r.table.data() + std::size_t(r.phase) * taps_;
+                const double* row = r.table.data() + std::size_t(r.pos.phase) * taps_;
                 for (unsigned ch = 0; ch < channels_; ++ch) {
                     const double* h = r.history.data() + std::size_t(ch) * r.capacity + first;
                     out[ch][res.produced] = float(dot(row, h, taps_));
                 }
             } else {
-                const std::uint64_t pos = r.phase * r.interpPhases;
-                const std::uint64_t rowIndex = pos / L;
-                const std::uint64_t part = pos % L;
+                const std::uint64_t at = r.pos.phase * r.interpPhases;
+                const std::uint64_t rowIndex = at / L;
+                const std::uint64_t part = at % L;
                 const double* row0 = r.table.data() + std::size_t(rowIndex) * taps_;
                 const double* row1 = row0 + taps_;
                 const double w = double(part) / double(L);
@@ -346,9 +343,7 @@ Resampler::Result Resampler::process(const float* const* in, std::size_t inputFr
             }
             ++res.produced;
             ++produced_;
-            r.phase += M;
-            r.k0 += r.phase / L;
-            r.phase %= L;
+            r.pos.step(L, M);
         }
     }
     return res;
@@ -362,6 +357,22 @@ const char* resamplerQualityName(Resampler::eQuality quality) {
     }
     return "?";
 }
+
+namespace ResamplerKernels {
+
+void positionOf(const Resampler& r, std::uint64_t& k0, std::uint64_t& phase, std::uint64_t& rem) {
+    k0 = phase = rem = 0;
+    if (!r.rep_) return;
+    k0 = r.rep_->pos.k0;
+    phase = r.rep_->pos.phase;
+    rem = r.rep_->pos.rem;
+}
+
+std::uint64_t leadFrames(const Resampler& r) { return r.rep_ ? r.rep_->lead : 0; }
+
+bool interpolatedPhases(const Resampler& r) { return r.rep_ && r.rep_->interpolated; }
+
+}  // namespace ResamplerKernels
 
 bool resamplerQualityFromName(const char* name, Resampler::eQuality& out) {
     if (name == nullptr) return false;

@@ -54,6 +54,14 @@
 
 namespace Aud {
 
+class Resampler;
+// Test access (defined with the resampler, declared for use in its _testing.h header).
+namespace ResamplerKernels {
+void positionOf(const Resampler& r, std::uint64_t& k0, std::uint64_t& phase, std::uint64_t& rem);
+std::uint64_t leadFrames(const Resampler& r);
+bool interpolatedPhases(const Resampler& r);
+}  // namespace ResamplerKernels
+
 class AUDATOMS_EXPORT Resampler {
 public:
     enum eQuality : int { keQualityQuick = 0, keQualityHigh = 1, keQualityBest = 2 };
@@ -118,6 +126,9 @@ public:
     struct Rep;
 
 private:
+    friend void ResamplerKernels::positionOf(const Resampler&, std::uint64_t&, std::uint64_t&, std::uint64_t&);
+    friend std::uint64_t ResamplerKernels::leadFrames(const Resampler&);
+    friend bool ResamplerKernels::interpolatedPhases(const Resampler&);
     void build(std::uint64_t inNum, std::uint64_t inDen, std::uint64_t outNum, std::uint64_t outDen,
                unsigned channels);
 

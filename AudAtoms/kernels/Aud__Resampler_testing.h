@@ -34,4 +34,12 @@ const Kernels& sse2KernelTable();
 const Kernels& avx2KernelTable();
 const Kernels& avx512KernelTable();
 
+// The position of the next output frame (see AudAtoms/internal/Aud__Resampler_Position.h):
+// k0 + phase / L in the history's numbering, where the first real input frame is
+// leadFrames(); rem = (input frames consumed * L) mod M.
+void positionOf(const Resampler& r, std::uint64_t& k0, std::uint64_t& phase, std::uint64_t& rem);
+std::uint64_t leadFrames(const Resampler& r);
+// True when L is above kMaxExactPhases and the coefficient rows are interpolated.
+bool interpolatedPhases(const Resampler& r);
+
 }  // namespace Aud::ResamplerKernels
