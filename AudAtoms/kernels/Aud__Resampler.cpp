@@ -90,7 +90,7 @@ Design designFor(Resampler::eQuality q) {
     case Resampler::keQualityHigh: return {0.91, 125.0, 2048};
     case Resampler::keQualityBest: break;
     }
-    return {0.91, 150.0, 8192};
+    return {0.91, 160.0, 8192};
 }
 
 // Zeroth-order modified Bessel function of the first kind (power series).

@@ -19,19 +19,21 @@
 // output frames.
 //
 // Qualities, as measured by the tests on generated signals (band edges relative to the
-// lower of the two Nyquist frequencies; THD+N of a 1 kHz sine at -1 dBFS, 44.1 -> 48
-// kHz; each figure holds for every ratio the tests cover: 44.1 <-> 48, 48 <-> 96,
-// 32 -> 48 and 48 -> 48 / 1.001):
-//   keQualityQuick  passband flat within +-0.001 dB to 0.80, stopband from 1.00
-//                   attenuated by at least 90 dB, THD+N below -100 dB.
-//   keQualityHigh   passband within +-0.0001 dB to 0.91, stopband at least 115 dB
-//                   down, THD+N below -115 dB.
-//   keQualityBest   passband within +-0.00001 dB to 0.91 (20 kHz at 44.1 kHz),
-//                   stopband at least 135 dB down, THD+N below -130 dB.
-// Stopband here means images (upsampling) and aliases (downsampling) of content above
-// the lower Nyquist frequency; content between 0.91 (0.80) and 1.00 of it is in the
-// transition band and partly kept.
-//
+// lower of the two Nyquist frequencies; every figure holds for each ratio the tests
+// cover: 44.1 <-> 48, 48 <-> 96, 32 -> 48 and 48 -> 48 / 1.001 kHz; THD+N of a 997 Hz
+// sine at -1 dBFS; taps per output frame at 44.1 -> 48 kHz; stopband = images and aliases of content above the lower Nyquist
+// frequency, and what is left beside a passband sine):
+//   keQualityQuick  72 taps at 44.1 -> 48. Passband flat within +-0.0002 dB to 0.80,
+//                   stopband from 1.00 at least 95 dB down (measured 100 dB),
+//                   THD+N at most -110 dB (measured -114.5 dB).
+//   keQualityHigh   184 taps. Passband within +-0.00001 dB to 0.91, stopband at least
+//                   120 dB down (measured 122 dB), THD+N at most -140 dB (measured -144.6).
+//   keQualityBest   240 taps. Passband within +-0.000001 dB to 0.91 (20 kHz at 44.1 kHz),
+//                   stopband at least 140 dB down (measured 147 dB, where the output's
+//                   float rounding sets the floor), THD+N at most -145 dB (measured -150 dB).
+// Between the passband edge and the lower Nyquist frequency lies the transition band,
+// partly kept (the filter's cutoff is halfway).
+
 // Bad input: rates that are zero, invalid or not concrete, a ratio beyond 8:1 either
 // way, or a channel count outside 1 to 32 leave the object unusable: status() says why
 // and process() consumes and produces nothing. Non-finite input samples (NaN, infinity)
