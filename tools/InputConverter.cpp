@@ -10,9 +10,7 @@ namespace audtool {
 
 InputConverter::InputConverter(const AudioSource& source, const Aud::SampleRate& from, const Aud::SampleRate& to,
                                Aud::Resampler::eQuality quality, unsigned maxBlock)
-    : resampler_(from, to, source.format().channels, quality),
-      channels_(source.format().channels),
-      maxBlock_(maxBlock),
+    : resampler_(from, to, source.format().channels, quality), channels_(source.format().channels), maxBlock_(maxBlock),
       toDrop_(0) {
     if (!resampler_.ok())
         throw InputError(source.name() + ": cannot convert " + rateDisplayText(from) + " to " + rateDisplayText(to) +
@@ -31,7 +29,8 @@ void InputConverter::fill(AudioSource& source, BlockDecoder& decoder, std::size_
     const std::size_t room = fifo_[0].size();
     while (fifoEnd_ - fifoStart_ < wanted) {
         if (fifoStart_ > 0) {  // keep what is left at the front
-            for (auto& f : fifo_) std::copy(f.begin() + std::ptrdiff_t(fifoStart_), f.begin() + std::ptrdiff_t(fifoEnd_), f.begin());
+            for (auto& f : fifo_)
+                std::copy(f.begin() + std::ptrdiff_t(fifoStart_), f.begin() + std::ptrdiff_t(fifoEnd_), f.begin());
             fifoEnd_ -= fifoStart_;
             fifoStart_ = 0;
         }
@@ -48,7 +47,8 @@ void InputConverter::fill(AudioSource& source, BlockDecoder& decoder, std::size_
                 inPtrs_[c] = decoder.channel(c) + consumed;
                 outPtrs_[c] = fifo_[c].data() + fifoEnd_;
             }
-            const Aud::Resampler::Result r = resampler_.process(inPtrs_.data(), n - consumed, outPtrs_.data(), room - fifoEnd_);
+            const Aud::Resampler::Result r =
+                resampler_.process(inPtrs_.data(), n - consumed, outPtrs_.data(), room - fifoEnd_);
             consumed += r.consumed;
             std::size_t made = r.produced;
             // Drop the converter's delay from the front of the stream.

@@ -39,9 +39,9 @@ RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<Aud
     for (std::size_t i = 0; i < session.files.size(); ++i) {
         const auto it = session.fileSettings.find(unsigned(i));
         const bool named = it != session.fileSettings.end() && it->second.frameRate;
-        config.sourceFactors.push_back(named ? playbackFactor(*it->second.frameRate, session.frameRate, session.name,
-                                                              it->second.line)
-                                             : Aud::keFactorNone);
+        config.sourceFactors.push_back(
+            named ? playbackFactor(*it->second.frameRate, session.frameRate, session.name, it->second.line)
+                  : Aud::keFactorNone);
     }
     job.renderer = std::make_unique<Renderer>(config, std::move(sources));
     Renderer& r = *job.renderer;

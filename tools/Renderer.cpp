@@ -68,7 +68,8 @@ Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<Audio
     for (auto& s : sources) {
         const FileFormat& f = s->format();
         const std::size_t index = sources_.size();
-        const Aud::eFactor factor = index < config.sourceFactors.size() ? config.sourceFactors[index] : Aud::keFactorNone;
+        const Aud::eFactor factor =
+            index < config.sourceFactors.size() ? config.sourceFactors[index] : Aud::keFactorNone;
         if (inputs + f.channels > unsigned(EditChanMaxAudio))
             throw InputError(s->name() + ": its " + std::to_string(f.channels) +
                              " channels would take the inputs past the mixer's " + std::to_string(EditChanMaxAudio));

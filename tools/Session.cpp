@@ -141,7 +141,8 @@ struct Parser {
             } else if (k == "resampling") {
                 s.resampling = parseResampling(line, value);
             } else {
-                fail(line, "unknown key '" + key + "' in [Session] (SampleRate, Length, FrameRate, Outputs, Resampling)");
+                fail(line,
+                     "unknown key '" + key + "' in [Session] (SampleRate, Length, FrameRate, Outputs, Resampling)");
             }
         } catch (const InputError& e) {
             const std::string what = e.what();
@@ -167,11 +168,10 @@ struct Parser {
 
     void fileEntry(int line, const std::string& key, const std::string& value) {
         const std::string k = lower(key);
-        if (!fileKeys.insert(k).second) fail(line, "'" + key + "' is given twice in [File." + std::to_string(file) + "]");
-        if (k == "framerate")
-            fileFrameRateEntry(line, value);
-        else
-            fail(line, "unknown key '" + key + "' in a [File.N] section (FrameRate)");
+        if (!fileKeys.insert(k).second)
+            fail(line, "'" + key + "' is given twice in [File." + std::to_string(file) + "]");
+        if (k == "framerate") fileFrameRateEntry(line, value);
+        else fail(line, "unknown key '" + key + "' in a [File.N] section (FrameRate)");
     }
 
     void inputsEntry(int line, const std::string& key, const std::string& value) {

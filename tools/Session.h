@@ -84,7 +84,7 @@ struct Session {
     bool hasMixer = false;
     Aud::Resampler::eQuality resampling = Aud::Resampler::keQualityBest;
     std::map<unsigned, FileSettings> fileSettings;  // by index of the File= line
-    int sessionLine = 0;  // line of [Session]
+    int sessionLine = 0;                            // line of [Session]
 };
 
 // Reads and parses a session file; InputError for a missing or unreadable file and for

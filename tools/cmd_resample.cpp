@@ -45,7 +45,8 @@ struct ResampleOptions {
 Aud::eFactor parseFactor(const std::string& text) {
     const auto slash = text.find('/');
     std::optional<double> num = parseNumber(slash == std::string::npos ? text : text.substr(0, slash));
-    std::optional<double> den = slash == std::string::npos ? std::optional<double>(1.0) : parseNumber(text.substr(slash + 1));
+    std::optional<double> den =
+        slash == std::string::npos ? std::optional<double>(1.0) : parseNumber(text.substr(slash + 1));
     Aud::eFactor f = Aud::keFactorNone;
     if (!num || !den || *den == 0.0 || *num <= 0.0 ||
         Aud::SampleRate::determineFactorFromFloat(f, *num / *den) != Aud::sSuccess)

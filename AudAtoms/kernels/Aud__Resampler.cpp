@@ -79,8 +79,8 @@ namespace {
 constexpr std::size_t kChunk = 4096;
 
 struct Design {
-    double passband;      // passband edge, fraction of the lower Nyquist frequency
-    double attenuationDb; // Kaiser design attenuation
+    double passband;                   // passband edge, fraction of the lower Nyquist frequency
+    double attenuationDb;              // Kaiser design attenuation
     std::uint32_t interpolatedPhases;  // table rows when L > kMaxExactPhases
 };
 
@@ -115,12 +115,12 @@ struct Resampler::Rep {
     std::uint32_t rows = 0;
     bool interpolated = false;
     std::uint32_t interpPhases = 0;
-    std::size_t capacity = 0;       // history frames per channel
-    std::vector<double> history;    // channels x capacity
-    std::uint64_t histBase = 0;     // virtual index of history[0]
-    std::uint64_t histEnd = 0;      // virtual index one past the newest frame
+    std::size_t capacity = 0;         // history frames per channel
+    std::vector<double> history;      // channels x capacity
+    std::uint64_t histBase = 0;       // virtual index of history[0]
+    std::uint64_t histEnd = 0;        // virtual index one past the newest frame
     ResamplerPosition::Position pos;  // of the next output frame
-    std::uint64_t lead = 0;         // frames of silence before the first real frame
+    std::uint64_t lead = 0;           // frames of silence before the first real frame
     std::uint64_t startK0 = 0;
     std::uint64_t startPhase = 0;
 };
@@ -133,10 +133,14 @@ eStatus Resampler::exactRate(const SampleRate& rate, std::uint64_t& numerator, s
         unsigned flag;
         std::uint64_t num, den;
     };
-    static const F kFactors[8] = {{keFactor24_25, 24, 25},       {keFactor25_24, 25, 24},
-                                  {keFactor1001_1000, 1001, 1000}, {keFactor1000_1001, 1000, 1001},
-                                  {keFactor30_24, 30, 24},       {keFactor24_30, 24, 30},
-                                  {keFactor2, 2, 1},             {keFactor1_2, 1, 2}};
+    static const F kFactors[8] = {{keFactor24_25, 24, 25},
+                                  {keFactor25_24, 25, 24},
+                                  {keFactor1001_1000, 1001, 1000},
+                                  {keFactor1000_1001, 1000, 1001},
+                                  {keFactor30_24, 30, 24},
+                                  {keFactor24_30, 24, 30},
+                                  {keFactor2, 2, 1},
+                                  {keFactor1_2, 1, 2}};
     std::uint64_t n = kHz[code];
     std::uint64_t d = 1;
     for (const F& f : kFactors) {
@@ -208,7 +212,7 @@ void Resampler::build(std::uint64_t inNum, std::uint64_t inDen, std::uint64_t ou
 
     const Design design = designFor(quality_);
     const double rho = std::min(1.0, double(up_) / double(down_));  // lower Nyquist / input Nyquist
-    const double fc = 0.25 * rho * (1.0 + design.passband);          // cycles per input frame
+    const double fc = 0.25 * rho * (1.0 + design.passband);         // cycles per input frame
     const double width = 0.5 * rho * (1.0 - design.passband);
     const double length = (design.attenuationDb - 7.95) / (14.36 * width) + 1.0;
     unsigned half = unsigned(std::ceil(length / 2.0));

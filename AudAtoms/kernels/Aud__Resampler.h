@@ -131,8 +131,7 @@ private:
     friend void ResamplerKernels::positionOf(const Resampler&, std::uint64_t&, std::uint64_t&, std::uint64_t&);
     friend std::uint64_t ResamplerKernels::leadFrames(const Resampler&);
     friend bool ResamplerKernels::interpolatedPhases(const Resampler&);
-    void build(std::uint64_t inNum, std::uint64_t inDen, std::uint64_t outNum, std::uint64_t outDen,
-               unsigned channels);
+    void build(std::uint64_t inNum, std::uint64_t inDen, std::uint64_t outNum, std::uint64_t outDen, unsigned channels);
 
     eStatus status_ = sSuccess;
     eQuality quality_;

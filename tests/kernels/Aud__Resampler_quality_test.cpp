@@ -110,7 +110,8 @@ TEST_P(ResamplerQuality, MeetsTheDocumentedFigures) {
         const double seconds = 0.5, f1 = 0.9 * lim.passbandEdge * lowerNyquist;
         const std::size_t n = std::size_t(fin * seconds);
         std::vector<float> x(n);
-        for (std::size_t k = 0; k < n; ++k) x[k] = float(0.5 * std::sin(sweepPhase(20.0, f1, seconds, double(k) / fin)));
+        for (std::size_t k = 0; k < n; ++k)
+            x[k] = float(0.5 * std::sin(sweepPhase(20.0, f1, seconds, double(k) / fin)));
         Resampler r(cv.from, cv.to, 1, q);
         const auto y = resampleAll(r, x);
         double err = 0.0, sig = 0.0;
@@ -150,10 +151,11 @@ TEST_P(ResamplerQuality, MeetsTheDocumentedFigures) {
         }
     }
 
-    std::printf("[quality] %-13s %-5s %3u taps ripple +-%.7f dB  tone residual %.1f dB  aliases %.1f dB  THD+N %.1f dB  "
-                "sweep error %.1f dB  noise gain %+.4f dB  impulse stopband %.1f dB\n",
-                cv.name, Aud::resamplerQualityName(q), probe.taps(), m.ripple, m.toneResidual, m.alias, m.thdn, m.sweep, m.noiseGain,
-                m.impulseStop);
+    std::printf(
+        "[quality] %-13s %-5s %3u taps ripple +-%.7f dB  tone residual %.1f dB  aliases %.1f dB  THD+N %.1f dB  "
+        "sweep error %.1f dB  noise gain %+.4f dB  impulse stopband %.1f dB\n",
+        cv.name, Aud::resamplerQualityName(q), probe.taps(), m.ripple, m.toneResidual, m.alias, m.thdn, m.sweep,
+        m.noiseGain, m.impulseStop);
     EXPECT_LE(m.ripple, lim.rippleDb);
     EXPECT_LE(m.toneResidual, -lim.stopbandDb);
     EXPECT_LE(m.alias, -lim.stopbandDb);

@@ -64,8 +64,8 @@ std::vector<float> viaSoxr(const std::vector<float>& x, double fin, double fout,
     std::size_t done = 0;
     const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
     const soxr_quality_spec_t qs = soxr_quality_spec(SOXR_VHQ, flat ? SOXR_ROLLOFF_NONE : 0);
-    const soxr_error_t e = soxr_oneshot(fin, fout, 1, x.data(), x.size(), nullptr, y.data(), y.size(), &done, &io,
-                                        &qs, nullptr);
+    const soxr_error_t e =
+        soxr_oneshot(fin, fout, 1, x.data(), x.size(), nullptr, y.data(), y.size(), &done, &io, &qs, nullptr);
     EXPECT_EQ(e, nullptr);
     y.resize(done);
     return y;
@@ -187,10 +187,9 @@ TEST_P(ResamplerReference, BestMatchesLibsoxrVeryHighOnBandLimitedNoise) {
     EXPECT_LT(rolled, -110.0);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ResamplerReference, ::testing::Range(0, 6),
-                         [](const ::testing::TestParamInfo<int>& p) {
-                             std::string n = kConversions[p.param].name;
-                             for (char& c : n)
-                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-                             return n;
-                         });
+INSTANTIATE_TEST_SUITE_P(All, ResamplerReference, ::testing::Range(0, 6), [](const ::testing::TestParamInfo<int>& p) {
+    std::string n = kConversions[p.param].name;
+    for (char& c : n)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    return n;
+});

@@ -99,10 +99,14 @@ TEST(Resampler, BadInputGivesAStatusAndProcessesNothing) {
     Resampler unknown(SampleRate::fromWord(12), rate(Aud::keBaseSampleRate48000), 1);
     Resampler tooHigh(11025u, 96000u, 1), tooLow(96000u, 11025u, 1);
     Resampler noChannels(44100u, 48000u, 0), tooMany(44100u, 48000u, 33);
-    const Case cases[] = {{&zeroIn, Aud::sInvalidSampleRate},    {&zeroOut, Aud::sInvalidSampleRate},
-                          {&invalid, Aud::sInvalidSampleRate},   {&project, Aud::sInvalidSampleRate},
-                          {&unknown, Aud::sInvalidSampleRate},   {&tooHigh, Aud::sOutOfRange},
-                          {&tooLow, Aud::sOutOfRange},           {&noChannels, Aud::sChannelNumberOutOfRange},
+    const Case cases[] = {{&zeroIn, Aud::sInvalidSampleRate},
+                          {&zeroOut, Aud::sInvalidSampleRate},
+                          {&invalid, Aud::sInvalidSampleRate},
+                          {&project, Aud::sInvalidSampleRate},
+                          {&unknown, Aud::sInvalidSampleRate},
+                          {&tooHigh, Aud::sOutOfRange},
+                          {&tooLow, Aud::sOutOfRange},
+                          {&noChannels, Aud::sChannelNumberOutOfRange},
                           {&tooMany, Aud::sChannelNumberOutOfRange}};
     std::vector<float> in(100, 0.5f), out(1000, 7.0f);
     const float* ip = in.data();
@@ -236,7 +240,8 @@ TEST(Resampler, BlockSizeDoesNotChangeOneBit) {
 TEST(Resampler, ChannelsAreIndependent) {
     const std::size_t frames = 40000;
     std::vector<std::vector<float>> in;
-    for (unsigned c = 0; c < 32; ++c) in.push_back(c % 5 == 4 ? std::vector<float>(frames, 0.0f) : makeNoise(frames, 0.9, c + 1));
+    for (unsigned c = 0; c < 32; ++c)
+        in.push_back(c % 5 == 4 ? std::vector<float>(frames, 0.0f) : makeNoise(frames, 0.9, c + 1));
     Resampler all(48000u, 44100u, 32, Resampler::keQualityHigh);
     const auto got = run(all, in, 777);
     for (unsigned c = 0; c < 32; ++c) {
@@ -253,8 +258,8 @@ TEST(Resampler, ImpulseComesOutAtTheReportedLatency) {
     struct Conv {
         unsigned from, to;
     };
-    for (const Conv cv : {Conv{44100, 48000}, Conv{48000, 44100}, Conv{48000, 96000}, Conv{96000, 48000},
-                          Conv{32000, 48000}}) {
+    for (const Conv cv :
+         {Conv{44100, 48000}, Conv{48000, 44100}, Conv{48000, 96000}, Conv{96000, 48000}, Conv{32000, 48000}}) {
         for (Resampler::eQuality q : {Resampler::keQualityQuick, Resampler::keQualityHigh, Resampler::keQualityBest}) {
             Resampler r(cv.from, cv.to, 1, q);
             const std::size_t k = std::size_t(r.downFactor()) * 20;  // k * L / M is whole
@@ -340,7 +345,8 @@ TEST(Resampler, SameRateIsTheInputDelayed) {
     const auto out = resampleAll(r, in);
     ASSERT_EQ(out.size(), in.size());
     double worst = 0.0;
-    for (std::size_t i = 2 * r.taps(); i + 2 * r.taps() < in.size(); ++i) worst = std::max(worst, std::fabs(double(out[i]) - double(in[i])));
+    for (std::size_t i = 2 * r.taps(); i + 2 * r.taps() < in.size(); ++i)
+        worst = std::max(worst, std::fabs(double(out[i]) - double(in[i])));
     EXPECT_LT(worst, 1e-6);
 }
 

@@ -50,9 +50,7 @@ struct SineFit {
     double amplitude = 0.0;    // sqrt(a^2 + b^2)
     double residualRms = 0.0;  // rms of y minus the fit
     // THD+N: residual power relative to the fitted sine's power, dB.
-    double thdnDb() const {
-        return 20.0 * std::log10(std::max(residualRms, 1e-300) / (amplitude / std::sqrt(2.0)));
-    }
+    double thdnDb() const { return 20.0 * std::log10(std::max(residualRms, 1e-300) / (amplitude / std::sqrt(2.0))); }
 };
 
 inline SineFit fitSine(const float* y, std::size_t n, double cyclesPerFrame) {

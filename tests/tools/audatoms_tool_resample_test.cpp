@@ -99,12 +99,11 @@ TEST(ToolResample, MaterialFrameRatePullsUpAndDown) {
         std::size_t expect;       // output frame of the impulse
     };
     const Case cases[] = {
-        {"24", "", 48000},
-        {"24", "24", 48000},
-        {"24", "23.976", 47952},     // 1.001 faster: 48000 / 1.001 = 47952.05
-        {"23.976", "24", 48048},     // 1.001 slower
-        {"30", "29.97", 47952},      // the same pull at video rates
-        {"25", "24", 46080},         // 24 fps film at 25 fps: 25/24 faster
+        {"24", "", 48000},       {"24", "24", 48000},
+        {"24", "23.976", 47952},  // 1.001 faster: 48000 / 1.001 = 47952.05
+        {"23.976", "24", 48048},  // 1.001 slower
+        {"30", "29.97", 47952},   // the same pull at video rates
+        {"25", "24", 46080},      // 24 fps film at 25 fps: 25/24 faster
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.materialFps) + " fps material in a " + c.sessionFps + " fps session");
