@@ -26,7 +26,11 @@ double referenceDot(const double* c, const double* x, unsigned n) {
     return ((s[0] + s[4]) + (s[2] + s[6])) + ((s[1] + s[5]) + (s[3] + s[7]));
 }
 
-const Kernels kReference = {"scalar", referenceDot};
+void referenceDots(const double* const* c, const double* const* x, unsigned count, unsigned n, double* out) {
+    for (unsigned k = 0; k < count; ++k) out[k] = referenceDot(c[k], x[k], n);
+}
+
+const Kernels kReference = {"scalar", referenceDot, referenceDots};
 
 std::atomic<const Kernels*> gForced{nullptr};
 
@@ -281,7 +285,7 @@ Resampler::Result Resampler::process(const float* const* in, std::size_t inputFr
     Result res;
     if (!ok()) return res;
     Rep& r = *rep_;
-    const ResamplerKernels::DotFn dot = ResamplerKernels::activeKernels().dot;
+    const ResamplerKernels::Kernels& kernels = ResamplerKernels::activeKernels();
     const std::uint64_t L = up_;
     const std::uint64_t M = down_;
     const unsigned half = taps_ / 2;
@@ -323,31 +327,51 @@ Resampler::Result Resampler::process(const float* const* in, std::size_t inputFr
         res.consumed += std::size_t(n);
         std::uint64_t make = r.pos.consume(n, L, M);
         // Every output due so far: its taps are all in the history (the latency ensures it).
-        for (; make > 0; --make) {
-            const std::size_t first = std::size_t(r.pos.k0 + 1 - half - r.histBase);
-            if (!r.interpolated) {
-                const double* row = r.table.data() + std::size_t(r.pos.phase) * taps_;
-                for (unsigned ch = 0; ch < channels_; ++ch) {
-                    const double* h = r.history.data() + std::size_t(ch) * r.capacity + first;
-                    out[ch][res.produced] = float(dot(row, h, taps_));
+        // Up to kBatch outputs at a time, their dot products computed together.
+        while (make > 0) {
+            constexpr unsigned kBatch = 4;
+            const unsigned batch = unsigned(std::min<std::uint64_t>(make, kBatch));
+            const double* rows[2 * kBatch];
+            std::size_t firsts[2 * kBatch];
+            double weight[kBatch];
+            bool two[kBatch];
+            unsigned count = 0;
+            for (unsigned j = 0; j < batch; ++j) {
+                const std::size_t first = std::size_t(r.pos.k0 + 1 - half - r.histBase);
+                if (!r.interpolated) {
+                    rows[count] = r.table.data() + std::size_t(r.pos.phase) * taps_;
+                    firsts[count++] = first;
+                    two[j] = false;
+                } else {
+                    const std::uint64_t at = r.pos.phase * r.interpPhases;
+                    const std::uint64_t part = at % L;
+                    rows[count] = r.table.data() + std::size_t(at / L) * taps_;
+                    firsts[count++] = first;
+                    two[j] = part != 0;
+                    weight[j] = double(part) / double(L);
+                    if (two[j]) {
+                        rows[count] = rows[count - 1] + taps_;
+                        firsts[count++] = first;
+                    }
                 }
-            } else {
-                const std::uint64_t at = r.pos.phase * r.interpPhases;
-                const std::uint64_t rowIndex = at / L;
-                const std::uint64_t part = at % L;
-                const double* row0 = r.table.data() + std::size_t(rowIndex) * taps_;
-                const double* row1 = row0 + taps_;
-                const double w = double(part) / double(L);
-                for (unsigned ch = 0; ch < channels_; ++ch) {
-                    const double* h = r.history.data() + std::size_t(ch) * r.capacity + first;
-                    const double y0 = dot(row0, h, taps_);
-                    const double y = part == 0 ? y0 : y0 + w * (dot(row1, h, taps_) - y0);
-                    out[ch][res.produced] = float(y);
+                r.pos.step(L, M);
+            }
+            for (unsigned ch = 0; ch < channels_; ++ch) {
+                const double* h = r.history.data() + std::size_t(ch) * r.capacity;
+                const double* xs[2 * kBatch];
+                double sums[2 * kBatch];
+                for (unsigned d = 0; d < count; ++d) xs[d] = h + firsts[d];
+                kernels.dots(rows, xs, count, taps_, sums);
+                unsigned d = 0;
+                for (unsigned j = 0; j < batch; ++j) {
+                    const double y0 = sums[d++];
+                    const double y = two[j] ? y0 + weight[j] * (sums[d++] - y0) : y0;
+                    out[ch][res.produced + j] = float(y);
                 }
             }
-            ++res.produced;
-            ++produced_;
-            r.pos.step(L, M);
+            res.produced += batch;
+            produced_ += batch;
+            make -= batch;
         }
     }
     return res;

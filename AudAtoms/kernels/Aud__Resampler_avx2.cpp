@@ -23,10 +23,14 @@ struct V {
 
 double dotavx2(const double* c, const double* x, unsigned n) { return dotBody<V>(c, x, n); }
 
+void dotsavx2(const double* const* c, const double* const* x, unsigned count, unsigned n, double* out) {
+    dotsBody<V>(c, x, count, n, out);
+}
+
 }  // namespace
 
 const Aud::ResamplerKernels::Kernels& Aud::ResamplerKernels::avx2KernelTable() {
-    static const Kernels table = {"avx2", dotavx2};
+    static const Kernels table = {"avx2", dotavx2, dotsavx2};
     return table;
 }
 #endif

@@ -23,10 +23,14 @@ struct V {
 
 double dotavx512(const double* c, const double* x, unsigned n) { return dotBody<V>(c, x, n); }
 
+void dotsavx512(const double* const* c, const double* const* x, unsigned count, unsigned n, double* out) {
+    dotsBody<V>(c, x, count, n, out);
+}
+
 }  // namespace
 
 const Aud::ResamplerKernels::Kernels& Aud::ResamplerKernels::avx512KernelTable() {
-    static const Kernels table = {"avx512", dotavx512};
+    static const Kernels table = {"avx512", dotavx512, dotsavx512};
     return table;
 }
 #endif

@@ -23,10 +23,14 @@ struct V {
 
 double dotsse2(const double* c, const double* x, unsigned n) { return dotBody<V>(c, x, n); }
 
+void dotssse2(const double* const* c, const double* const* x, unsigned count, unsigned n, double* out) {
+    dotsBody<V>(c, x, count, n, out);
+}
+
 }  // namespace
 
 const Aud::ResamplerKernels::Kernels& Aud::ResamplerKernels::sse2KernelTable() {
-    static const Kernels table = {"sse2", dotsse2};
+    static const Kernels table = {"sse2", dotsse2, dotssse2};
     return table;
 }
 #endif

@@ -14,9 +14,13 @@ namespace Aud::ResamplerKernels {
 // then added; no fused multiply-add), then ((s0 + s4) + (s2 + s6)) + ((s1 + s5) + (s3 + s7)).
 using DotFn = double (*)(const double* c, const double* x, unsigned n);
 
+// count dot products of length n: out[k] = dot(c[k], x[k], n), each exactly as DotFn.
+using DotsFn = void (*)(const double* const* c, const double* const* x, unsigned count, unsigned n, double* out);
+
 struct Kernels {
     const char* name;
     DotFn dot;
+    DotsFn dots;
 };
 
 const Kernels& referenceKernels();

@@ -74,3 +74,30 @@ TEST(ResamplerVariants, WholeConversionsEqualTheReferenceBitForBit) {
     K::forceKernels(nullptr);
     EXPECT_NE(K::activeKernels().name, nullptr);
 }
+
+TEST(ResamplerVariants, BatchedDotProductsEqualSingleOnesBitForBit) {
+    std::vector<const K::Kernels*> tables = vectorTables();
+    tables.push_back(&K::referenceKernels());
+    const unsigned n = 240;
+    std::vector<std::vector<double>> cs, xs;
+    for (unsigned k = 0; k < 8; ++k) {
+        cs.push_back(randomDoubles(n, 10 + k));
+        xs.push_back(randomDoubles(n, 20 + k));
+    }
+    const double* cp[8];
+    const double* xp[8];
+    for (unsigned k = 0; k < 8; ++k) {
+        cp[k] = cs[k].data();
+        xp[k] = xs[k].data();
+    }
+    for (const K::Kernels* t : tables) {
+        for (unsigned count = 1; count <= 8; ++count) {
+            double got[8];
+            t->dots(cp, xp, count, n, got);
+            for (unsigned k = 0; k < count; ++k) {
+                const double want = K::referenceKernels().dot(cp[k], xp[k], n);
+                EXPECT_EQ(std::memcmp(&got[k], &want, sizeof want), 0) << t->name << " count " << count << " k " << k;
+            }
+        }
+    }
+}
