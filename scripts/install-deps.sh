@@ -9,6 +9,9 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev librapidcheck-dev
   libsndfile1-dev libcli11-dev nlohmann-json3-dev
   clang-format-14 clang-tidy-14
+  # Outside references for the resampler's comparison test and benchmark only (found
+  # with pkg-config in tests/ and bench/; the library itself does not use them).
+  libsoxr-dev libsamplerate0-dev
 )
 
 missing=()

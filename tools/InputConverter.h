@@ -5,9 +5,9 @@
 //
 // Timing: frame 0 of the converted stream is the file's frame 0 (the converter's delay
 // is dropped), and frame n stands for file time n * M / L (the exact ratio of the
-// resampler). The stream is exactly floor(fileFrames * L / M) frames of converted audio
-// long, then silence: after the file ends, the decoder's silence is fed in to push the
-// last frames out, and the stream goes on with silence like an unconverted file.
+// resampler). The file's floor(fileFrames * L / M) converted frames come first; after the
+// file ends the decoder's silence is fed in, which pushes the filter's tail out, and the
+// stream goes on with (converted) silence like an unconverted file.
 //
 // Channels hold the block's frames and then silence up to BlockDecoder::kPadding
 // samples past the longest block (the kernels' four-sample groups). The converter owns

@@ -27,7 +27,7 @@
 //                   stopband from 1.00 at least 95 dB down (measured 100 dB),
 //                   THD+N at most -110 dB (measured -114.5 dB).
 //   keQualityHigh   184 taps. Passband within +-0.00001 dB to 0.91, stopband at least
-//                   120 dB down (measured 122 dB), THD+N at most -140 dB (measured -144.6).
+//                   120 dB down (measured 122 dB), THD+N at most -140 dB (measured -144.1).
 //   keQualityBest   240 taps. Passband within +-0.000001 dB to 0.91 (20 kHz at 44.1 kHz),
 //                   stopband at least 140 dB down (measured 147 dB, where the output's
 //                   float rounding sets the floor), THD+N at most -145 dB (measured -150 dB).
