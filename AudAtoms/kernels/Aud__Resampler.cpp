@@ -212,6 +212,7 @@ void Resampler::build(std::uint64_t inNum, std::uint64_t inDen, std::uint64_t ou
     }
     up_ = std::uint32_t(up);
     down_ = std::uint32_t(down);
+    (void)ResamplerKernels::activeKernels();  // chosen now, so that process() never waits on it
     channels_ = channels;
 
     const Design design = designFor(quality_);

@@ -61,7 +61,8 @@ double best(double outSeconds, const std::function<void()>& pass) {
     return outSeconds / bestCpu;
 }
 
-double viaOurs(const Case& c, Aud::Resampler::eQuality q, const std::vector<float>& left, const std::vector<float>& right) {
+double viaOurs(const Case& c, Aud::Resampler::eQuality q, const std::vector<float>& left,
+               const std::vector<float>& right) {
     const double fout = c.to.calcCombinedSampleRate();
     const std::size_t frames = left.size();
     return best(double(frames) * fout / c.from.calcCombinedSampleRate() / fout, [&] {
