@@ -50,6 +50,7 @@
 #include "AudAtoms/kernels/Aud__GainCurve.h"
 #include "AudAtoms/kernels/Aud__MixRender.h"
 #include "AudAtoms/kernels/Aud__PeakScan.h"
+#include "AudAtoms/kernels/Aud__Resampler.h"
 
 // Level automation
 #include "AudAtoms/automation/Aud__DynamicLevelApplyingIterator.h"

@@ -12,6 +12,9 @@ packages=(
   # audatoms play: the JACK client API and the terminal mixer; its tests start their own
   # dummy server (jackd2) and drive the mixer through tmux.
   libjack-jackd2-dev libncurses-dev jackd2 tmux
+  # Outside references for the resampler's comparison test and benchmark only (found
+  # with pkg-config in tests/ and bench/; the library itself does not use them).
+  libsoxr-dev libsamplerate0-dev
 )
 
 missing=()

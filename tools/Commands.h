@@ -31,5 +31,6 @@ void addCadenceCommand(CLI::App& app, const GlobalOptions& global, Action& actio
 void addMixstateCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addBenchCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addPlayCommand(CLI::App& app, const GlobalOptions& global, Action& action);
+void addResampleCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 
 }  // namespace audtool

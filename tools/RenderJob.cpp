@@ -1,6 +1,7 @@
 #include "tools/RenderJob.h"
 
 #include "tools/AudioFileWriter.h"
+#include "tools/PlaybackFactor.h"
 #include "tools/ToolError.h"
 
 #include <nlohmann/json.hpp>
@@ -36,6 +37,14 @@ RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<Aud
     config.frameRate = session.frameRate;
     config.outputs = session.outputs;
     config.blockFrames = blockFrames;
+    config.resampling = session.resampling;
+    for (std::size_t i = 0; i < session.files.size(); ++i) {
+        const auto it = session.fileSettings.find(unsigned(i));
+        const bool named = it != session.fileSettings.end() && it->second.frameRate;
+        config.sourceFactors.push_back(
+            named ? playbackFactor(*it->second.frameRate, session.frameRate, session.name, it->second.line)
+                  : Aud::keFactorNone);
+    }
     job.renderer = std::make_unique<Renderer>(config, std::move(sources));
     Renderer& r = *job.renderer;
 

@@ -21,6 +21,7 @@ namespace MR = Aud::MixRender;
 struct Renderer::Source {
     std::unique_ptr<AudioSource> source;
     BlockDecoder decoder;
+    std::unique_ptr<InputConverter> converter;  // null: the source is at the render rate
     Aud::Monitor monitor;
     Source(std::unique_ptr<AudioSource> s, unsigned maxFrames) : source(std::move(s)), decoder(*source, maxFrames) {}
 };
@@ -67,13 +68,14 @@ Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<Audio
     unsigned inputs = 0;
     for (auto& s : sources) {
         const FileFormat& f = s->format();
-        if (f.rate != config.rate)
-            throw InputError(s->name() + ": sample rate " + std::to_string(f.rate) + " Hz differs from the session's " +
-                             std::to_string(config.rate) + " Hz (the tool does not resample)");
+        const std::size_t index = sources_.size();
+        const Aud::eFactor factor =
+            index < config.sourceFactors.size() ? config.sourceFactors[index] : Aud::keFactorNone;
         if (inputs + f.channels > unsigned(EditChanMaxAudio))
             throw InputError(s->name() + ": its " + std::to_string(f.channels) +
                              " channels would take the inputs past the mixer's " + std::to_string(EditChanMaxAudio));
         auto src = std::make_unique<Source>(std::move(s), maxBlock_);
+        src->converter = makeInputConverter(*src->source, factor, *rate, config.resampling, maxBlock_);
         src->monitor.registerMonitoringPoints(f.channels);
         for (unsigned c = 0; c < f.channels; ++c) {
             Channel ch;
@@ -115,14 +117,23 @@ float* Renderer::output(unsigned k) { return static_cast<float*>(outputs_.stream
 
 void Renderer::renderBlock(std::int64_t firstFrame, unsigned frames) {
     for (auto& s : sources_) {
+        if (s->converter) {
+            Source* src = s.get();
+            s->converter->produce(*s->source, s->decoder, frames,
+                                  [src] { src->monitor.updateMonitoringPoints(src->decoder.buffers()); });
+            continue;
+        }
         s->decoder.decode(*s->source, frames);
         if (s->decoder.framesRead()) {
             const rtprobe::AllowLocks registryLock;  // a meter post takes the registry's lock
             s->monitor.updateMonitoringPoints(s->decoder.buffers());
         }
     }
-    for (unsigned i = 0; i < channels_.size(); ++i)
-        inputData_[i] = channels_[i].source->decoder.channel(channels_[i].sourceChannel);
+    for (unsigned i = 0; i < channels_.size(); ++i) {
+        const Source* src = channels_[i].source;
+        const unsigned c = channels_[i].sourceChannel;
+        inputData_[i] = src->converter ? src->converter->channel(c) : src->decoder.channel(c);
+    }
     mixBlock(inputData_.data(), frames, double(firstFrame) / double(config_.rate));
 }
 

@@ -7,6 +7,8 @@
 // blocks of a fixed length, as a real-time server's period does. For each block:
 //  1. every source is read raw and decoded by the library (BlockDecoder: interleaver
 //     split, then float), and its Aud::Monitor posts each channel's peak (input meters);
+//     a source at another rate than the render's (or with a speed-change factor) is
+//     converted to the render rate on the way (InputConverter, Aud::Resampler);
 //  2. every mixer input with level automation has its AutomationApplier walk the store
 //     (reacting at the block start to edits made since the last block) and apply the
 //     walk's runs by the rule below (MixRender::MultiplyWithRampFrom, or MultiplyConstant
@@ -83,6 +85,7 @@
 #include "tools/BlockDecoder.h"
 #include "tools/Equaliser.h"
 #include "tools/EqualiserBank.h"
+#include "tools/InputConverter.h"
 #include "tools/Meters.h"
 #include "tools/Session.h"
 
@@ -104,6 +107,11 @@ struct RenderConfig {
     Qm::FrameRate frameRate = Qm::FrameRate25;
     unsigned outputs = 2;      // real mixer outputs, 2..16
     unsigned blockFrames = 0;  // 0: one block per video frame; else every block this long
+    // Sources at another rate are converted to this one (InputConverter) at this quality;
+    // sourceFactors[i] (when given) is source i's speed change (pull-up or pull-down),
+    // applied as a factor of the source's own rate.
+    Aud::Resampler::eQuality resampling = Aud::Resampler::keQualityBest;
+    std::vector<Aud::eFactor> sourceFactors;
 };
 
 struct RenderStats {
@@ -127,7 +135,8 @@ public:
     using BlockHook = std::function<void(std::int64_t firstFrame)>;
     using Progress = std::function<void(double fraction)>;
 
-    // InputError when a source's rate differs from the render rate, the sources have
+    // InputError when a source's rate (times its factor) cannot be converted to the
+    // render rate (not a rate the library expresses, or beyond 8:1), the sources have
     // more channels than the mixer has inputs, the rate has no video-frame cadence
     // at the frame rate, or a fixed block length is above 2^20.
     Renderer(const RenderConfig& config, std::vector<std::unique_ptr<AudioSource>> sources);

@@ -29,13 +29,15 @@ const std::vector<std::string>& mixerSectionNames() {
 
 namespace {
 
-enum class Kind { kNone, kSession, kInputs, kAutomation, kEq, kMixer };
+enum class Kind { kNone, kSession, kInputs, kAutomation, kEq, kMixer, kFile };
 
 struct Parser {
     Session s;
     std::filesystem::path baseDir;
     Kind kind = Kind::kNone;
     unsigned input = 0;  // for Automation.N / EQ.N
+    unsigned file = 0;   // for File.N
+    std::set<std::string> fileKeys;
     std::string mixerSection;
     std::set<std::string> sessionKeys;
     std::set<std::string> seenSections;
@@ -101,6 +103,14 @@ struct Parser {
             input = inputNumber(line, name, name.substr(3));
             if (s.inputs[input].eqLine) fail(line, "a second [" + name + "] section");
             s.inputs[input].eqLine = line;
+        } else if (low.rfind("file.", 0) == 0) {
+            kind = Kind::kFile;
+            const auto n = parseInteger(name.substr(5));
+            if (!n) fail(line, "section [" + name + "] needs the number of a File= line (from 0), as in [File.0]");
+            file = static_cast<unsigned>(*n);
+            if (s.fileSettings.count(file)) fail(line, "a second [" + name + "] section");
+            s.fileSettings[file].line = line;
+            fileKeys.clear();
         } else if (low.rfind("simplemixstate", 0) == 0) {
             bool known = false;
             for (const std::string& m : mixerSectionNames()) known = known || m == name;
@@ -115,7 +125,8 @@ struct Parser {
             s.hasMixer = true;
         } else {
             fail(line, "unknown section [" + name +
-                           "] (expected [Session], [Inputs], [Automation.N], [EQ.N] or a [SimpleMixState...] section)");
+                           "] (expected [Session], [Inputs], [File.N], [Automation.N], [EQ.N] or a [SimpleMixState...] "
+                           "section)");
         }
         const std::string key = kind == Kind::kMixer ? name : low;
         if ((kind == Kind::kSession || kind == Kind::kInputs || kind == Kind::kMixer) &&
@@ -147,14 +158,40 @@ struct Parser {
                 const auto n = parseInteger(value);
                 if (!n || *n < 2 || *n > 16) fail(line, "Outputs '" + value + "' is not a number from 2 to 16");
                 s.outputs = static_cast<unsigned>(*n);
+            } else if (k == "resampling") {
+                s.resampling = parseResampling(line, value);
             } else {
-                fail(line, "unknown key '" + key + "' in [Session] (SampleRate, Length, FrameRate, Outputs)");
+                fail(line,
+                     "unknown key '" + key + "' in [Session] (SampleRate, Length, FrameRate, Outputs, Resampling)");
             }
         } catch (const InputError& e) {
             const std::string what = e.what();
             if (what.rfind(s.name + ":", 0) == 0) throw;
             fail(line, what);
         }
+    }
+
+    Aud::Resampler::eQuality parseResampling(int line, const std::string& value) const {
+        Aud::Resampler::eQuality q = Aud::Resampler::keQualityBest;
+        if (!Aud::resamplerQualityFromName(lower(value).c_str(), q))
+            fail(line, "Resampling '" + value + "' is not quick, high or best");
+        return q;
+    }
+
+    void fileFrameRateEntry(int line, const std::string& value) {
+        try {
+            s.fileSettings[file].frameRate = parseFrameRate(value);
+        } catch (const InputError& e) {
+            fail(line, e.what());
+        }
+    }
+
+    void fileEntry(int line, const std::string& key, const std::string& value) {
+        const std::string k = lower(key);
+        if (!fileKeys.insert(k).second)
+            fail(line, "'" + key + "' is given twice in [File." + std::to_string(file) + "]");
+        if (k == "framerate") fileFrameRateEntry(line, value);
+        else fail(line, "unknown key '" + key + "' in a [File.N] section (FrameRate)");
     }
 
     void inputsEntry(int line, const std::string& key, const std::string& value) {
@@ -212,6 +249,7 @@ struct Parser {
         case Kind::kInputs: inputsEntry(line, key, value); break;
         case Kind::kAutomation: automationEntry(line, key, value); break;
         case Kind::kEq: eqEntry(line, key, value); break;
+        case Kind::kFile: fileEntry(line, key, value); break;
         case Kind::kMixer:
             mixerEntries.push_back({mixerSection, key, value, line});
             s.mixer.section(LightweightString<char>(mixerSection.c_str()))
@@ -251,6 +289,11 @@ Session parseSession(const std::string& text, const std::string& name, const std
         throw InputError(name + ":" + std::to_string(s.sessionLine) + ": [Session] has no Length=");
     if (s.files.empty()) throw InputError(name + ": no input files (an [Inputs] section with File= lines)");
     p.checkMixerEntries();
+    for (const auto& [index, settings] : s.fileSettings)
+        if (index >= s.files.size())
+            throw InputError(name + ":" + std::to_string(settings.line) + ": [File." + std::to_string(index) +
+                             "] names File= line " + std::to_string(index) + " (from 0), but [Inputs] has " +
+                             std::to_string(s.files.size()));
     for (auto& [input, setup] : s.inputs)
         std::stable_sort(setup.automation.begin(), setup.automation.end(),
                          [](const AutomationPoint& a, const AutomationPoint& b) { return a.time < b.time; });

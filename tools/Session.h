@@ -8,8 +8,15 @@
 //   Length=10               seconds to render
 //   FrameRate=25            video frames per second: one render block per frame
 //   Outputs=2               real mixer outputs = channels of the mix file (2..16)
+//   Resampling=best         quality of the conversion of inputs at other rates:
+//                           quick, high or best (the default)
 //   [Inputs]
-//   File=voice.wav          each file channel becomes the next mixer input (0, 1, ...)
+//   File=voice.wav          each file channel becomes the next mixer input (0, 1, ...);
+//                           a file at another rate is converted to SampleRate
+//   [File.0]                settings of the first File= line (0-based, in order)
+//   FrameRate=23.976        the video frame rate the file's material was made for;
+//                           when it differs from the session's, the library's natural
+//                           playback factor speeds it up or slows it down
 //   [Automation.0]          level automation of mixer input 0: TIME=LEVEL lines,
 //   0=0                     time in seconds, level linear or in dB ("-6dB")
 //   0.5=1
@@ -28,11 +35,14 @@
 
 #include "tools/Equaliser.h"
 
+#include "AudAtoms/kernels/Aud__Resampler.h"
+
 #include "platform/FrameRate.h"
 #include "platform/IniFile.h"
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -54,6 +64,12 @@ struct SessionFile {
     int line = 0;
 };
 
+// The [File.N] settings of one input file.
+struct FileSettings {
+    std::optional<Qm::FrameRate> frameRate;  // FrameRate=: the material's video frame rate
+    int line = 0;                            // line of the section header
+};
+
 struct InputSetup {
     std::vector<AutomationPoint> automation;
     int automationLine = 0;  // line of the section header, 0 when absent
@@ -71,7 +87,9 @@ struct Session {
     std::map<unsigned, InputSetup> inputs;  // by mixer input number
     QmIniFile mixer;                        // the SimpleMixState sections
     bool hasMixer = false;
-    int sessionLine = 0;  // line of [Session]
+    Aud::Resampler::eQuality resampling = Aud::Resampler::keQualityBest;
+    std::map<unsigned, FileSettings> fileSettings;  // by index of the File= line
+    int sessionLine = 0;                            // line of [Session]
 };
 
 // Reads and parses a session file; InputError for a missing or unreadable file and for

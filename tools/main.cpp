@@ -92,6 +92,7 @@ int main(int argc, char** argv) {
     addMixstateCommand(app, global, action);
     addBenchCommand(app, global, action);
     addPlayCommand(app, global, action);
+    addResampleCommand(app, global, action);
 
     // The first word that is not an option names the command.
     for (int i = 1; i < argc; ++i) {

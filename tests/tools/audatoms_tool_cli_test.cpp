@@ -231,7 +231,18 @@ TEST(ToolCli, EveryBadSessionGivesItsMessageStatusTwoAndNoOutput) {
         {"unreadable input", std::string(kGoodHead) + "[Inputs]\nFile=garbage.wav\n",
          "garbage.wav: cannot read as an audio file"},
         {"unsupported format", std::string(kGoodHead) + "[Inputs]\nFile=ulaw.wav\n", "ulaw.wav: unsupported format"},
-        {"rate differs", std::string(kGoodHead) + "[Inputs]\nFile=tone44.wav\n", "differs from the session's 48000 Hz"},
+        {"rate the library cannot express", std::string(kGoodHead) + "[Inputs]\nFile=tone5k.wav\n",
+         "tone5k.wav: sample rate 5000 Hz is not one the library can express"},
+        {"conversion beyond 8:1", "[Session]\nSampleRate=96000\nLength=0.5\n[Inputs]\nFile=tone8k.wav\n",
+         "cannot convert 16 kHz x 1/2 to 96 kHz (the ratio is beyond 8:1)"},
+        {"bad resampling quality", std::string(kGoodHead) + "Resampling=ultra\n[Inputs]\nFile=tone.wav\n",
+         "s.ini:4: Resampling 'ultra' is not quick, high or best"},
+        {"bad material frame rate", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[File.0]\nFrameRate=17\n",
+         "s.ini:7: "},
+        {"file section beyond the files", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[File.1]\nFrameRate=24\n",
+         "s.ini:6: [File.1] names File= line 1 (from 0), but [Inputs] has 1"},
+        {"unknown file key", std::string(kGoodHead) + "[Inputs]\nFile=tone.wav\n[File.0]\nSpeed=2\n",
+         "s.ini:7: unknown key 'Speed' in a [File.N] section"},
         {"bad number", "[Session]\nSampleRate=48k\nLength=1\n[Inputs]\nFile=tone.wav\n", "s.ini:2: SampleRate '48k'"},
         {"unknown key", std::string(kGoodHead) + "Colour=blue\n[Inputs]\nFile=tone.wav\n",
          "s.ini:4: unknown key 'Colour'"},
@@ -261,7 +272,8 @@ TEST(ToolCli, EveryBadSessionGivesItsMessageStatusTwoAndNoOutput) {
         SCOPED_TRACE(c.name);
         ScratchDir dir;
         writeStereoTone(dir.file("tone.wav"));
-        writeStereoTone(dir.file("tone44.wav"), 44100);
+        writeStereoTone(dir.file("tone5k.wav"), 5000);
+        writeStereoTone(dir.file("tone8k.wav"), 8000);
         std::filesystem::create_directory(dir.file("adir"));
         audatoms::test::writeText(dir.file("garbage.wav"), "RIFF....WAVEjunk");
         audatoms::test::writeDoubles(dir.file("ulaw.wav"), SF_FORMAT_WAV | SF_FORMAT_ULAW, 1, 48000,
