@@ -9,6 +9,9 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev librapidcheck-dev
   libsndfile1-dev libcli11-dev nlohmann-json3-dev
   clang-format-14 clang-tidy-14
+  # The loudness meter's outside reference, for its comparison tests and benchmark
+  # only (the library itself never links it).
+  libebur128-dev
 )
 
 missing=()
