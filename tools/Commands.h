@@ -30,5 +30,6 @@ void addEqCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addCadenceCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addMixstateCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addBenchCommand(CLI::App& app, const GlobalOptions& global, Action& action);
+void addLoudnessCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 
 }  // namespace audtool

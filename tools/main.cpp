@@ -91,6 +91,7 @@ int main(int argc, char** argv) {
     addCadenceCommand(app, global, action);
     addMixstateCommand(app, global, action);
     addBenchCommand(app, global, action);
+    addLoudnessCommand(app, global, action);
 
     // The first word that is not an option names the command.
     for (int i = 1; i < argc; ++i) {
