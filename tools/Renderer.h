@@ -19,8 +19,12 @@
 //     each mix bus side feeds the real outputs it is routed to (MultiplyConstantAndAdd)
 //     with the mix fader's gain; muted inputs and mixes, and the others while any
 //     input (mix) is soloed, are left out;
-//  5. an Aud::Monitor posts each output's peak (output meters) and the sink gets the
-//     output channels.
+//  5. the outputs are scaled by the output gain when it is not 1 (MultiplyConstant),
+//     an Aud::Monitor posts each output's peak (output meters), the mix's Aud::Loudness
+//     meter takes the output channels (roles by their count, ChannelRoles.h), and the
+//     sink gets them.
+// An input gain (normalisation, 1.0 unless set) multiplies into the input's fader gain
+// in step 4, so a gain of 1.0 leaves every sample as it was.
 // Faders are fader positions turned into gains by the mixer-style gain curve
 // (GainCurve::MixerStyleLog1::UVal2Mag, 1.0 = unity). Pan p (0 left, 0.5 centre,
 // 1 right, clamped to 0..1) gives the left side ConstantPower1::UVal2Mag(min(1, 2(1-p)))
@@ -86,6 +90,7 @@
 #include "tools/Meters.h"
 
 #include "AudAtoms/automation/Aud__DynamicLevelControl.h"
+#include "AudAtoms/metering/Aud__Loudness.h"
 #include "AudAtoms/metering/Aud__Monitor.h"
 #include "AudAtoms/mixer/Aud__SimpleMixState.h"
 #include "platform/FrameRate.h"
@@ -144,6 +149,9 @@ public:
     // Level automation of a mixer input (the store must outlive the renderer; null: none).
     void setAutomation(unsigned input, const Aud::DynamicLevelControl::Store* store);
     void setEqualiser(unsigned input, Equaliser eq);
+    // A linear gain on a mixer input (1.0: none) and on every output (1.0: none).
+    void setInputGain(unsigned input, float gain) { channels_[input].gain = gain; }
+    void setOutputGain(float gain) { outputGain_ = gain; }
     const Equaliser& equaliser(unsigned input) const { return channels_[input].eq; }
 
     void setSink(Sink sink) { sink_ = std::move(sink); }
@@ -154,6 +162,8 @@ public:
 
     const MeterSet& inputMeters() const { return inputMeters_; }
     const MeterSet& outputMeters() const { return outputMeters_; }
+    // Loudness of the rendered outputs (the mix file's channels) so far.
+    const Aud::Loudness& mixLoudness() const { return *mixLoudness_; }
 
 private:
     struct Source;
@@ -163,6 +173,7 @@ private:
         const Aud::DynamicLevelControl::Store* store = nullptr;
         AutomationApplier automation;  // the store's walk and the run it is in
         Equaliser eq;
+        float gain = 1.0f;        // normalisation gain, linear
         std::vector<float> work;  // this input's own buffer: automation's and the equaliser's output
     };
 
@@ -188,6 +199,8 @@ private:
     Aud::Monitor outputMonitor_;
     MeterSet inputMeters_;
     MeterSet outputMeters_;
+    std::unique_ptr<Aud::Loudness> mixLoudness_;
+    float outputGain_ = 1.0f;
     Sink sink_;
     BlockHook hook_;
     Progress progress_;

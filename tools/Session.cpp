@@ -28,7 +28,7 @@ const std::vector<std::string>& mixerSectionNames() {
 
 namespace {
 
-enum class Kind { kNone, kSession, kInputs, kAutomation, kEq, kMixer };
+enum class Kind { kNone, kSession, kInputs, kAutomation, kEq, kMixer, kFile };
 
 struct Parser {
     Session s;
@@ -82,6 +82,13 @@ struct Parser {
             input = inputNumber(line, name, name.substr(3));
             if (s.inputs[input].eqLine) fail(line, "a second [" + name + "] section");
             s.inputs[input].eqLine = line;
+        } else if (low.rfind("file.", 0) == 0) {
+            kind = Kind::kFile;
+            const auto n = parseInteger(name.substr(5));
+            if (!n || *n > 4096) fail(line, "section [" + name + "] needs the index of a File= line, as in [File.0]");
+            input = static_cast<unsigned>(*n);
+            if (s.fileSettings.count(input)) fail(line, "a second [" + name + "] section");
+            s.fileSettings[input].line = line;
         } else if (low.rfind("simplemixstate", 0) == 0) {
             bool known = false;
             for (const std::string& m : mixerSectionNames()) known = known || m == name;
@@ -96,7 +103,8 @@ struct Parser {
             s.hasMixer = true;
         } else {
             fail(line, "unknown section [" + name +
-                           "] (expected [Session], [Inputs], [Automation.N], [EQ.N] or a [SimpleMixState...] section)");
+                           "] (expected [Session], [Inputs], [Automation.N], [EQ.N], [File.N] or a [SimpleMixState...] "
+                           "section)");
         }
         const std::string key = kind == Kind::kMixer ? name : low;
         if ((kind == Kind::kSession || kind == Kind::kInputs || kind == Kind::kMixer) &&
@@ -127,8 +135,10 @@ struct Parser {
                 const auto n = parseInteger(value);
                 if (!n || *n < 2 || *n > 16) fail(line, "Outputs '" + value + "' is not a number from 2 to 16");
                 s.outputs = static_cast<unsigned>(*n);
-            } else {
-                fail(line, "unknown key '" + key + "' in [Session] (SampleRate, Length, FrameRate, Outputs)");
+            } else if (!parseLoudnessSessionKey(s.loudness, k, value)) {
+                fail(line, "unknown key '" + key +
+                               "' in [Session] (SampleRate, Length, FrameRate, Outputs, Normalise, TruePeakCeiling, "
+                               "MixLoudness)");
             }
         } catch (const InputError& e) {
             const std::string what = e.what();
@@ -180,6 +190,17 @@ struct Parser {
         }
     }
 
+    void fileEntry(int line, const std::string& key, const std::string& value) {
+        try {
+            if (!parseFileKey(s.fileSettings[input], lower(key), value, line))
+                fail(line, "unknown key '" + key + "' in a [File.N] section (Roles, Origin)");
+        } catch (const InputError& e) {
+            const std::string what = e.what();
+            if (what.rfind(s.name + ":", 0) == 0) throw;
+            fail(line, what);
+        }
+    }
+
     void entry(int line, const std::string& text) {
         const auto eq = text.find('=');
         if (eq == std::string::npos) fail(line, "expected KEY=VALUE, got '" + text + "'");
@@ -192,6 +213,7 @@ struct Parser {
         case Kind::kInputs: inputsEntry(line, key, value); break;
         case Kind::kAutomation: automationEntry(line, key, value); break;
         case Kind::kEq: eqEntry(line, key, value); break;
+        case Kind::kFile: fileEntry(line, key, value); break;
         case Kind::kMixer:
             s.mixer.section(LightweightString<char>(mixerSection.c_str()))
                 .emplace_back(LightweightString<char>(key.c_str()), LightweightString<char>(value.c_str()));
@@ -229,6 +251,11 @@ Session parseSession(const std::string& text, const std::string& name, const std
     if (s.lengthSeconds <= 0)
         throw InputError(name + ":" + std::to_string(s.sessionLine) + ": [Session] has no Length=");
     if (s.files.empty()) throw InputError(name + ": no input files (an [Inputs] section with File= lines)");
+    for (const auto& [index, settings] : s.fileSettings)
+        if (index >= s.files.size())
+            throw InputError(name + ":" + std::to_string(settings.line) + ": [File." + std::to_string(index) +
+                             "] names File= line " + std::to_string(index) + ", but [Inputs] has " +
+                             std::to_string(s.files.size()) + " (0 to " + std::to_string(s.files.size() - 1) + ")");
     for (auto& [input, setup] : s.inputs)
         std::stable_sort(setup.automation.begin(), setup.automation.end(),
                          [](const AutomationPoint& a, const AutomationPoint& b) { return a.time < b.time; });

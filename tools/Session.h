@@ -17,6 +17,9 @@
 //   Band=peaking:2500:q=1.2:+4
 //   [SimpleMixState.InputChannels.Fader]   the mixer state's configuration text
 //   000=0.8                                (read by the library)
+//   [File.0]                settings of the first File= line: Roles=, Origin=
+// Loudness keys ([Session] Normalise=, TruePeakCeiling=, MixLoudness=; [File.N]
+// Roles=, Origin=): SessionLoudness.h.
 //
 // Names of the tool's own sections and keys are matched ignoring case; blanks around
 // keys and values are dropped; ';' or '#' starts a comment at the start of a line or
@@ -27,6 +30,7 @@
 #pragma once
 
 #include "tools/Equaliser.h"
+#include "tools/SessionLoudness.h"
 
 #include "platform/FrameRate.h"
 #include "platform/IniFile.h"
@@ -66,7 +70,9 @@ struct Session {
     std::map<unsigned, InputSetup> inputs;  // by mixer input number
     QmIniFile mixer;                        // the SimpleMixState sections
     bool hasMixer = false;
-    int sessionLine = 0;  // line of [Session]
+    int sessionLine = 0;                            // line of [Session]
+    std::map<unsigned, FileSettings> fileSettings;  // [File.N], by File= index
+    LoudnessSettings loudness;
 };
 
 // Reads and parses a session file; InputError for a missing or unreadable file and for
