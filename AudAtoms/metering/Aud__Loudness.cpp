@@ -139,7 +139,8 @@ eStatus Loudness::process(const float* const* channels, std::size_t frames) {
             raise(samplePeaks_[c], peak);
             filters_[c].accumulateSquares(x, unsigned(n), channelSums_[c]);
             if (!interpolators_.empty())
-                raise(truePeaks_[c], std::max(peak, interpolators_[c].process(x, unsigned(n))));
+                raise(truePeaks_[c],
+                      std::max(peak, interpolators_[c].process(x, unsigned(n), truePeaks_[c].load(kRelaxed))));
             else raise(truePeaks_[c], peak);
         }
         offset += n;

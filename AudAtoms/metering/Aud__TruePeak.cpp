@@ -51,19 +51,37 @@ TruePeakInterpolator::TruePeakInterpolator(double hertz) : factor_(factorForRate
         for (unsigned k = 0; k < kTapsPerPhase; ++k)
             taps_[p * kTapsPerPhase + (kTapsPerPhase - 1 - k)] = float(proto[k * factor_ + p] / sum);
     }
+    for (unsigned p = 0; p < factor_; ++p) {
+        double sumAbs = 0.0;
+        for (unsigned k = 0; k < kTapsPerPhase; ++k) sumAbs += std::fabs(double(taps_[p * kTapsPerPhase + k]));
+        // Rounded up a little so that float rounding in the filter cannot beat it.
+        maxGain_ = std::max(maxGain_, float(sumAbs * 1.0001));
+    }
     history_.assign(kTapsPerPhase - 1 + kChunk, 0.0f);
 }
 
 void TruePeakInterpolator::reset() { std::fill(history_.begin(), history_.end(), 0.0f); }
 
-float TruePeakInterpolator::process(const float* x, unsigned n) {
+float TruePeakInterpolator::process(const float* x, unsigned n, float floor) {
     if (factor_ == 0) return 0.0f;
     constexpr unsigned kOld = kTapsPerPhase - 1;
     float peak = 0.0f;
     float* h = history_.data();
     while (n > 0) {
         const unsigned len = std::min(n, kChunk);
-        for (unsigned i = 0; i < len; ++i) h[kOld + i] = std::isfinite(x[i]) ? x[i] : 0.0f;
+        float inputMax = 0.0f;
+        for (unsigned i = 0; i < kOld; ++i) inputMax = std::max(inputMax, std::fabs(h[i]));
+        for (unsigned i = 0; i < len; ++i) {
+            h[kOld + i] = std::isfinite(x[i]) ? x[i] : 0.0f;
+            inputMax = std::max(inputMax, std::fabs(h[kOld + i]));
+        }
+        if (inputMax * maxGain_ <= floor) {
+            // No output of this pass can rise above the floor.
+            std::copy(h + len, h + len + kOld, h);
+            x += len;
+            n -= len;
+            continue;
+        }
         // Tap-outer, sample-inner order: each pass is an independent multiply-add that
         // the compiler vectorises without reordering any sum (a full chunk has a fixed
         // trip count, which lets it do so at -O2).

@@ -34,8 +34,16 @@ public:
     TruePeakInterpolator() = default;
     explicit TruePeakInterpolator(double hertz);
 
-    // Feeds n samples; returns the largest absolute oversampled value among them.
-    float process(const float* x, unsigned n);
+    // Feeds n samples; returns the largest absolute oversampled value among them, or
+    // any value not above `floor` when none is above it. A pass of kChunk samples whose
+    // inputs (with the history) are all within floor / maxGain() of zero cannot produce
+    // a value above floor and is not filtered: with floor = the peak found so far the
+    // result is exactly that of filtering everything, at a fraction of the cost for
+    // programmes whose level stays below their peak.
+    float process(const float* x, unsigned n, float floor = 0.0f);
+    // The largest sum of absolute taps of a phase: no output exceeds this times the
+    // largest absolute input in its window.
+    float maxGain() const { return maxGain_; }
     void reset();
 
     unsigned factor() const { return factor_; }
@@ -44,6 +52,7 @@ public:
 
 private:
     unsigned factor_ = 0;
+    float maxGain_ = 0.0f;
     std::vector<float> taps_;     // factor_ x kTapsPerPhase, phase-major
     std::vector<float> history_;  // kTapsPerPhase - 1 old samples, then up to kChunk new
 };

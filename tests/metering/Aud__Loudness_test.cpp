@@ -337,3 +337,24 @@ TEST(LoudnessInput, RoleNamesRoundTrip) {
     EXPECT_FALSE(channelRoleFromName("Lx", role));
     EXPECT_FALSE(channelRoleFromName(nullptr, role));
 }
+
+TEST(LoudnessTruePeak, SkippingQuietPassesGivesExactlyTheFullResult) {
+    // Programmes whose level moves around their peak: the interpolator fed with the
+    // running peak as its floor finds exactly the peak of filtering everything.
+    std::mt19937 rng(21);
+    std::uniform_real_distribution<float> u(-1.0f, 1.0f);
+    for (int trial = 0; trial < 20; ++trial) {
+        TruePeakInterpolator full(48000.0), skipping(48000.0);
+        float fullPeak = 0.0f, skippingPeak = 0.0f;
+        std::vector<float> x(3000);
+        for (int block = 0; block < 30; ++block) {
+            const float level = std::pow(10.0f, -2.0f * std::fabs(u(rng)));
+            for (float& v : x) v = level * u(rng);
+            const auto n = unsigned(100 + (block * 37 + trial * 11) % 2900);
+            fullPeak = std::max(fullPeak, full.process(x.data(), n));
+            skippingPeak = std::max(skippingPeak, skipping.process(x.data(), n, skippingPeak));
+        }
+        EXPECT_EQ(fullPeak, skippingPeak) << trial;
+    }
+    EXPECT_GT(TruePeakInterpolator(48000.0).maxGain(), 1.0f);
+}
