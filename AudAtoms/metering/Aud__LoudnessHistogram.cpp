@@ -106,7 +106,8 @@ double LoudnessHistogram::range(double gateLu, double lowFraction, double highFr
     std::uint64_t n = 0;
     for (unsigned i = 0; i < kBins; ++i) n += counts(i);
     if (n == 0) return 0.0;
-    const auto rankOf = [n](double fraction) { return std::uint64_t(double(n - 1) * fraction + 0.5); };
+    // Ranks round half up, as the reference tests compute them.
+    const auto rankOf = [n](double fraction) { return std::uint64_t(std::llround(double(n - 1) * fraction)); };
     const std::uint64_t lowRank = rankOf(lowFraction), highRank = rankOf(highFraction);
     double low = 0.0, high = 0.0;
     std::uint64_t seen = 0;

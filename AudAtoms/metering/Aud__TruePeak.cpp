@@ -86,7 +86,7 @@ float TruePeakInterpolator::process(const float* x, unsigned n, float floor) {
         // the compiler vectorises without reordering any sum (a full chunk has a fixed
         // trip count, which lets it do so at -O2).
         for (unsigned p = 0; p < factor_; ++p) {
-            const float* t = &taps_[p * kTapsPerPhase];
+            const float* t = &taps_[std::size_t(p) * kTapsPerPhase];
             float out[kChunk] = {};
             for (unsigned k = 0; k < kTapsPerPhase; ++k) {
                 const float tk = t[k];

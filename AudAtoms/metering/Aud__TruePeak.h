@@ -48,7 +48,7 @@ public:
 
     unsigned factor() const { return factor_; }
     // Phase p's taps, oldest input sample first (for tests).
-    const float* phaseTaps(unsigned p) const { return &taps_[p * kTapsPerPhase]; }
+    const float* phaseTaps(unsigned p) const { return &taps_[std::size_t(p) * kTapsPerPhase]; }
 
 private:
     unsigned factor_ = 0;
