@@ -100,7 +100,10 @@ Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<Audio
         outputs_.streamBuffers.push_back(b);
     }
     outputMonitor_.registerMonitoringPoints(config.outputs);
-    mixLoudness_ = std::make_unique<Aud::Loudness>(defaultRoles(config.outputs), double(config.rate));
+    // The main mix: outputs 1 and 2 (left and right, where it goes by default), or all
+    // outputs as a surround layout when there are 5 or 6 of them.
+    const unsigned mixChannels = config.outputs == 5 || config.outputs == 6 ? config.outputs : 2;
+    mixLoudness_ = std::make_unique<Aud::Loudness>(defaultRoles(mixChannels), double(config.rate));
     for (unsigned k = 0; k < config.outputs; ++k)
         outputMeters_.add("output " + std::to_string(k + 1), outputMonitor_.getInputMonitoringPointId(k));
 }

@@ -20,9 +20,9 @@
 //     with the mix fader's gain; muted inputs and mixes, and the others while any
 //     input (mix) is soloed, are left out;
 //  5. the outputs are scaled by the output gain when it is not 1 (MultiplyConstant),
-//     an Aud::Monitor posts each output's peak (output meters), the mix's Aud::Loudness
-//     meter takes the output channels (roles by their count, ChannelRoles.h), and the
-//     sink gets them.
+//     an Aud::Monitor posts each output's peak (output meters), the main mix's
+//     Aud::Loudness meter takes outputs 1 and 2 as left and right (all outputs, with the
+//     surround roles of ChannelRoles.h, when there are 5 or 6), and the sink gets them.
 // An input gain (normalisation, 1.0 unless set) multiplies into the input's fader gain
 // in step 4, so a gain of 1.0 leaves every sample as it was.
 // Faders are fader positions turned into gains by the mixer-style gain curve
