@@ -62,8 +62,12 @@
 #include "AudAtoms/mixer/Aud__SimpleMixState.h"
 
 // Metering
+#include "AudAtoms/metering/Aud__KWeighting.h"
+#include "AudAtoms/metering/Aud__Loudness.h"
+#include "AudAtoms/metering/Aud__LoudnessHistogram.h"
 #include "AudAtoms/metering/Aud__Monitor.h"
 #include "AudAtoms/metering/Aud__MonitoringPoint.h"
+#include "AudAtoms/metering/Aud__TruePeak.h"
 
 // Hardware I/O descriptions
 #include "AudAtoms/io/Aud__AudCapsVector.h"

@@ -15,6 +15,9 @@ packages=(
   # Outside references for the resampler's comparison test and benchmark only (found
   # with pkg-config in tests/ and bench/; the library itself does not use them).
   libsoxr-dev libsamplerate0-dev
+  # The loudness meter's outside reference, for its comparison tests and benchmark
+  # only (the library itself never links it).
+  libebur128-dev
 )
 
 missing=()

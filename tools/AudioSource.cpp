@@ -37,6 +37,13 @@ SndfileSource::SndfileSource(const std::filesystem::path& path) : path_(path.str
 
 SndfileSource::~SndfileSource() = default;
 
+std::vector<int> SndfileSource::channelMap() const {
+    std::vector<int> map(format_.channels, 0);
+    if (sf_command(file_.get(), SFC_GET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int))) != SF_TRUE)
+        return {};
+    return map;
+}
+
 void SndfileSource::Closer::operator()(SNDFILE* f) const { sf_close(f); }
 
 unsigned SndfileSource::readFrames(unsigned char* dst, unsigned frames) {

@@ -49,6 +49,9 @@ public:
     unsigned readFrames(unsigned char* dst, unsigned frames) override;
     const std::string& name() const override { return path_; }
     bool seek(std::int64_t frame) override;
+    // The file's channel map (libsndfile's SF_CHANNEL_MAP_* values, one per channel),
+    // empty when the file declares none (a WAV file without a channel mask).
+    std::vector<int> channelMap() const;
 
 private:
     struct Closer {

@@ -32,5 +32,6 @@ void addMixstateCommand(CLI::App& app, const GlobalOptions& global, Action& acti
 void addBenchCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addPlayCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 void addResampleCommand(CLI::App& app, const GlobalOptions& global, Action& action);
+void addLoudnessCommand(CLI::App& app, const GlobalOptions& global, Action& action);
 
 }  // namespace audtool

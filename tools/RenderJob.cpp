@@ -74,6 +74,33 @@ RenderJob buildRenderJob(const Session& session, std::vector<std::unique_ptr<Aud
     return job;
 }
 
+namespace {
+
+nlohmann::json finiteOrNull(double v) { return std::isfinite(v) ? nlohmann::json(v) : nlohmann::json(nullptr); }
+
+std::string normalisationText(const NormalisationLine& n) {
+    std::string s = "normalise " + n.file;
+    if (!n.origin.empty()) s += " (" + n.origin + ")";
+    if (std::isnan(n.integrated)) return s + ": left alone: " + n.why + "\n";
+    s += formatText(": measured %s LUFS, %s dBTP", levelText(n.integrated).c_str(), levelText(n.truePeak).c_str());
+    if (!std::isfinite(n.target)) return s + ", left alone: " + n.why + "\n";
+    return s + formatText(", target %.2f LUFS, gain %+.2f dB%s\n", n.target, n.gainDb,
+                          n.ceilingLimited ? " (held at the true-peak ceiling)" : "");
+}
+
+nlohmann::json normalisationJson(const NormalisationLine& n) {
+    return {{"file", n.file},
+            {"origin", n.origin.empty() ? nlohmann::json(nullptr) : nlohmann::json(n.origin)},
+            {"target_lufs", finiteOrNull(n.target)},
+            {"measured_lufs", finiteOrNull(n.integrated)},
+            {"measured_true_peak_dbtp", finiteOrNull(n.truePeak)},
+            {"gain_db", n.gainDb},
+            {"ceiling_limited", n.ceilingLimited},
+            {"left_alone", n.why.empty() ? nlohmann::json(nullptr) : nlohmann::json(n.why)}};
+}
+
+}  // namespace
+
 std::unique_ptr<RenderReport> makeReport(const Renderer& renderer, const RenderStats& stats, std::string outputPath,
                                          int sampleType) {
     auto rep = std::make_unique<RenderReport>();
@@ -82,6 +109,7 @@ std::unique_ptr<RenderReport> makeReport(const Renderer& renderer, const RenderS
     rep->stats = stats;
     rep->inputs = renderer.inputMeters().read();
     rep->outputs = renderer.outputMeters().read();
+    rep->mix = summarise(renderer.mixLoudness());
     return rep;
 }
 
@@ -95,6 +123,11 @@ std::string RenderReport::text() const {
         s += "wrote " + outputPath + " (" + std::to_string(outputs.size()) + " channels, " +
              exportSampleTypeText(sampleType) + " bit)\n";
     s += formatMeterTable(inputs, outputs);
+    s += formatText("  mix integrated loudness %8s LUFS\n", levelText(mix.integrated).c_str());
+    s += formatText("  mix loudness range      %8s LU\n", levelText(mix.range).c_str());
+    s += formatText("  mix true peak           %8s dBTP\n", levelText(mix.truePeak).c_str());
+    for (const NormalisationLine& n : normalisation) s += normalisationText(n);
+    if (mixNormalised) s += normalisationText(mixNormalisation);
     return s;
 }
 
@@ -112,6 +145,13 @@ nlohmann::json RenderReport::json() const {
     j["times_real_time_wall"] = stats.timesRealTimeWall();
     j["inputs"] = meterJson(inputs);
     j["outputs"] = meterJson(outputs);
+    j["mix_loudness"] = loudnessJson(mix, false);
+    if (!normalisation.empty()) {
+        nlohmann::json a = nlohmann::json::array();
+        for (const NormalisationLine& n : normalisation) a.push_back(normalisationJson(n));
+        j["normalisation"] = a;
+    }
+    if (mixNormalised) j["mix_normalisation"] = normalisationJson(mixNormalisation);
     return j;
 }
 

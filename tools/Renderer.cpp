@@ -1,5 +1,7 @@
 #include "tools/Renderer.h"
 
+#include "tools/ChannelRoles.h"
+
 #include "tools/Rates.h"
 #include "tools/RealtimeProbe.h"
 #include "tools/ToolError.h"
@@ -101,6 +103,10 @@ Renderer::Renderer(const RenderConfig& config, std::vector<std::unique_ptr<Audio
         outputs_.streamBuffers.push_back(b);
     }
     outputMonitor_.registerMonitoringPoints(config.outputs);
+    // The main mix: outputs 1 and 2 (left and right, where it goes by default), or all
+    // outputs as a surround layout when there are 5 or 6 of them.
+    const unsigned mixChannels = config.outputs == 5 || config.outputs == 6 ? config.outputs : 2;
+    mixLoudness_ = std::make_unique<Aud::Loudness>(defaultRoles(mixChannels), double(config.rate));
     for (unsigned k = 0; k < config.outputs; ++k)
         outputMeters_.add("output " + std::to_string(k + 1), outputMonitor_.getInputMonitoringPointId(k));
 }
@@ -163,7 +169,7 @@ void Renderer::mixBlock(const float* const* inputs, unsigned frames, double bloc
         float* x = const_cast<float*>(mixData_[i]);
         const int in = int(i);
         if (mixer_.getInputMuteState(in) || (inputSolo && !mixer_.getInputSoloState(in))) continue;
-        const float gain = Aud::GainCurve::MixerStyleLog1::UVal2Mag(mixer_.getInputLevel(in));
+        const float gain = channels_[i].gain * Aud::GainCurve::MixerStyleLog1::UVal2Mag(mixer_.getInputLevel(in));
         const float pan = std::clamp(mixer_.getInputPan(in), 0.0f, 1.0f);
         const float left = gain * Aud::GainCurve::ConstantPower1::UVal2Mag(std::min(1.0f, 2.0f * (1.0f - pan)));
         const float right = gain * Aud::GainCurve::ConstantPower1::UVal2Mag(std::min(1.0f, 2.0f * pan));
@@ -184,16 +190,17 @@ void Renderer::mixBlock(const float* const* inputs, unsigned frames, double bloc
                     MR::MultiplyConstantAndAdd(buses_[std::size_t(m + 1) * 2 + side].data(), output(k), g, gain);
     }
 
+    if (outputGain_ != 1.0f)
+        for (unsigned k = 0; k < config_.outputs; ++k) MR::MultiplyConstant(output(k), output(k), g, outputGain_);
     outputs_.numSamples = frames;
     {
         const rtprobe::AllowLocks registryLock;
         outputMonitor_.updateMonitoringPoints(outputs_);
     }
-    if (sink_) {
-        const float* outs[16];
-        for (unsigned k = 0; k < config_.outputs; ++k) outs[k] = output(k);
-        sink_(outs, frames);
-    }
+    const float* outs[16];
+    for (unsigned k = 0; k < config_.outputs; ++k) outs[k] = output(k);
+    mixLoudness_->process(outs, frames);
+    if (sink_) sink_(outs, frames);
 }
 
 void Renderer::prepare() {

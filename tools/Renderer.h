@@ -21,8 +21,12 @@
 //     each mix bus side feeds the real outputs it is routed to (MultiplyConstantAndAdd)
 //     with the mix fader's gain; muted inputs and mixes, and the others while any
 //     input (mix) is soloed, are left out;
-//  5. an Aud::Monitor posts each output's peak (output meters) and the sink gets the
-//     output channels.
+//  5. the outputs are scaled by the output gain when it is not 1 (MultiplyConstant),
+//     an Aud::Monitor posts each output's peak (output meters), the main mix's
+//     Aud::Loudness meter takes outputs 1 and 2 as left and right (all outputs, with the
+//     surround roles of ChannelRoles.h, when there are 5 or 6), and the sink gets them.
+// An input gain (normalisation, 1.0 unless set) multiplies into the input's fader gain
+// in step 4, so a gain of 1.0 leaves every sample as it was.
 // Faders are fader positions turned into gains by the mixer-style gain curve
 // (GainCurve::MixerStyleLog1::UVal2Mag, 1.0 = unity). Pan p (0 left, 0.5 centre,
 // 1 right, clamped to 0..1) gives the left side ConstantPower1::UVal2Mag(min(1, 2(1-p)))
@@ -90,6 +94,7 @@
 #include "tools/Session.h"
 
 #include "AudAtoms/automation/Aud__DynamicLevelControl.h"
+#include "AudAtoms/metering/Aud__Loudness.h"
 #include "AudAtoms/metering/Aud__Monitor.h"
 #include "AudAtoms/mixer/Aud__SimpleMixState.h"
 #include "platform/FrameRate.h"
@@ -155,6 +160,9 @@ public:
     void setAutomation(unsigned input, const Aud::DynamicLevelControl::Store* store);
     const Aud::DynamicLevelControl::Store* automation(unsigned input) const { return channels_.at(input).store; }
     void setEqualiser(unsigned input, Equaliser eq);
+    // A linear gain on a mixer input (1.0: none) and on every output (1.0: none).
+    void setInputGain(unsigned input, float gain) { channels_[input].gain = gain; }
+    void setOutputGain(float gain) { outputGain_ = gain; }
     const Equaliser& equaliser(unsigned input) const { return channels_[input].eq; }
 
     void setSink(Sink sink) { sink_ = std::move(sink); }
@@ -179,6 +187,8 @@ public:
 
     const MeterSet& inputMeters() const { return inputMeters_; }
     const MeterSet& outputMeters() const { return outputMeters_; }
+    // Loudness of the rendered outputs (the mix file's channels) so far.
+    const Aud::Loudness& mixLoudness() const { return *mixLoudness_; }
 
 private:
     struct Source;
@@ -188,6 +198,7 @@ private:
         const Aud::DynamicLevelControl::Store* store = nullptr;
         AutomationApplier automation;  // the store's walk and the run it is in
         Equaliser eq;
+        float gain = 1.0f;        // normalisation gain, linear
         std::vector<float> work;  // this input's own buffer: automation's and the equaliser's output
     };
 
@@ -213,6 +224,8 @@ private:
     Aud::Monitor outputMonitor_;
     MeterSet inputMeters_;
     MeterSet outputMeters_;
+    std::unique_ptr<Aud::Loudness> mixLoudness_;
+    float outputGain_ = 1.0f;
     Sink sink_;
     BlockHook hook_;
     Progress progress_;

@@ -160,9 +160,10 @@ struct Parser {
                 s.outputs = static_cast<unsigned>(*n);
             } else if (k == "resampling") {
                 s.resampling = parseResampling(line, value);
-            } else {
-                fail(line,
-                     "unknown key '" + key + "' in [Session] (SampleRate, Length, FrameRate, Outputs, Resampling)");
+            } else if (!parseLoudnessSessionKey(s.loudness, k, value)) {
+                fail(line, "unknown key '" + key +
+                               "' in [Session] (SampleRate, Length, FrameRate, Outputs, Resampling, Normalise, "
+                               "TruePeakCeiling, MixLoudness)");
             }
         } catch (const InputError& e) {
             const std::string what = e.what();
@@ -190,8 +191,18 @@ struct Parser {
         const std::string k = lower(key);
         if (!fileKeys.insert(k).second)
             fail(line, "'" + key + "' is given twice in [File." + std::to_string(file) + "]");
-        if (k == "framerate") fileFrameRateEntry(line, value);
-        else fail(line, "unknown key '" + key + "' in a [File.N] section (FrameRate)");
+        if (k == "framerate") {
+            fileFrameRateEntry(line, value);
+            return;
+        }
+        try {
+            if (!parseFileKey(s.fileSettings[file], k, value, line))
+                fail(line, "unknown key '" + key + "' in a [File.N] section (FrameRate, Roles, Origin)");
+        } catch (const InputError& e) {
+            const std::string what = e.what();
+            if (what.rfind(s.name + ":", 0) == 0) throw;
+            fail(line, what);
+        }
     }
 
     void inputsEntry(int line, const std::string& key, const std::string& value) {
@@ -293,7 +304,7 @@ Session parseSession(const std::string& text, const std::string& name, const std
         if (index >= s.files.size())
             throw InputError(name + ":" + std::to_string(settings.line) + ": [File." + std::to_string(index) +
                              "] names File= line " + std::to_string(index) + " (from 0), but [Inputs] has " +
-                             std::to_string(s.files.size()));
+                             std::to_string(s.files.size()) + " (0 to " + std::to_string(s.files.size() - 1) + ")");
     for (auto& [input, setup] : s.inputs)
         std::stable_sort(setup.automation.begin(), setup.automation.end(),
                          [](const AutomationPoint& a, const AutomationPoint& b) { return a.time < b.time; });

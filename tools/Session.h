@@ -24,6 +24,9 @@
 //   Band=peaking:2500:q=1.2:+4
 //   [SimpleMixState.InputChannels.Fader]   the mixer state's configuration text
 //   000=0.8                                (read by the library)
+//   [File.0]                settings of the first File= line: Roles=, Origin=
+// Loudness keys ([Session] Normalise=, TruePeakCeiling=, MixLoudness=; [File.N]
+// Roles=, Origin=): SessionLoudness.h.
 //
 // Names of the tool's own sections and keys are matched ignoring case; blanks around
 // keys and values are dropped; ';' or '#' starts a comment at the start of a line or
@@ -34,6 +37,7 @@
 #pragma once
 
 #include "tools/Equaliser.h"
+#include "tools/SessionLoudness.h"
 
 #include "AudAtoms/kernels/Aud__Resampler.h"
 
@@ -65,10 +69,6 @@ struct SessionFile {
 };
 
 // The [File.N] settings of one input file.
-struct FileSettings {
-    std::optional<Qm::FrameRate> frameRate;  // FrameRate=: the material's video frame rate
-    int line = 0;                            // line of the section header
-};
 
 struct InputSetup {
     std::vector<AutomationPoint> automation;
@@ -88,8 +88,9 @@ struct Session {
     QmIniFile mixer;                        // the SimpleMixState sections
     bool hasMixer = false;
     Aud::Resampler::eQuality resampling = Aud::Resampler::keQualityBest;
-    std::map<unsigned, FileSettings> fileSettings;  // by index of the File= line
+    std::map<unsigned, FileSettings> fileSettings;  // [File.N], by index of the File= line
     int sessionLine = 0;                            // line of [Session]
+    LoudnessSettings loudness;
 };
 
 // Reads and parses a session file; InputError for a missing or unreadable file and for

@@ -93,6 +93,7 @@ int main(int argc, char** argv) {
     addBenchCommand(app, global, action);
     addPlayCommand(app, global, action);
     addResampleCommand(app, global, action);
+    addLoudnessCommand(app, global, action);
 
     // The first word that is not an option names the command.
     for (int i = 1; i < argc; ++i) {
