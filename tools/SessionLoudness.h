@@ -30,7 +30,7 @@ enum class Normalise { kOff, kUniform, kPerOrigin };
 // Settings of one input file ([File.N]).
 struct FileSettings {
     std::optional<Qm::FrameRate> frameRate;  // FrameRate=: the material's video frame rate
-    std::vector<Aud::eChannelRole> roles;  // empty: from the file (ChannelRoles.h)
+    std::vector<Aud::eChannelRole> roles;    // empty: from the file (ChannelRoles.h)
     int rolesLine = 0;
     int origin = 0;  // 1 to 8 (the preference names' order); 0: none named
     int originLine = 0;

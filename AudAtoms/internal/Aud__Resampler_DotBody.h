@@ -54,7 +54,7 @@ void dotsBody(const double* const* c, const double* const* x, unsigned count, un
         const typename V::D* const accs[4] = {a0, a1, a2, a3};
         for (unsigned j = 0; j < 4; ++j) {
             double s[8];
-            for (unsigned v = 0; v < kVecs; ++v) V::store(s + v * kL, accs[j][v]);
+            for (std::size_t v = 0; v < kVecs; ++v) V::store(s + v * kL, accs[j][v]);
             out[k + j] = ((s[0] + s[4]) + (s[2] + s[6])) + ((s[1] + s[5]) + (s[3] + s[7]));
         }
     }
