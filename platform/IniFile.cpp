@@ -68,7 +68,7 @@ int QmIniFile::fromText(const std::string& text) {
     Section* current = nullptr;
     int skipped = 0;
     while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
+        while (!line.empty() && line.back() == '\r') line.pop_back();
         const auto first = line.find_first_not_of(" \t");
         if (first == std::string::npos) continue;
         if (line[first] == ';' || line[first] == '#') continue;

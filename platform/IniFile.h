@@ -7,7 +7,7 @@
 // comments, blank lines are ignored; unreadable lines (no '=', an unclosed "[", a NUL
 // byte, or an entry before any section) are skipped, never fatal; the entries under an
 // unreadable section header are skipped too. Entries are split exactly at
-// the first '=' with nothing trimmed (a CR line end is dropped); leading blanks are
+// the first '=' with nothing trimmed (CRs ending a line are dropped); leading blanks are
 // allowed before '[', ';' and '#'. A section named twice continues the first.
 // toText writes "[name]" then "attribute=value" lines, a blank line between sections;
 // invalid pairs are not written. save() is atomic (temporary file and rename, see

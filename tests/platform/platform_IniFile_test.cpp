@@ -212,3 +212,22 @@ TEST(IniFile, ALineWithANulByteIsSkippedWithTheEntriesUnderIt) {
     EXPECT_EQ(ini.fromText(text), 3);
     EXPECT_EQ(ini.toText(), "[A]\nk=v\n\n[C]\ngood=1\n");
 }
+
+// Found by fuzzing: a value ending in several CRs lost one more at every reading.
+TEST(IniFile, EveryCrEndingALineIsDropped) {
+    QmIniFile ini;
+    EXPECT_EQ(ini.fromText("[S]\r\r\na=1\r\r\r\nb=x\ry\r\n"), 0);
+    EXPECT_EQ(ini.toText(), "[S]\na=1\nb=x\ry\n");
+    QmIniFile again;
+    EXPECT_EQ(again.fromText(ini.toText()), 0);
+    EXPECT_EQ(again.toText(), ini.toText());
+    const std::string found =
+        withNuls("[]\n]\n%\xb9=\n=\n\xb9=\n\n%\xb9=\n=\n\xb9"
+                 "0=\n%\xb9\n==\n\xb9=\n\n%=\n=\n\xb9=\n\n%\xb9="
+                 "\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\r\n=\n\xb9"
+                 "0=\n%\xb9\n=\xb9\n\xb9=\n");
+    ASSERT_EQ(found.size(), 103u);
+    ini.fromText(found);
+    again.fromText(ini.toText());
+    EXPECT_EQ(again.toText(), ini.toText());
+}
