@@ -3,7 +3,9 @@
 // thread from the start of each block to its output; automation edits are made between
 // blocks, unarmed, as a user interface would make them. Counted: every operator new,
 // and (outside sanitizer builds, whose runtime owns malloc) every malloc, calloc and
-// realloc, which catches allocations inside libsndfile's reading too.
+// realloc, which catches allocations inside libsndfile's reading too. Every form of
+// operator new and delete is replaced, so that each allocation is released by its own
+// allocator.
 #include "tools/RenderJob.h"
 #include "tools/Session.h"
 
@@ -39,6 +41,25 @@ void* operator new[](std::size_t n) {
     if (void* p = std::malloc(n == 0 ? 1 : n)) return p;
     throw std::bad_alloc();
 }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
+    note();
+    return std::malloc(n == 0 ? 1 : n);
+}
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
+    note();
+    return std::malloc(n == 0 ? 1 : n);
+}
+void* operator new(std::size_t n, std::align_val_t a) {
+    note();
+    const std::size_t align = static_cast<std::size_t>(a);
+    if (void* p = std::aligned_alloc(align, (n + align - 1) / align * align)) return p;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t n, std::align_val_t a) { return operator new(n, a); }
+void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
