@@ -6,6 +6,8 @@
 # Prints, per period, the callback time (wall) as a fraction of the period (p50, p99,
 # p99.9, max) and the xrun and underrun counts.
 # Usage: scripts/play-bench.sh [BUILD_DIR] [SECONDS] [PERIOD...]
+# With PLAY_BENCH_JSON=PREFIX set, each period's full JSON result (wall and processor
+# time percentiles) is kept as PREFIX-<period>.json.
 # The server runs in realtime mode when the machine allows it (else it is retried
 # without; the figures then say so). Figures taken while other work runs are noisy.
 set -euo pipefail
@@ -48,6 +50,7 @@ for p in "${periods[@]}"; do
   fi
   "$tool" --json play "$work/session/session.ini" --server "$server" --no-ui --no-connect \
     --seconds "$seconds" > "$work/out.json"
+  [[ -n "${PLAY_BENCH_JSON:-}" ]] && cp "$work/out.json" "$PLAY_BENCH_JSON-$p.json"
   python3 - "$work/out.json" "$p" "$mode" <<'PY'
 import json, sys
 j = json.load(open(sys.argv[1]))
