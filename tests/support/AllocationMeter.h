@@ -21,25 +21,19 @@ namespace allocation_meter_detail {
 inline std::atomic<long long> g_live{0};
 inline std::atomic<long long> g_peak{0};
 
-inline void* take(std::size_t n) {
-    void* p = std::malloc(n == 0 ? 1 : n);
+// Counts a fresh block as live and raises the peak when it is a new high.
+inline void* record(void* p) {
     if (!p) throw std::bad_alloc();
-    const long long live = g_live.fetch_add(static_cast<long long>(::malloc_usable_size(p))) +
-                           static_cast<long long>(::malloc_usable_size(p));
+    const long long size = static_cast<long long>(::malloc_usable_size(p));
+    const long long live = g_live.fetch_add(size) + size;
     long long peak = g_peak.load();
     while (live > peak && !g_peak.compare_exchange_weak(peak, live)) {}
     return p;
 }
+inline void* take(std::size_t n) { return record(std::malloc(n == 0 ? 1 : n)); }
 inline void* takeAligned(std::size_t n, std::align_val_t a) {
-    void* p =
-        std::aligned_alloc(static_cast<std::size_t>(a), (n + static_cast<std::size_t>(a) - 1) /
-                                                            static_cast<std::size_t>(a) * static_cast<std::size_t>(a));
-    if (!p) throw std::bad_alloc();
-    const long long live = g_live.fetch_add(static_cast<long long>(::malloc_usable_size(p))) +
-                           static_cast<long long>(::malloc_usable_size(p));
-    long long peak = g_peak.load();
-    while (live > peak && !g_peak.compare_exchange_weak(peak, live)) {}
-    return p;
+    const std::size_t align = static_cast<std::size_t>(a);
+    return record(std::aligned_alloc(align, (n + align - 1) / align * align));
 }
 inline void give(void* p) noexcept {
     if (!p) return;
