@@ -103,32 +103,31 @@ void writeCountsAtExit() {
     }
 }
 
-// Arms the loading (main) thread from AUDATOMS_FAULT.
+// Arms the loading (main) thread from AUDATOMS_FAULT: "count:<file>" or
+// "<op>:<k>:<errno name>"; anything else stops the program with a message.
 [[gnu::constructor]] void armFromEnvironment() {
-    const char* spec = std::getenv("AUDATOMS_FAULT");
-    if (!spec || !*spec) return;
-    const std::string text(spec);
+    const char* setting = std::getenv("AUDATOMS_FAULT");
+    if (!setting || !*setting) return;
+    const std::string text(setting);
     const auto colon = text.find(':');
     const std::string what = text.substr(0, colon);
     if (what == "count" && colon != std::string::npos) {
-        std::snprintf(g_countFile, sizeof g_countFile, "%s", spec + colon + 1);
+        std::snprintf(g_countFile, sizeof g_countFile, "%s", setting + colon + 1);
         count();
         std::atexit(writeCountsAtExit);
         return;
     }
     const auto colon2 = colon == std::string::npos ? std::string::npos : text.find(':', colon + 1);
-    if (colon2 == std::string::npos) {
-        std::fprintf(stderr, "fault injection: AUDATOMS_FAULT=%s is not <op>:<k>:<errno>\n", spec);
-        std::abort();
+    if (colon2 != std::string::npos) {
+        const int k = std::atoi(text.substr(colon + 1, colon2 - colon - 1).c_str());
+        const int error = errnoByName(text.substr(colon2 + 1));
+        for (Op op : kAllOps)
+            if (what == name(op) && k > 0 && error != 0) {
+                arm(op, k, error);
+                return;
+            }
     }
-    const int k = std::atoi(text.substr(colon + 1, colon2 - colon - 1).c_str());
-    const int error = errnoByName(text.substr(colon2 + 1));
-    for (Op op : kAllOps)
-        if (what == name(op) && k > 0 && error != 0) {
-            arm(op, k, error);
-            return;
-        }
-    std::fprintf(stderr, "fault injection: AUDATOMS_FAULT=%s is not <op>:<k>:<errno>\n", spec);
+    std::fprintf(stderr, "fault injection: AUDATOMS_FAULT=%s is not <op>:<k>:<errno>\n", setting);
     std::abort();
 }
 
