@@ -1,8 +1,9 @@
-// Aud::Resampler::process allocates nothing: this program replaces the global operator
-// new / delete with counting versions and counts every allocation made while streaming
+// Aud::Resampler::process allocates nothing: the allocation meter (which replaces the
+// global operator new and delete) counts every allocation made while streaming
 // (exact and interpolated phase tables, several channel counts, full and partial output
 // room, NaN input, reset).
 #include "AudAtoms/kernels/Aud__Resampler.h"
+#include "tests/support/AllocationMeter.h"
 
 #include <gtest/gtest.h>
 
@@ -11,31 +12,6 @@
 #include <limits>
 #include <new>
 #include <vector>
-
-namespace {
-std::atomic<bool> counting{false};
-std::atomic<long> allocations{0};
-
-void* allocate(std::size_t n, std::size_t align = 0) {
-    if (counting.load(std::memory_order_relaxed)) allocations.fetch_add(1, std::memory_order_relaxed);
-    void* p = align ? std::aligned_alloc(align, (n + align - 1) / align * align) : std::malloc(n ? n : 1);
-    if (!p) throw std::bad_alloc();
-    return p;
-}
-}  // namespace
-
-void* operator new(std::size_t n) { return allocate(n); }
-void* operator new[](std::size_t n) { return allocate(n); }
-void* operator new(std::size_t n, std::align_val_t a) { return allocate(n, std::size_t(a)); }
-void* operator new[](std::size_t n, std::align_val_t a) { return allocate(n, std::size_t(a)); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
 
 TEST(ResamplerNoAlloc, ProcessAndResetAllocateNothing) {
     const Aud::SampleRate r44(Aud::keBaseSampleRate44100), r48(Aud::keBaseSampleRate48000);
@@ -52,7 +28,7 @@ TEST(ResamplerNoAlloc, ProcessAndResetAllocateNothing) {
             op[c] = out[c].data();
         }
         for (Aud::Resampler* r : {&exact, &interpolated}) {
-            counting = true;
+            audatoms::test::AllocationMeter meter;
             std::size_t total = 0;
             for (int pass = 0; pass < 3; ++pass) {
                 total += r->process(ip.data(), in[0].size(), op.data(), out[0].size()).produced;
@@ -60,10 +36,9 @@ TEST(ResamplerNoAlloc, ProcessAndResetAllocateNothing) {
             }
             r->reset();
             total += r->process(ip.data(), in[0].size(), op.data(), out[0].size()).produced;
-            counting = false;
+            const long long allocations = meter.allocations();
             EXPECT_GT(total, 0u);
-            EXPECT_EQ(allocations.load(), 0) << channels << " channels";
-            allocations = 0;
+            EXPECT_EQ(allocations, 0) << channels << " channels";
         }
     }
 }

@@ -2,6 +2,7 @@
 // at construction (no allocation while processing, no growth of the process), a burst of
 // non-finite samples in the middle changes nothing, and the statistics stay exact.
 #include "AudAtoms/AudAtoms.h"
+#include "tests/support/AllocationMeter.h"
 
 #include <gtest/gtest.h>
 
@@ -13,33 +14,6 @@
 #include <memory>
 #include <new>
 #include <vector>
-
-namespace {
-std::atomic<std::size_t> gAllocations{0};
-std::atomic<std::size_t> gBytes{0};
-
-void* allocate(std::size_t n, std::size_t align = 0) {
-    gAllocations.fetch_add(1, std::memory_order_relaxed);
-    gBytes.fetch_add(n, std::memory_order_relaxed);
-    void* p = align ? std::aligned_alloc(align, (n + align - 1) / align * align) : std::malloc(n ? n : 1);
-    if (!p) throw std::bad_alloc();
-    return p;
-}
-}  // namespace
-
-// Every allocation of the program, the meter's included, is counted.
-void* operator new(std::size_t n) { return allocate(n); }
-void* operator new[](std::size_t n) { return allocate(n); }
-void* operator new(std::size_t n, std::align_val_t a) { return allocate(n, std::size_t(a)); }
-void* operator new[](std::size_t n, std::align_val_t a) { return allocate(n, std::size_t(a)); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
 
 using namespace Aud;
 
@@ -63,9 +37,9 @@ TEST(LoudnessLongRun, TenHoursInFixedMemoryWithANonFiniteBurst) {
     // depend on the rate or the channel count in any way this would hide.
     const double rate = 11025.0;
     const std::size_t blockFrames = 11025 * 60;  // one minute per call
-    const std::size_t before = gBytes.load();
+    audatoms::test::AllocationMeter construction;
     auto meter = std::make_unique<Loudness>(std::vector<eChannelRole>{keRoleCentre}, rate, false);
-    const std::size_t constructionBytes = gBytes.load() - before;
+    const auto constructionBytes = std::size_t(construction.allocatedBytes());
     ASSERT_EQ(meter->status(), sSuccess);
 
     // One minute of a 1 kHz sine at peak 1; each hour alternates -20 and -30 dBFS.
@@ -74,8 +48,8 @@ TEST(LoudnessLongRun, TenHoursInFixedMemoryWithANonFiniteBurst) {
         unit[i] = float(std::sin(6.283185307179586 * 1000.0 * double(i) / rate));
     const float* channels[1] = {block.data()};
 
-    const std::size_t allocationsBefore = gAllocations.load();
     const long rssBefore = residentBytes();
+    audatoms::test::AllocationMeter processing;
     for (int minute = 0; minute < 600; ++minute) {
         const float gain = float(std::pow(10.0, ((minute / 60) % 2 == 0 ? -20.0 : -30.0) / 20.0));
         for (std::size_t i = 0; i < blockFrames; ++i) block[i] = unit[i] * gain;
@@ -84,7 +58,7 @@ TEST(LoudnessLongRun, TenHoursInFixedMemoryWithANonFiniteBurst) {
                 block[i] = (i % 2) ? std::numeric_limits<float>::quiet_NaN() : std::numeric_limits<float>::infinity();
         ASSERT_EQ(meter->process(channels, blockFrames), sSuccess);
     }
-    const std::size_t allocationsDuring = gAllocations.load() - allocationsBefore;
+    const auto allocationsDuring = std::size_t(processing.allocations());
     const long rssGrowth = residentBytes() - rssBefore;
 
     EXPECT_EQ(allocationsDuring, 0u);
@@ -114,14 +88,14 @@ TEST(LoudnessLongRun, FiveOneWithTruePeakAllocatesNothingWhileProcessing) {
         for (std::size_t i = 0; i < buf[c].size(); ++i) buf[c][i] = float(0.1 * std::sin(0.05 * double(i * (c + 1))));
     const float* ptrs[6];
     for (std::size_t c = 0; c < 6; ++c) ptrs[c] = buf[c].data();
-    const std::size_t before = gAllocations.load();
+    audatoms::test::AllocationMeter processing;
     for (int second = 0; second < 20; ++second)
         for (std::size_t at : {std::size_t(0), std::size_t(1), std::size_t(4000), std::size_t(47000)}) {
             const float* shifted[6];
             for (std::size_t c = 0; c < 6; ++c) shifted[c] = ptrs[c] + at;
             meter.process(shifted, 1000);
         }
-    EXPECT_EQ(gAllocations.load() - before, 0u);
+    EXPECT_EQ(processing.allocations(), 0);
     (void)meter.integrated();
     (void)meter.loudnessRange();
     EXPECT_GT(meter.truePeak(), 0.0f);
