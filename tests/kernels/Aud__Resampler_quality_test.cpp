@@ -38,11 +38,6 @@ Limits limitsFor(Resampler::eQuality q) {
     return {0.91, 0.000001, 140.0, -145.0};
 }
 
-struct Conversion {
-    const char* name;
-    SampleRate from, to;
-};
-
 double hz(const SampleRate& r) { return r.calcCombinedSampleRate(); }
 
 struct Measured {
@@ -52,20 +47,10 @@ struct Measured {
 
 class ResamplerQuality : public ::testing::TestWithParam<std::tuple<int, int>> {};
 
-const Conversion kConversions[] = {
-    {"44.1->48", SampleRate(Aud::keBaseSampleRate44100), SampleRate(Aud::keBaseSampleRate48000)},
-    {"48->44.1", SampleRate(Aud::keBaseSampleRate48000), SampleRate(Aud::keBaseSampleRate44100)},
-    {"48->96", SampleRate(Aud::keBaseSampleRate48000), SampleRate(Aud::keBaseSampleRate96000)},
-    {"96->48", SampleRate(Aud::keBaseSampleRate96000), SampleRate(Aud::keBaseSampleRate48000)},
-    {"32->48", SampleRate(Aud::keBaseSampleRate32000), SampleRate(Aud::keBaseSampleRate48000)},
-    {"48->48/1.001", SampleRate(Aud::keBaseSampleRate48000),
-     SampleRate(Aud::keBaseSampleRate48000, Aud::keFactor1000_1001)},
-};
-
 }  // namespace
 
 TEST_P(ResamplerQuality, MeetsTheDocumentedFigures) {
-    const Conversion& cv = kConversions[std::get<0>(GetParam())];
+    const Conversion& cv = kResamplerConversions[std::get<0>(GetParam())];
     const auto q = Resampler::eQuality(std::get<1>(GetParam()));
     const Limits lim = limitsFor(q);
     const double fin = hz(cv.from), fout = hz(cv.to);
@@ -167,7 +152,7 @@ TEST_P(ResamplerQuality, MeetsTheDocumentedFigures) {
 
 INSTANTIATE_TEST_SUITE_P(All, ResamplerQuality, ::testing::Combine(::testing::Range(0, 6), ::testing::Range(0, 3)),
                          [](const ::testing::TestParamInfo<std::tuple<int, int>>& p) {
-                             std::string n = std::string(kConversions[std::get<0>(p.param)].name) + "_" +
+                             std::string n = std::string(kResamplerConversions[std::get<0>(p.param)].name) + "_" +
                                              Aud::resamplerQualityName(Resampler::eQuality(std::get<1>(p.param)));
                              for (char& c : n)
                                  if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';

@@ -29,21 +29,6 @@ using namespace audatoms::test;
 
 namespace {
 
-struct Conversion {
-    const char* name;
-    SampleRate from, to;
-};
-
-const Conversion kConversions[] = {
-    {"44.1->48", SampleRate(Aud::keBaseSampleRate44100), SampleRate(Aud::keBaseSampleRate48000)},
-    {"48->44.1", SampleRate(Aud::keBaseSampleRate48000), SampleRate(Aud::keBaseSampleRate44100)},
-    {"48->96", SampleRate(Aud::keBaseSampleRate48000), SampleRate(Aud::keBaseSampleRate96000)},
-    {"96->48", SampleRate(Aud::keBaseSampleRate96000), SampleRate(Aud::keBaseSampleRate48000)},
-    {"32->48", SampleRate(Aud::keBaseSampleRate32000), SampleRate(Aud::keBaseSampleRate48000)},
-    {"48->48/1.001", SampleRate(Aud::keBaseSampleRate48000),
-     SampleRate(Aud::keBaseSampleRate48000, Aud::keFactor1000_1001)},
-};
-
 std::vector<float> viaSamplerate(const std::vector<float>& x, double fin, double fout) {
     std::vector<float> y(std::size_t(double(x.size()) * fout / fin) + 64);
     SRC_DATA d{};
@@ -139,7 +124,7 @@ class ResamplerReference : public ::testing::TestWithParam<int> {};
 }  // namespace
 
 TEST_P(ResamplerReference, BestIsAtLeastAsGoodAsLibsamplerateBest) {
-    const Conversion& cv = kConversions[GetParam()];
+    const Conversion& cv = kResamplerConversions[GetParam()];
     const double fin = cv.from.calcCombinedSampleRate(), fout = cv.to.calcCombinedSampleRate();
     const Figures ours = measure(cv, [&](const std::vector<float>& x) { return viaOurs(x, cv); });
     const Figures src = measure(cv, [&](const std::vector<float>& x) { return viaSamplerate(x, fin, fout); });
@@ -177,7 +162,7 @@ double differenceToSoxr(const Conversion& cv, double top, bool flat) {
 // Noise up to 0.85 of the lower Nyquist frequency against libsoxr's flat passband, and
 // up to half of it against its default (whose roll-off starts above that).
 TEST_P(ResamplerReference, BestMatchesLibsoxrVeryHighOnBandLimitedNoise) {
-    const Conversion& cv = kConversions[GetParam()];
+    const Conversion& cv = kResamplerConversions[GetParam()];
     const double flat = differenceToSoxr(cv, 0.85, true);
     const double rolled = differenceToSoxr(cv, 0.5, false);
     std::printf("[reference] %-13s difference to libsoxr very high quality on band-limited noise: %.1f dB "
@@ -188,7 +173,7 @@ TEST_P(ResamplerReference, BestMatchesLibsoxrVeryHighOnBandLimitedNoise) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ResamplerReference, ::testing::Range(0, 6), [](const ::testing::TestParamInfo<int>& p) {
-    std::string n = kConversions[p.param].name;
+    std::string n = kResamplerConversions[p.param].name;
     for (char& c : n)
         if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
     return n;

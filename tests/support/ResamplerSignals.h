@@ -1,7 +1,8 @@
 // Test signals and measurements for sample-rate conversion: generated sines, noise and
 // sweeps, a whole-signal conversion that removes the converter's delay, and the fits
 // that turn an output into figures in dB (THD+N of a sine, gain at a frequency, level
-// of what should be silent). Header-only; used by the resampler's tests and benchmark.
+// of what should be silent), and the conversions the tests measure. Header-only; used by
+// the resampler's tests and the tool's resample tests.
 #pragma once
 
 #include "AudAtoms/kernels/Aud__Resampler.h"
@@ -15,6 +16,21 @@
 namespace audatoms::test {
 
 constexpr double kTwoPi = 6.283185307179586476925286766559;
+
+// The conversions the resampler's quality and reference tests measure.
+struct Conversion {
+    const char* name;
+    Aud::SampleRate from, to;
+};
+inline const Conversion kResamplerConversions[] = {
+    {"44.1->48", Aud::SampleRate(Aud::keBaseSampleRate44100), Aud::SampleRate(Aud::keBaseSampleRate48000)},
+    {"48->44.1", Aud::SampleRate(Aud::keBaseSampleRate48000), Aud::SampleRate(Aud::keBaseSampleRate44100)},
+    {"48->96", Aud::SampleRate(Aud::keBaseSampleRate48000), Aud::SampleRate(Aud::keBaseSampleRate96000)},
+    {"96->48", Aud::SampleRate(Aud::keBaseSampleRate96000), Aud::SampleRate(Aud::keBaseSampleRate48000)},
+    {"32->48", Aud::SampleRate(Aud::keBaseSampleRate32000), Aud::SampleRate(Aud::keBaseSampleRate48000)},
+    {"48->48/1.001", Aud::SampleRate(Aud::keBaseSampleRate48000),
+     Aud::SampleRate(Aud::keBaseSampleRate48000, Aud::keFactor1000_1001)},
+};
 
 // amplitude * sin(2 pi f k / rate), k = 0..frames-1 (phase reduced exactly first).
 inline std::vector<float> makeSine(double frequency, double rate, std::size_t frames, double amplitude) {
