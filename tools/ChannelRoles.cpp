@@ -1,6 +1,5 @@
 #include "tools/ChannelRoles.h"
 
-#include "tools/AudioSource.h"
 #include "tools/TextParse.h"
 #include "tools/ToolError.h"
 
@@ -40,9 +39,9 @@ std::vector<Aud::eChannelRole> rolesFromChannelMap(const std::vector<int>& map) 
     return roles;
 }
 
-std::vector<Aud::eChannelRole> fileRoles(const SndfileSource& source) {
-    std::vector<Aud::eChannelRole> roles = rolesFromChannelMap(source.channelMap());
-    return roles.empty() ? defaultRoles(source.format().channels) : roles;
+std::vector<Aud::eChannelRole> fileRoles(const std::vector<int>& channelMap, unsigned channels) {
+    std::vector<Aud::eChannelRole> roles = rolesFromChannelMap(channelMap);
+    return roles.empty() ? defaultRoles(channels) : roles;
 }
 
 std::vector<Aud::eChannelRole> parseRoles(const std::string& text) {

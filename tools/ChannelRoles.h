@@ -15,13 +15,12 @@
 
 namespace audtool {
 
-class SndfileSource;
-
 std::vector<Aud::eChannelRole> defaultRoles(unsigned channels);
 // Roles from libsndfile's channel map values; empty when the map is empty.
 std::vector<Aud::eChannelRole> rolesFromChannelMap(const std::vector<int>& map);
-// The file's map when it has one, otherwise the defaults for its channel count.
-std::vector<Aud::eChannelRole> fileRoles(const SndfileSource& source);
+// A file's roles: from its channel map when it has one, otherwise the defaults for its
+// channel count.
+std::vector<Aud::eChannelRole> fileRoles(const std::vector<int>& channelMap, unsigned channels);
 // "L,R,C": comma list of role names (blanks allowed); InputError naming a bad one.
 std::vector<Aud::eChannelRole> parseRoles(const std::string& text);
 std::string rolesText(const std::vector<Aud::eChannelRole>& roles);

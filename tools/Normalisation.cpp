@@ -46,7 +46,8 @@ std::vector<NormalisationLine> planInputNormalisation(const Session& session) {
             throw InputError(session.name + ":" + std::to_string(f.line) + ": " + e.what());
         }
         const unsigned channels = source->format().channels;
-        std::vector<Aud::eChannelRole> roles = fs.roles.empty() ? fileRoles(*source) : fs.roles;
+        std::vector<Aud::eChannelRole> roles =
+            fs.roles.empty() ? fileRoles(source->channelMap(), source->format().channels) : fs.roles;
         if (roles.size() != channels)
             throw InputError(session.name + ":" + std::to_string(fs.rolesLine) + ": Roles= names " +
                              std::to_string(roles.size()) + " channels, but " + f.path.string() + " has " +

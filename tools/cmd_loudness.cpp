@@ -59,7 +59,8 @@ std::unique_ptr<Result> runLoudness(const GlobalOptions& g, const LoudnessOption
         FileLoudness f;
         f.path = path.string();
         f.rate = source.format().rate;
-        f.summary = measureSource(source, fileRoles(source), [&](double x) { bar.update(x); });
+        f.summary = measureSource(source, fileRoles(source.channelMap(), source.format().channels),
+                                  [&](double x) { bar.update(x); });
         bar.finish();
         result->files.push_back(std::move(f));
     }
