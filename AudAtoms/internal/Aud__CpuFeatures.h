@@ -23,6 +23,10 @@ bool supports(eInstructionSet set);
 // The widest instruction set that supports() allows.
 eInstructionSet widest();
 
+// Whether the CPU runs AVX-512 but executes each 512-bit operation as two 256-bit halves
+// (AMD family 19h). A family whose AVX2 loops measure faster there picks them instead.
+bool splitsWideVectors();
+
 // "SSE2", "AVX2", "AVX-512"; "?" for a value outside the enumeration.
 const char* name(eInstructionSet set);
 

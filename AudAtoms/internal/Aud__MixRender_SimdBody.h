@@ -7,7 +7,7 @@
 // load the compiler may not repeat as a memory operand of each use: a misaligned load
 // costs two cache-line accesses, and the peak kernels use each sample twice), store, set1,
 // mul, add, abs, peakMax(x, acc) = x > acc ? x : acc per lane (the scalar peak rule),
-// spill (store to an aligned array); the unsigned 32-bit lanes VI with seti (all lanes
+// hmax (the lanes folded by peakMax into one float); the unsigned 32-bit lanes VI with seti (all lanes
 // one value), iota (lane k holds k), addi (wrapping) and toFloat (each lane to the
 // nearest float, as static_cast<float> of an unsigned does); with kMasked also M,
 // firstLanes(k), loadMasked, storeMasked, peakMaxMasked.
@@ -89,11 +89,8 @@ struct PeakAcc {
     float result() const {
         V all = acc[0];
         for (unsigned u = 1; u < U; ++u) all = Ops::peakMax(acc[u], all);
-        alignas(64) float lanes[Ops::W];
-        Ops::spill(lanes, all);
-        float r = p;
-        for (std::size_t j = 0; j < Ops::W; ++j) r = lanes[j] > r ? lanes[j] : r;
-        return r;
+        const float lanes = Ops::hmax(all);
+        return lanes > p ? lanes : p;
     }
 };
 

@@ -22,7 +22,14 @@ struct Avx2Ops {
         return v;
     }
     static void store(float* p, V v) { _mm256_storeu_ps(p, v); }
-    static void spill(float* p, V v) { _mm256_store_ps(p, v); }
+    // The lanes folded by the peak rule, in registers (the order cannot matter: see the
+    // loop bodies' note on folding).
+    static float hmax(V v) {
+        __m128 h = _mm_max_ps(_mm256_extractf128_ps(v, 1), _mm256_castps256_ps128(v));
+        h = _mm_max_ps(_mm_movehl_ps(h, h), h);
+        h = _mm_max_ps(_mm_shuffle_ps(h, h, 0x55), h);
+        return _mm_cvtss_f32(h);
+    }
     static V set1(float x) { return _mm256_set1_ps(x); }
     static V mul(V a, V b) { return _mm256_mul_ps(a, b); }
     static V add(V a, V b) { return _mm256_add_ps(a, b); }

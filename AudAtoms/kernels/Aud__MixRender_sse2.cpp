@@ -21,7 +21,13 @@ struct Sse2Ops {
         return v;
     }
     static void store(float* p, V v) { _mm_storeu_ps(p, v); }
-    static void spill(float* p, V v) { _mm_store_ps(p, v); }
+    // The lanes folded by the peak rule, in registers (the order cannot matter: see the
+    // loop bodies' note on folding).
+    static float hmax(V v) {
+        v = _mm_max_ps(_mm_movehl_ps(v, v), v);
+        v = _mm_max_ps(_mm_shuffle_ps(v, v, 0x55), v);
+        return _mm_cvtss_f32(v);
+    }
     static V set1(float x) { return _mm_set1_ps(x); }
     static V mul(V a, V b) { return _mm_mul_ps(a, b); }
     static V add(V a, V b) { return _mm_add_ps(a, b); }

@@ -33,6 +33,8 @@ using namespace Aud::MixRender;
 namespace {
 
 const unsigned kSizes[] = {64, 256, 1024, 4096, 65536};
+const unsigned kSetSizes[] = {256, 1024, 4096};  // the instruction-set comparison
+const eInstructionSet kSets[] = {eInstructionSet::kSSE2, eInstructionSet::kAVX2, eInstructionSet::kAVX512};
 constexpr double kMinTime = 0.02;  // seconds per measurement
 constexpr int kPasses = 7;
 
@@ -142,6 +144,24 @@ void registerAll() {
                     benchmark::ClobberMemory();
                 }
             })->MinTime(kMinTime);
+        }
+    }
+    // Every instruction set this CPU runs, forced one at a time (aligned buffers), so that
+    // the table shows which one is fastest for each kernel beside the one selected.
+    for (eInstructionSet set : kSets) {
+        if (!isInstructionSetSupported(set)) continue;
+        for (const Kernel& k : kernels()) {
+            for (unsigned size : kSetSizes) {
+                const std::string variant = std::string("aligned@") + getInstructionSetName(set);
+                benchmark::RegisterBenchmark(key(k.name, size, variant).c_str(), [k, size, set](benchmark::State& st) {
+                    setInstructionSet(set);
+                    for (auto _ : st) {
+                        k.fast(arena(0).p, arena(1).p, arena(2).p, size / 4);
+                        benchmark::ClobberMemory();
+                    }
+                    selectBestInstructionSet();
+                })->MinTime(kMinTime);
+            }
         }
     }
     for (unsigned size : kSizes) {
@@ -296,6 +316,29 @@ void printTables(const std::map<std::string, double>& t) {
             std::snprintf(line, sizeof line, "%s %u: worst misaligned %.2f x aligned (aim 1.3) %s", k.name.c_str(),
                           size, worst, verdict(worst, 1.3));
             misses.push_back(line);
+        }
+    }
+    std::printf("\nEvery instruction set, aligned, CPU ns per call (* the fastest; selected: %s, PeakScan %s)\n",
+                getInstructionSetName(getInstructionSet()), getInstructionSetName(getPeakScanInstructionSet()));
+    std::printf("%-38s %6s", "kernel", "size");
+    for (eInstructionSet set : kSets)
+        if (isInstructionSetSupported(set)) std::printf(" %10s", getInstructionSetName(set));
+    std::printf("\n");
+    for (const Kernel& k : kernels()) {
+        for (unsigned size : kSetSizes) {
+            double fastest = 0;
+            for (eInstructionSet set : kSets) {
+                if (!isInstructionSetSupported(set)) continue;
+                const double ns = at(key(k.name, size, std::string("aligned@") + getInstructionSetName(set)));
+                if (fastest == 0 || ns < fastest) fastest = ns;
+            }
+            std::printf("%-38s %6u", k.name.c_str(), size);
+            for (eInstructionSet set : kSets) {
+                if (!isInstructionSetSupported(set)) continue;
+                const double ns = at(key(k.name, size, std::string("aligned@") + getInstructionSetName(set)));
+                std::printf(" %9.1f%s", ns, ns == fastest ? "*" : " ");
+            }
+            std::printf("\n");
         }
     }
     std::printf("\n%-38s %6s %10s\n", "baseline", "size", "ns");

@@ -13,6 +13,12 @@
 
 #include <gtest/gtest.h>
 
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
+#include <bit>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <ostream>
@@ -378,6 +384,40 @@ TEST(MixRenderInstructionSets, SelectionAndForcing) {
 }
 
 #if defined(__x86_64__)
+// AMD family 19h, read from the CPU here on its own.
+bool isAmdFamily19h() {
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    __cpuid(0, a, b, c, d);
+    const bool amd = b == 0x68747541u && d == 0x69746e65u && c == 0x444d4163u;  // "AuthenticAMD"
+    __cpuid(1, a, b, c, d);
+    const unsigned base = (a >> 8) & 0xFu;
+    return amd && (base == 0xFu ? base + ((a >> 20) & 0xFFu) : base) == 0x19u;
+}
+
+TEST(MixRenderInstructionSets, ThePeakScanRunsAvx2WhereWideOperationsSplit) {
+    selectBestInstructionSet();
+    const bool split = isInstructionSetSupported(eInstructionSet::kAVX512) && isAmdFamily19h();
+    EXPECT_EQ(getInstructionSet(), machineSets().back());  // the widest, for the mix loops
+    EXPECT_EQ(getPeakScanInstructionSet(), split ? eInstructionSet::kAVX2 : getInstructionSet());
+    // Forcing a set forces it for the peak scan too, and the first choice comes back.
+    for (eInstructionSet s : machineSets()) {
+        ASSERT_TRUE(setInstructionSet(s));
+        EXPECT_EQ(getPeakScanInstructionSet(), s);
+    }
+    selectBestInstructionSet();
+    EXPECT_EQ(getPeakScanInstructionSet(), split ? eInstructionSet::kAVX2 : getInstructionSet());
+    // The first choice gives the reference's peak, bit for bit, at every length and offset.
+    std::vector<float> v(4 * 300 + 16);
+    for (std::size_t i = 0; i < v.size(); ++i) v[i] = std::sin(float(i) * 0.37f) * float(i % 17);
+    for (unsigned off = 0; off < 16; ++off)
+        for (unsigned count = 0; count < 300; ++count) {
+            float fast = 0.25f, ref = 0.25f;
+            PeakScan(v.data() + off, count, &fast);
+            Reference::PeakScan(v.data() + off, count, &ref);
+            ASSERT_EQ(std::bit_cast<std::uint32_t>(fast), std::bit_cast<std::uint32_t>(ref)) << off << " " << count;
+        }
+}
+
 TEST(MixRenderInstructionSets, ThisMachineRunsEveryVariantItAdvertises) {
     EXPECT_EQ(isInstructionSetSupported(eInstructionSet::kAVX2), __builtin_cpu_supports("avx2") != 0);
     const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
