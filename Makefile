@@ -2,7 +2,8 @@
 #   make test           build and run the whole test suite
 #   make test-sanitize  the same under AddressSanitizer + UndefinedBehaviorSanitizer
 #   make test-tsan      the threaded tests under ThreadSanitizer (with the player's 60-s run)
-#   make bench          build and run the benchmarks (Release)
+#   make bench          build and run the benchmarks in the default build and in Release,
+#                       the render beside FFmpeg, and print one table of every aim
 #   make fuzz           run every fuzz target for FUZZ_SECONDS each (clang), one at a time
 #   make fuzz-long      the same, FUZZ_SECONDS (default 1800) each, all cores at once
 #   make demo           build everything and run the audatoms demo
@@ -44,11 +45,15 @@ test-tsan: deps
 	cmake --build build-tsan -j$(JOBS) --target audatoms_threaded_tests
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(CTEST) -L threaded
 
-bench: deps
+bench:
+	@scripts/install-deps.sh bench
 	cmake -S . -B build-bench $(GENERATOR) -DCMAKE_BUILD_TYPE=Release \
-	  -DAUDATOMS_BUILD_BENCH=ON -DAUDATOMS_BUILD_TESTS=OFF -DAUDATOMS_BUILD_TOOLS=OFF
+	  -DAUDATOMS_BUILD_BENCH=ON -DAUDATOMS_BUILD_TESTS=OFF -DAUDATOMS_BUILD_TOOLS=ON
 	cmake --build build-bench -j$(JOBS)
-	scripts/run-benchmarks.sh build-bench/bench
+	cmake -S . -B build-bench-default $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DAUDATOMS_BUILD_BENCH=ON -DAUDATOMS_BUILD_TESTS=OFF -DAUDATOMS_BUILD_TOOLS=ON
+	cmake --build build-bench-default -j$(JOBS)
+	scripts/run-benchmarks.sh build-bench-default build-bench
 
 fuzz-build: deps
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -73,4 +78,4 @@ install: build
 	cmake --install build
 
 clean:
-	rm -rf build build-asan build-tsan build-bench build-fuzz build-lint
+	rm -rf build build-asan build-tsan build-bench build-bench-default build-fuzz build-lint

@@ -2,6 +2,8 @@
 # Installs the Debian packages that building, testing, benchmarking and fuzzing
 # AudAtoms need, when any is missing. Uses apt-get when run as root; otherwise
 # prints the command to run and fails.
+#   scripts/install-deps.sh          everything but the benchmark-only packages
+#   scripts/install-deps.sh bench    those too (make bench)
 set -euo pipefail
 
 packages=(
@@ -19,6 +21,9 @@ packages=(
   # only (the library itself never links it).
   libebur128-dev
 )
+# The job a user would otherwise run, timed beside the render by make bench (audatoms
+# bench --ffmpeg): benchmark only, so not installed for building and testing.
+if [[ ${1:-} == bench ]]; then packages+=(ffmpeg); fi
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,8 +1,10 @@
-// audatoms bench [--inputs N] [--seconds S] [--skip-render]
+// audatoms bench [--inputs N] [--seconds S] [--skip-render] [--ffmpeg]
 // 1. Render speed: N inputs of S seconds at 48 kHz (24-bit, read from memory), level
 //    automation and a three-band equaliser on every input, four mix buses (the main
 //    mix and mixes 0..2, each to its own pair of outputs), output exported to 24-bit in
 //    memory; one core; reported as a multiple of real time.
+//    With --ffmpeg, FFmpeg mixing the same inputs (tools/FfmpegMix.h) is timed in the
+//    same run, and the render's speed is given as a multiple of FFmpeg's (aim: 10).
 // 2. Denormal guard: the cost of one block of a decaying filter tail (filter memory in
 //    the subnormal range) against one block of signal through a three-band equaliser,
 //    without and with platform::ScopedFlushDenormals. With the guard the tail must cost
@@ -10,6 +12,7 @@
 #include "tools/AudioFileWriter.h"
 #include "tools/BenchSession.h"
 #include "tools/Commands.h"
+#include "tools/FfmpegMix.h"
 #include "tools/RenderJob.h"
 #include "tools/Synth.h"
 #include "tools/ToolError.h"
@@ -27,6 +30,8 @@
 #include <optional>
 #include <random>
 
+#include <unistd.h>
+
 namespace audtool {
 
 namespace {
@@ -37,6 +42,7 @@ struct BenchOptions {
     unsigned inputs = 32;
     double seconds = 60;
     bool skipRender = false;
+    bool ffmpeg = false;       // also time FFmpeg mixing the same inputs
     std::string writeSession;  // write the benchmark session's files here instead
 };
 
@@ -165,6 +171,8 @@ GuardBench benchGuard() {
 }
 
 constexpr double kGuardLimit = 1.5;
+constexpr double kFfmpegAim = 10;     // the render at least this many times FFmpeg's speed
+constexpr double kRealTimeAim = 500;  // and this many times real time on one core
 
 // Text: a paragraph per measurement. JSON: "render" (unless --skip-render) and
 // "denormal" objects. The result is a failure when the guarded tail costs more than
@@ -172,7 +180,11 @@ constexpr double kGuardLimit = 1.5;
 struct BenchResult final : Result {
     BenchOptions options;
     std::optional<RenderBench> render;
+    std::optional<FfmpegMixRun> ffmpeg;
     GuardBench guard;
+
+    // FFmpeg's processor time over the render's: how many times faster the render is.
+    double timesFfmpeg() const { return ffmpeg->cpuSeconds / render->stats.cpuSeconds; }
 
     double ratio(int withGuard) const { return guard.tailUs[withGuard] / guard.signalUs[withGuard]; }
     bool passed() const { return ratio(1) <= kGuardLimit; }
@@ -186,6 +198,21 @@ struct BenchResult final : Result {
                 "        %.3f s of processor time (%.3f s wall) for %g s of audio: %.1f x real time\n",
                 options.inputs, options.seconds, Renderer::kMixBuses, render->outputs, render->stats.cpuSeconds,
                 render->stats.seconds, options.seconds, render->stats.timesRealTime());
+        if (render && ffmpeg) {
+            if (ffmpeg->ran)
+                s += formatText("ffmpeg: the same inputs, volume automation, 3 filters and a pan each, amix to one\n"
+                                "        stereo mix, 24-bit PCM; one thread\n"
+                                "        %.3f s of processor time (%.3f s wall): %.1f x real time\n",
+                                ffmpeg->cpuSeconds, ffmpeg->wallSeconds, options.seconds / ffmpeg->cpuSeconds);
+            else s += "ffmpeg: not measured: " + ffmpeg->why + "\n";
+        }
+        if (render)
+            s += formatText("aim: render %u inputs: %.1f x real time (aim %g) %s\n", options.inputs,
+                            render->stats.timesRealTime(), kRealTimeAim,
+                            render->stats.timesRealTime() >= kRealTimeAim ? "met" : "MISSED");
+        if (render && ffmpeg && ffmpeg->ran)
+            s += formatText("aim: render %u inputs: %.1f x FFmpeg's speed (aim %g) %s\n", options.inputs, timesFfmpeg(),
+                            kFfmpegAim, timesFfmpeg() >= kFfmpegAim ? "met" : "MISSED");
         s += formatText("denormal guard: one 1920-sample block of a 3-band equaliser, decaying tail vs signal\n"
                         "        without guard: signal %.1f us, tail %.1f us: %.2f x\n"
                         "        with guard:    signal %.1f us, tail %.1f us: %.2f x (limit %g)%s\n",
@@ -204,6 +231,15 @@ struct BenchResult final : Result {
                            {"render_cpu_seconds", render->stats.cpuSeconds},
                            {"times_real_time", render->stats.timesRealTime()},
                            {"times_real_time_wall", render->stats.timesRealTimeWall()}};
+        if (render && ffmpeg) {
+            if (ffmpeg->ran)
+                j["ffmpeg"] = {{"cpu_seconds", ffmpeg->cpuSeconds},
+                               {"wall_seconds", ffmpeg->wallSeconds},
+                               {"times_real_time", options.seconds / ffmpeg->cpuSeconds},
+                               {"render_times_faster", timesFfmpeg()},
+                               {"aim", kFfmpegAim}};
+            else j["ffmpeg"] = {{"not_measured", ffmpeg->why}};
+        }
         j["denormal"] = {
             {"block", 1920},
             {"tail_was_subnormal", guard.tailWasSubnormal},
@@ -235,6 +271,14 @@ std::unique_ptr<Result> runBench(const GlobalOptions& g, const BenchOptions& o) 
     if (!o.skipRender) {
         if (!g.quiet) std::fprintf(stderr, "rendering %u inputs x %g s ...\n", o.inputs, o.seconds);
         result->render = benchRender(o.inputs, o.seconds);
+        if (o.ffmpeg) {
+            if (!g.quiet) std::fprintf(stderr, "ffmpeg mixing the same inputs ...\n");
+            const std::filesystem::path dir =
+                std::filesystem::temp_directory_path() / formatText("audatoms-bench-%ld", long(getpid()));
+            result->ffmpeg = runFfmpegMix(dir, o.inputs, o.seconds);
+            std::error_code ignored;
+            std::filesystem::remove_all(dir, ignored);
+        }
     }
     result->guard = benchGuard();
     if (!result->passed())
@@ -257,6 +301,8 @@ void addBenchCommand(CLI::App& app, const GlobalOptions& g, Action& action) {
     sub->add_option("--inputs", o->inputs, "Inputs (1 to 32)")->capture_default_str();
     sub->add_option("--seconds", o->seconds, "Seconds of audio per input")->capture_default_str();
     sub->add_flag("--skip-render", o->skipRender, "Only the denormal measurement");
+    sub->add_flag("--ffmpeg", o->ffmpeg,
+                  "Also time FFmpeg (ffmpeg on PATH) mixing the same inputs, and give the ratio of the speeds");
     sub->add_option("--write-session", o->writeSession,
                     "Write the render benchmark's session (session.ini and its inputs) to this folder, for "
                     "audatoms play, and measure nothing");

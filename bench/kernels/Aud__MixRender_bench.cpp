@@ -12,7 +12,7 @@
 //   src+1, dst+1, both+1  misaligned time over aligned time
 //   /chain   aligned ramp time over the dependent-addition loop
 //   /ref     aligned kernel time over its scalar reference
-// with the aims checked at 1024 and 4096 samples.
+// with the aims checked at 256, 1024 and 4096 samples (lines "aim: ...").
 #include "AudAtoms/AudAtoms.h"
 #include "AudAtoms/kernels/Aud__MixRender_testing.h"
 #include "platform/FloatingPointMode.h"
@@ -65,7 +65,7 @@ struct Kernel {
     std::string name;
     KernelFn fast, reference;
     bool ramp;
-    double memcpyAim;  // 0: measured against the chain instead
+    double memcpyAim;  // 1.3 (2.6 with two destinations); 0: the serial ramps, measured against the chain
 };
 
 float gPeak = 0;
@@ -73,50 +73,50 @@ float gPeak = 0;
 std::vector<Kernel> kernels() {
     return {
         {"PeakScan", [](float* s, float*, float*, unsigned c) { PeakScan(s, c, &gPeak); },
-         [](float* s, float*, float*, unsigned c) { Reference::PeakScan(s, c, &gPeak); }, false, 1.25},
+         [](float* s, float*, float*, unsigned c) { Reference::PeakScan(s, c, &gPeak); }, false, 1.3},
         {"MultiplyConstant", [](float* s, float* d, float*, unsigned c) { MultiplyConstant(s, d, c, 0.7f); },
-         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyConstant(s, d, c, 0.7f); }, false, 1.25},
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyConstant(s, d, c, 0.7f); }, false, 1.3},
         {"MultiplyConstantWithPrePeakScan",
          [](float* s, float* d, float*, unsigned c) { MultiplyConstantWithPrePeakScan(s, d, c, 0.7f, &gPeak); },
          [](float* s, float* d, float*, unsigned c) {
              Reference::MultiplyConstantWithPrePeakScan(s, d, c, 0.7f, &gPeak);
          },
-         false, 1.25},
+         false, 1.3},
         {"Add", [](float* s, float* d, float*, unsigned c) { Add(s, d, c); },
-         [](float* s, float* d, float*, unsigned c) { Reference::Add(s, d, c); }, false, 1.25},
+         [](float* s, float* d, float*, unsigned c) { Reference::Add(s, d, c); }, false, 1.3},
         {"MultiplyConstantAndAdd",
          [](float* s, float* d, float*, unsigned c) { MultiplyConstantAndAdd(s, d, c, 0.3f); },
-         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyConstantAndAdd(s, d, c, 0.3f); }, false, 1.25},
+         [](float* s, float* d, float*, unsigned c) { Reference::MultiplyConstantAndAdd(s, d, c, 0.3f); }, false, 1.3},
         {"MultiplyConstantAndAddWithPrePeakScan",
          [](float* s, float* d, float*, unsigned c) { MultiplyConstantAndAddWithPrePeakScan(s, d, c, 0.3f, &gPeak); },
          [](float* s, float* d, float*, unsigned c) {
              Reference::MultiplyConstantAndAddWithPrePeakScan(s, d, c, 0.3f, &gPeak);
          },
-         false, 1.25},
+         false, 1.3},
         {"MultiplyConstantAndAdd2",
          [](float* s, float* d1, float* d2, unsigned c) { MultiplyConstantAndAdd2(s, d1, d2, c, 0.3f, -0.2f); },
          [](float* s, float* d1, float* d2, unsigned c) {
              Reference::MultiplyConstantAndAdd2(s, d1, d2, c, 0.3f, -0.2f);
          },
-         false, 2.5},
+         false, 2.6},
         {"MultiplyWithDelta", [](float* s, float* d, float*, unsigned c) { MultiplyWithDelta(s, d, c, 0.5f, 1e-6f); },
          [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithDelta(s, d, c, 0.5f, 1e-6f); }, true, 0},
         {"MultiplyWithDeltaAndAdd",
          [](float* s, float* d, float*, unsigned c) { MultiplyWithDeltaAndAdd(s, d, c, 0.5f, -1e-6f); },
          [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithDeltaAndAdd(s, d, c, 0.5f, -1e-6f); },
          true, 0},
-        // Levels from each sample's index: no chain, so measured against memcpy; the aim
-        // allows for the conversion, product and sum that form each level.
+        // Levels from each sample's index: no chain, so measured against memcpy like the
+        // others (each level costs a conversion, a product and a sum more).
         {"MultiplyWithRampFrom",
          [](float* s, float* d, float*, unsigned c) { MultiplyWithRampFrom(s, d, c, 0.5f, 1e-6f, 1000); },
          [](float* s, float* d, float*, unsigned c) { Reference::MultiplyWithRampFrom(s, d, c, 0.5f, 1e-6f, 1000); },
-         false, 2.0},
+         false, 1.3},
         {"MultiplyWithRampFromAndAdd",
          [](float* s, float* d, float*, unsigned c) { MultiplyWithRampFromAndAdd(s, d, c, 0.5f, -1e-6f, 1000); },
          [](float* s, float* d, float*, unsigned c) {
              Reference::MultiplyWithRampFromAndAdd(s, d, c, 0.5f, -1e-6f, 1000);
          },
-         false, 2.0},
+         false, 1.3},
     };
 }
 
@@ -281,7 +281,7 @@ public:
     }
 };
 
-const char* verdict(double ratio, double aim) { return ratio <= aim ? "ok" : "MISSED"; }
+const char* verdict(double ratio, double aim) { return ratio <= aim ? "met" : "MISSED"; }
 
 void printTables(const std::map<std::string, double>& t) {
     auto at = [&](const std::string& k) {
@@ -302,18 +302,18 @@ void printTables(const std::map<std::string, double>& t) {
             const double vsMemcpy = aligned / mc, vsChain = aligned / chain;
             std::printf("%-38s %6u %10.1f %8.2f %7.2f %7.2f %7.2f %8.2f %8.2f\n", k.name.c_str(), size, aligned,
                         vsMemcpy, r[0], r[1], r[2], vsChain, aligned / at(key(k.name, size, "reference")));
-            if (size != 1024 && size != 4096) continue;
+            if (size != 256 && size != 1024 && size != 4096) continue;
             char line[200];
             if (k.ramp) {
-                std::snprintf(line, sizeof line, "%s %u: %.2f x chain (aim 1.2) %s", k.name.c_str(), size, vsChain,
+                std::snprintf(line, sizeof line, "aim: MixRender %s %u: %.2f x chain (aim 1.2) %s", k.name.c_str(), size, vsChain,
                               verdict(vsChain, 1.2));
             } else {
-                std::snprintf(line, sizeof line, "%s %u: %.2f x memcpy (aim %.2f) %s", k.name.c_str(), size, vsMemcpy,
+                std::snprintf(line, sizeof line, "aim: MixRender %s %u: %.2f x memcpy (aim %.2f) %s", k.name.c_str(), size, vsMemcpy,
                               k.memcpyAim, verdict(vsMemcpy, k.memcpyAim));
             }
             misses.push_back(line);
             const double worst = std::max({r[0], r[1], r[2]});
-            std::snprintf(line, sizeof line, "%s %u: worst misaligned %.2f x aligned (aim 1.3) %s", k.name.c_str(),
+            std::snprintf(line, sizeof line, "aim: MixRender %s %u: worst misaligned %.2f x aligned (aim 1.3) %s", k.name.c_str(),
                           size, worst, verdict(worst, 1.3));
             misses.push_back(line);
         }
@@ -352,8 +352,8 @@ void printTables(const std::map<std::string, double>& t) {
     std::printf("32 three-band equalisers, 1920 samples: processSample %.3f ns, processChannels %.3f ns per "
                 "channel sample (%.2f x faster)\n",
                 oneByOne / (32 * 1920), together / (32 * 1920), oneByOne / together);
-    std::printf("\nAims at 1024 and 4096 samples:\n");
-    for (const std::string& m : misses) std::printf("  %s\n", m.c_str());
+    std::printf("\nAims at 256, 1024 and 4096 samples:\n");
+    for (const std::string& m : misses) std::printf("%s\n", m.c_str());
 }
 
 }  // namespace

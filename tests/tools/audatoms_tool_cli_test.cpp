@@ -623,3 +623,63 @@ TEST(ToolCli, EqMixstateAndBenchGiveTheirResultsAsJson) {
     EXPECT_EQ(r.status, j["denormal"]["passed"].get<bool>() ? 0 : 1) << r.err;
     EXPECT_EQ(contains(r.err, "denormal guard check failed"), !j["denormal"]["passed"].get<bool>()) << r.err;
 }
+
+namespace {
+
+// Runs `audatoms --json -q bench ... --ffmpeg` with PATH set to `path`.
+nlohmann::json benchWithFfmpeg(const std::string& path, const std::string& cwd, RunResult& r) {
+    const std::string saved = std::getenv("PATH") ? std::getenv("PATH") : "";
+    ::setenv("PATH", path.c_str(), 1);
+    r = runTool({"--json", "-q", "bench", "--inputs", "2", "--seconds", "1", "--ffmpeg"}, cwd);
+    ::setenv("PATH", saved.c_str(), 1);
+    return nlohmann::json::parse(r.out);
+}
+
+}  // namespace
+
+TEST(ToolCli, BenchSaysWhyFfmpegWasNotMeasured) {
+    ScratchDir dir;
+    RunResult r;
+    // No ffmpeg on PATH.
+    std::filesystem::create_directories(dir.file("empty"));
+    nlohmann::json j = benchWithFfmpeg(dir.file("empty"), dir.path(), r);
+    EXPECT_EQ(j["ffmpeg"]["not_measured"], "ffmpeg was not found on PATH") << r.out;
+    EXPECT_EQ(r.status, j["denormal"]["passed"].get<bool>() ? 0 : 1) << r.err;
+    // An ffmpeg that fails: its last message is given.
+    std::filesystem::create_directories(dir.file("failing"));
+    {
+        std::ofstream fake(dir.file("failing/ffmpeg"));
+        fake << "#!/bin/sh\necho 'no such filter' >&2\nexit 1\n";
+    }
+    std::filesystem::permissions(dir.file("failing/ffmpeg"), std::filesystem::perms::owner_all);
+    j = benchWithFfmpeg(dir.file("failing"), dir.path(), r);
+    EXPECT_EQ(j["ffmpeg"]["not_measured"], "ffmpeg failed: no such filter") << r.out;
+}
+
+TEST(ToolCli, BenchTimesFfmpegMixingTheSameInputs) {
+    const char* path = std::getenv("PATH");
+    bool found = false;
+    for (std::string rest = path ? path : ""; !found && !rest.empty();) {
+        const std::size_t colon = rest.find(':');
+        const std::string dirName = rest.substr(0, colon);
+        found = ::access((dirName + "/ffmpeg").c_str(), X_OK) == 0;
+        rest = colon == std::string::npos ? "" : rest.substr(colon + 1);
+    }
+    if (!found) GTEST_SKIP() << "ffmpeg is not installed (make bench installs it)";
+    ScratchDir dir;
+    RunResult r;
+    std::filesystem::create_directories(dir.file("tmp"));
+    const std::string savedTmp = std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "";
+    ::setenv("TMPDIR", dir.file("tmp").c_str(), 1);
+    const nlohmann::json j = benchWithFfmpeg(path, dir.path(), r);
+    if (savedTmp.empty()) ::unsetenv("TMPDIR");
+    else ::setenv("TMPDIR", savedTmp.c_str(), 1);
+    ASSERT_TRUE(j["ffmpeg"].contains("cpu_seconds")) << r.out;
+    const double ffmpegCpu = j["ffmpeg"]["cpu_seconds"], renderCpu = j["render"]["render_cpu_seconds"];
+    EXPECT_GT(ffmpegCpu, 0.0);
+    EXPECT_DOUBLE_EQ(j["ffmpeg"]["render_times_faster"].get<double>(), ffmpegCpu / renderCpu);
+    EXPECT_DOUBLE_EQ(j["ffmpeg"]["times_real_time"].get<double>(), 1.0 / ffmpegCpu);
+    EXPECT_EQ(j["ffmpeg"]["aim"], 10);
+    // The inputs were written to a folder of their own in TMPDIR and removed afterwards.
+    EXPECT_TRUE(std::filesystem::is_empty(dir.file("tmp")));
+}
