@@ -20,6 +20,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -281,7 +282,11 @@ public:
     }
 };
 
-const char* verdict(double ratio, double aim) { return ratio <= aim ? "met" : "MISSED"; }
+// A ratio of a time that was not measured (filtered out) is no verdict at all.
+const char* verdict(double ratio, double aim) {
+    if (!(ratio > 0) || !std::isfinite(ratio)) return "not measured";
+    return ratio <= aim ? "met" : "MISSED";
+}
 
 void printTables(const std::map<std::string, double>& t) {
     auto at = [&](const std::string& k) {
@@ -305,16 +310,16 @@ void printTables(const std::map<std::string, double>& t) {
             if (size != 256 && size != 1024 && size != 4096) continue;
             char line[200];
             if (k.ramp) {
-                std::snprintf(line, sizeof line, "aim: MixRender %s %u: %.2f x chain (aim 1.2) %s", k.name.c_str(), size, vsChain,
-                              verdict(vsChain, 1.2));
+                std::snprintf(line, sizeof line, "aim: MixRender %s %u: %.2f x chain (aim 1.2) %s", k.name.c_str(),
+                              size, vsChain, verdict(vsChain, 1.2));
             } else {
-                std::snprintf(line, sizeof line, "aim: MixRender %s %u: %.2f x memcpy (aim %.2f) %s", k.name.c_str(), size, vsMemcpy,
-                              k.memcpyAim, verdict(vsMemcpy, k.memcpyAim));
+                std::snprintf(line, sizeof line, "aim: MixRender %s %u: %.2f x memcpy (aim %.2f) %s", k.name.c_str(),
+                              size, vsMemcpy, k.memcpyAim, verdict(vsMemcpy, k.memcpyAim));
             }
             misses.push_back(line);
             const double worst = std::max({r[0], r[1], r[2]});
-            std::snprintf(line, sizeof line, "aim: MixRender %s %u: worst misaligned %.2f x aligned (aim 1.3) %s", k.name.c_str(),
-                          size, worst, verdict(worst, 1.3));
+            std::snprintf(line, sizeof line, "aim: MixRender %s %u: worst misaligned %.2f x aligned (aim 1.3) %s",
+                          k.name.c_str(), size, worst, verdict(worst, 1.3));
             misses.push_back(line);
         }
     }
