@@ -67,8 +67,13 @@ inline void drive(K& k, const void* alignTo, std::size_t n) {
     }
 }
 
-inline constexpr unsigned kUnroll = 4;      // vectors in flight per loop turn
-inline constexpr unsigned kPeakUnroll = 8;  // running maxima of the plain peak scan
+inline constexpr unsigned kUnroll = 4;  // vectors in flight per loop turn
+// Running maxima of the plain peak scan: eight keep a CPU whose maximum has a long
+// latency busy on long buffers; below kPeakLongScan samples four do, since folding eight
+// at the end (a chain of seven maxima) costs more than it saves there.
+inline constexpr unsigned kPeakUnroll = 8;
+inline constexpr unsigned kPeakUnrollShort = 4;
+inline constexpr unsigned kPeakLongScan = 2048;
 
 // Running maxima of |src|: a scalar one for samples taken one at a time and U vectors.
 template <class Ops, unsigned U>
@@ -94,11 +99,11 @@ struct PeakAcc {
     }
 };
 
-template <class Ops>
+template <class Ops, unsigned U>
 struct PeakK {
     using V = typename Ops::V;
     const float* s;
-    PeakAcc<Ops, kPeakUnroll> acc;
+    PeakAcc<Ops, U> acc;
     void scalar(std::size_t i) { acc.scalar(s[i]); }
     void vec(std::size_t i, unsigned u) { acc.vec(Ops::load(s + i), u); }
     void masked(std::size_t i, typename Ops::M m) { acc.masked(Ops::loadMasked(m, s + i), m); }
@@ -252,10 +257,15 @@ template <class Ops>
 struct Kernels {
     using V = typename Ops::V;
 
-    static float peak(const float* src, unsigned n, float peakIn) {
-        PeakK<Ops> k{src, PeakAcc<Ops, kPeakUnroll>(peakIn)};
-        drive<Ops, kPeakUnroll>(k, src, n);
+    template <unsigned U>
+    static float peakWith(const float* src, unsigned n, float peakIn) {
+        PeakK<Ops, U> k{src, PeakAcc<Ops, U>(peakIn)};
+        drive<Ops, U>(k, src, n);
         return k.acc.result();
+    }
+
+    static float peak(const float* src, unsigned n, float peakIn) {
+        return n < kPeakLongScan ? peakWith<kPeakUnrollShort>(src, n, peakIn) : peakWith<kPeakUnroll>(src, n, peakIn);
     }
 
     template <class Op, bool kPeak>

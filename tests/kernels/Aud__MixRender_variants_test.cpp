@@ -205,7 +205,7 @@ const unsigned kFirsts[] = {0u,        1u,          3u,          1000u,       16
 std::vector<unsigned> counts() {
     std::vector<unsigned> c;
     for (unsigned i = 0; i <= 67; ++i) c.push_back(i);
-    for (unsigned i : {100u, 127u, 256u, 1023u, 4096u}) c.push_back(i);
+    for (unsigned i : {100u, 127u, 256u, 511u, 512u, 1023u, 4096u}) c.push_back(i);  // 512: the long peak scan
     return c;
 }
 
