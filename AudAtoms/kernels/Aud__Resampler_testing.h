@@ -28,7 +28,8 @@ const Kernels& referenceKernels();
 const Kernels* sse2Kernels();
 const Kernels* avx2Kernels();
 const Kernels* avx512Kernels();
-// The table process() uses: the widest supported, unless forced.
+// The table process() uses, unless forced: the widest supported, except AVX2 on CPUs
+// that split 512-bit operations in two (Cpu::splitsWideVectors), where it is faster.
 const Kernels& activeKernels();
 // Forces a table (null: back to the widest supported).
 void forceKernels(const Kernels* table);

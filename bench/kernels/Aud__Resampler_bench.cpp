@@ -6,8 +6,10 @@
 // outside settings nearest to it: quick ~ soxr LQ / libsamplerate SRC_SINC_FASTEST,
 // high ~ soxr HQ / SRC_SINC_MEDIUM_QUALITY, best ~ soxr VHQ / SRC_SINC_BEST_QUALITY;
 // the aims (best at least 2x libsamplerate's best, within 1.5x of soxr's very high
-// quality) are checked and printed.
+// quality) are checked and printed. Then every instruction set's dot-product loops,
+// forced one at a time, on the first conversion, beside the one selected.
 #include "AudAtoms/kernels/Aud__Resampler.h"
+#include "AudAtoms/kernels/Aud__Resampler_testing.h"
 
 #include <benchmark/benchmark.h>
 #include <samplerate.h>
@@ -169,5 +171,31 @@ int main() {
         }
     }
     std::printf("%s\n", aimsMet ? "all speed aims met" : "some speed aims not met");
+
+    namespace RK = Aud::ResamplerKernels;
+    const RK::Kernels* sets[] = {RK::sse2Kernels(), RK::avx2Kernels(), RK::avx512Kernels()};
+    const Case& c = cases[0];
+    const std::size_t frames = std::size_t(kSeconds * c.from.calcCombinedSampleRate());
+    const std::vector<float> left = noise(frames), right = noise(frames + 7);
+    std::printf("\n%s, every instruction set, times real time (* the fastest; selected: %s)\n", c.name,
+                RK::activeKernels().name);
+    std::printf("%-8s", "quality");
+    for (const RK::Kernels* k : sets)
+        if (k) std::printf(" %10s", k->name);
+    std::printf("\n");
+    for (const Level& l : levels) {
+        double x[3] = {0, 0, 0}, fastest = 0;
+        for (int i = 0; i < 3; ++i) {
+            if (!sets[i]) continue;
+            RK::forceKernels(sets[i]);
+            x[i] = viaOurs(c, l.q, left, right);
+            fastest = std::max(fastest, x[i]);
+        }
+        RK::forceKernels(nullptr);
+        std::printf("%-8s", Aud::resamplerQualityName(l.q));
+        for (int i = 0; i < 3; ++i)
+            if (sets[i]) std::printf(" %9.1f%s", x[i], x[i] == fastest ? "*" : " ");
+        std::printf("\n");
+    }
     return 0;
 }

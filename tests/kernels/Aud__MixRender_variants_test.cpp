@@ -10,12 +10,9 @@
 #include "AudAtoms/AudAtoms.h"
 #include "AudAtoms/kernels/Aud__MixRender_testing.h"
 #include "tests/support/BitCompare.h"
+#include "tests/support/CpuFamily.h"
 
 #include <gtest/gtest.h>
-
-#if defined(__x86_64__)
-#include <cpuid.h>
-#endif
 
 #include <bit>
 #include <cmath>
@@ -384,19 +381,9 @@ TEST(MixRenderInstructionSets, SelectionAndForcing) {
 }
 
 #if defined(__x86_64__)
-// AMD family 19h, read from the CPU here on its own.
-bool isAmdFamily19h() {
-    unsigned a = 0, b = 0, c = 0, d = 0;
-    __cpuid(0, a, b, c, d);
-    const bool amd = b == 0x68747541u && d == 0x69746e65u && c == 0x444d4163u;  // "AuthenticAMD"
-    __cpuid(1, a, b, c, d);
-    const unsigned base = (a >> 8) & 0xFu;
-    return amd && (base == 0xFu ? base + ((a >> 20) & 0xFFu) : base) == 0x19u;
-}
-
 TEST(MixRenderInstructionSets, ThePeakScanRunsAvx2WhereWideOperationsSplit) {
     selectBestInstructionSet();
-    const bool split = isInstructionSetSupported(eInstructionSet::kAVX512) && isAmdFamily19h();
+    const bool split = isInstructionSetSupported(eInstructionSet::kAVX512) && audatoms::test::isAmdFamily19h();
     EXPECT_EQ(getInstructionSet(), machineSets().back());  // the widest, for the mix loops
     EXPECT_EQ(getPeakScanInstructionSet(), split ? eInstructionSet::kAVX2 : getInstructionSet());
     // Forcing a set forces it for the peak scan too, and the first choice comes back.

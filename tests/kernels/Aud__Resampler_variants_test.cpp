@@ -3,6 +3,7 @@
 // with each table forced. Tables this CPU cannot run are skipped (and say so).
 #include "AudAtoms/kernels/Aud__Resampler_testing.h"
 
+#include "tests/support/CpuFamily.h"
 #include "tests/support/ResamplerSignals.h"
 
 #include <gtest/gtest.h>
@@ -73,6 +74,21 @@ TEST(ResamplerVariants, WholeConversionsEqualTheReferenceBitForBit) {
     }
     K::forceKernels(nullptr);
     EXPECT_NE(K::activeKernels().name, nullptr);
+}
+
+// The first choice: the widest set, except AVX2 on CPUs that split 512-bit operations
+// (there its loops measure faster); forcing and un-forcing leave it as it was.
+TEST(ResamplerVariants, SelectsAvx2WhereWideOperationsSplit) {
+    K::forceKernels(nullptr);
+    const K::Kernels* expected = K::avx512Kernels();
+    if (expected == nullptr || audatoms::test::isAmdFamily19h()) expected = K::avx2Kernels();
+    if (expected == nullptr) expected = K::sse2Kernels();
+    if (expected == nullptr) expected = &K::referenceKernels();
+    EXPECT_EQ(&K::activeKernels(), expected) << K::activeKernels().name;
+    K::forceKernels(&K::referenceKernels());
+    EXPECT_EQ(&K::activeKernels(), &K::referenceKernels());
+    K::forceKernels(nullptr);
+    EXPECT_EQ(&K::activeKernels(), expected);
 }
 
 TEST(ResamplerVariants, BatchedDotProductsEqualSingleOnesBitForBit) {
