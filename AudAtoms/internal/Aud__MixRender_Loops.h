@@ -5,6 +5,8 @@
 
 #include "AudAtoms/internal/Aud__CpuFeatures.h"
 
+#include <atomic>
+
 namespace Aud::MixRender::Loops {
 
 // The level of sample j of a ramp from a run's start: the nearest float to j, one
@@ -37,5 +39,14 @@ extern const Table kSse2;
 extern const Table kAvx2;
 extern const Table kAvx512;
 #endif
+
+// The table the kernels use: one relaxed-enough load (a plain move on x86) inline in each
+// kernel, and the choice made on the first call (Aud__MixRender_Dispatch.cpp).
+extern std::atomic<const Table*> gActive;
+const Table& chooseOnFirstUse();
+inline const Table& active() {
+    const Table* t = gActive.load(std::memory_order_acquire);
+    return t != nullptr ? *t : chooseOnFirstUse();
+}
 
 }  // namespace Aud::MixRender::Loops

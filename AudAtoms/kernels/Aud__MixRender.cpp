@@ -7,8 +7,6 @@
 
 namespace Aud::MixRender {
 
-const Loops::Table& activeLoops();  // Aud__MixRender_Dispatch.cpp
-
 namespace {
 
 // The short-cuts of each kernel, shared by the dispatched kernels and their scalar
@@ -104,7 +102,7 @@ struct Kernels {
     }
 };
 
-Kernels fast() { return Kernels{activeLoops()}; }
+Kernels fast() { return Kernels{Loops::active()}; }
 Kernels reference() { return Kernels{Loops::kScalar}; }
 
 }  // namespace

@@ -14,8 +14,6 @@ namespace Aud::MixRender {
 
 namespace {
 
-std::atomic<const Loops::Table*> gActive{nullptr};
-
 const Loops::Table* tableFor(eInstructionSet set) {
 #ifdef AUDATOMS_X86_64
     switch (set) {
@@ -54,21 +52,24 @@ bool isInstructionSetSupported(eInstructionSet set) {
 #endif
 }
 
-const Loops::Table& activeLoops() {
-    const Loops::Table* t = gActive.load(std::memory_order_acquire);
-    if (t == nullptr) {
-        t = bestTable();
-        gActive.store(t, std::memory_order_release);
-    }
+namespace Loops {
+
+std::atomic<const Table*> gActive{nullptr};
+
+const Table& chooseOnFirstUse() {
+    const Table* t = bestTable();
+    gActive.store(t, std::memory_order_release);
     return *t;
 }
+
+}  // namespace Loops
 
 namespace {
 
 // The set whose loop a table entry is (the entries of the scalar table count as SSE2's).
 template <class Fn>
 eInstructionSet setOf(Fn Loops::Table::*entry) {
-    const Loops::Table& t = activeLoops();
+    const Loops::Table& t = Loops::active();
     for (eInstructionSet s : {eInstructionSet::kAVX512, eInstructionSet::kAVX2, eInstructionSet::kSSE2}) {
         const Loops::Table* candidate = tableFor(s);
         if (candidate != nullptr && candidate->*entry == t.*entry) return s;
@@ -84,11 +85,11 @@ eInstructionSet getPeakScanInstructionSet() { return setOf(&Loops::Table::peak);
 
 bool setInstructionSet(eInstructionSet set) {
     if (!isInstructionSetSupported(set)) return false;
-    gActive.store(tableFor(set), std::memory_order_release);
+    Loops::gActive.store(tableFor(set), std::memory_order_release);
     return true;
 }
 
-void selectBestInstructionSet() { gActive.store(bestTable(), std::memory_order_release); }
+void selectBestInstructionSet() { Loops::gActive.store(bestTable(), std::memory_order_release); }
 
 const char* getInstructionSetName(eInstructionSet set) { return Cpu::name(set); }
 
