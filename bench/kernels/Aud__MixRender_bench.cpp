@@ -14,6 +14,7 @@
 //   /ref     aligned kernel time over its scalar reference
 // with the aims checked at 1024 and 4096 samples.
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__Biquad_testing.h"
 #include "AudAtoms/kernels/Aud__MixRender_testing.h"
 #include "platform/FloatingPointMode.h"
 
@@ -25,6 +26,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -122,6 +124,56 @@ std::string key(const std::string& what, unsigned size, const std::string& varia
     return what + "/" + std::to_string(size) + "/" + variant;
 }
 
+std::vector<eInstructionSet> machineSets() {
+    std::vector<eInstructionSet> sets;
+    for (eInstructionSet s : {eInstructionSet::kSSE2, eInstructionSet::kAVX2, eInstructionSet::kAVX512})
+        if (isInstructionSetSupported(s)) sets.push_back(s);
+    return sets;
+}
+
+// 32 three-band equalisers over one 1920-sample block: by processSample channel by
+// channel (no set), or by processChannels with `set`'s widest vectors.
+void registerEqualisers(const std::string& name, std::optional<eInstructionSet> set) {
+    benchmark::RegisterBenchmark(name.c_str(), [set](benchmark::State& st) {
+        using Aud::Filter::Biquad;
+        using Shape = Biquad::ShapeDescriptor;
+        constexpr unsigned kChannels = 32, kFrames = 1920;
+        std::vector<Aud::Filter::MultiBandBiquad<3>> eqs(kChannels);
+        std::vector<Biquad*> sections;
+        std::vector<std::vector<float>> data(kChannels, std::vector<float>(kFrames));
+        std::vector<float*> x;
+        for (unsigned c = 0; c < kChannels; ++c) {
+            auto& eq = eqs[c];
+            eq.getBand(0).configure(Biquad::kLowShelf, 100.0f + c, 48000.0f, Shape{Shape::kShelfSlope, 1.0f}, 3.0);
+            eq.getBand(1).configure(Biquad::kPeaking, 1000.0f + c, 48000.0f, Shape{Shape::kQ, 1.0f}, -4.0);
+            eq.getBand(2).configure(Biquad::kHighShelf, 8000.0f, 48000.0f, Shape{Shape::kQ, 0.7071f}, 2.0);
+            for (unsigned b = 0; b < 3; ++b) {
+                eq.getBand(b).setActive(true);
+                sections.push_back(&eq.getBand(b));
+            }
+            for (unsigned i = 0; i < kFrames; ++i) data[c][i] = float((i * 7 + c * 13) % 101) / 101.0f - 0.5f;
+            x.push_back(data[c].data());
+        }
+        if (set) Aud::Filter::BiquadChannels::setInstructionSet(*set);
+        platform::ScopedFlushDenormals guard;  // as a renderer runs them
+        for (auto _ : st) {
+            if (set) {
+                Biquad::processChannels(sections.data(), 3, x.data(), kChannels, kFrames);
+            } else {
+                for (unsigned c = 0; c < kChannels; ++c)
+                    for (unsigned i = 0; i < kFrames; ++i) {
+                        float v = x[c][i];
+                        for (unsigned b = 0; b < 3; ++b) v = eqs[c].getBand(b).processSample(v);
+                        x[c][i] = v;
+                    }
+            }
+            benchmark::ClobberMemory();
+        }
+        Aud::Filter::BiquadChannels::selectBestInstructionSet();
+        st.SetItemsProcessed(st.iterations() * kChannels * kFrames);
+    })->MinTime(kMinTime);
+}
+
 void registerAll() {
     for (const Kernel& k : kernels()) {
         for (unsigned size : kSizes) {
@@ -196,46 +248,11 @@ void registerAll() {
         st.SetItemsProcessed(st.iterations() * 4096);
     })->MinTime(kMinTime);
     // 32 channels through three-band equalisers, one video frame (1920 samples): channel
-    // by channel with processSample, and all together with processChannels.
-    for (const bool together : {false, true}) {
-        const char* name = together ? "Biquad::processChannels/32x3x1920" : "processSample 32x3x1920";
-        benchmark::RegisterBenchmark(name, [together](benchmark::State& st) {
-            using Aud::Filter::Biquad;
-            using Shape = Biquad::ShapeDescriptor;
-            constexpr unsigned kChannels = 32, kFrames = 1920;
-            std::vector<Aud::Filter::MultiBandBiquad<3>> eqs(kChannels);
-            std::vector<Biquad*> sections;
-            std::vector<std::vector<float>> data(kChannels, std::vector<float>(kFrames));
-            std::vector<float*> x;
-            for (unsigned c = 0; c < kChannels; ++c) {
-                auto& eq = eqs[c];
-                eq.getBand(0).configure(Biquad::kLowShelf, 100.0f + c, 48000.0f, Shape{Shape::kShelfSlope, 1.0f}, 3.0);
-                eq.getBand(1).configure(Biquad::kPeaking, 1000.0f + c, 48000.0f, Shape{Shape::kQ, 1.0f}, -4.0);
-                eq.getBand(2).configure(Biquad::kHighShelf, 8000.0f, 48000.0f, Shape{Shape::kQ, 0.7071f}, 2.0);
-                for (unsigned b = 0; b < 3; ++b) {
-                    eq.getBand(b).setActive(true);
-                    sections.push_back(&eq.getBand(b));
-                }
-                for (unsigned i = 0; i < kFrames; ++i) data[c][i] = float((i * 7 + c * 13) % 101) / 101.0f - 0.5f;
-                x.push_back(data[c].data());
-            }
-            platform::ScopedFlushDenormals guard;  // as a renderer runs them
-            for (auto _ : st) {
-                if (together) {
-                    Biquad::processChannels(sections.data(), 3, x.data(), kChannels, kFrames);
-                } else {
-                    for (unsigned c = 0; c < kChannels; ++c)
-                        for (unsigned i = 0; i < kFrames; ++i) {
-                            float v = x[c][i];
-                            for (unsigned b = 0; b < 3; ++b) v = eqs[c].getBand(b).processSample(v);
-                            x[c][i] = v;
-                        }
-                }
-                benchmark::ClobberMemory();
-            }
-            st.SetItemsProcessed(st.iterations() * kChannels * kFrames);
-        })->MinTime(kMinTime);
-    }
+    // by channel with processSample, and all together with processChannels, with the
+    // widest vectors of each instruction set this machine runs.
+    registerEqualisers("processSample 32x3x1920", std::nullopt);
+    for (eInstructionSet set : machineSets())
+        registerEqualisers(std::string("Biquad::processChannels/32x3x1920/") + getInstructionSetName(set), set);
 }
 
 // Keeps the best nanoseconds per iteration of each benchmark over the passes.
@@ -305,10 +322,14 @@ void printTables(const std::map<std::string, double>& t) {
     }
     std::printf("\nBiquad::processSample        %.3f ns/sample\n", at("Biquad::processSample/4096") / 4096);
     std::printf("MultiBandBiquad<3> per sample  %.3f ns/sample\n", at("MultiBandBiquad<3>/4096") / 4096);
-    const double oneByOne = at("processSample 32x3x1920"), together = at("Biquad::processChannels/32x3x1920");
-    std::printf("32 three-band equalisers, 1920 samples: processSample %.3f ns, processChannels %.3f ns per "
-                "channel sample (%.2f x faster)\n",
-                oneByOne / (32 * 1920), together / (32 * 1920), oneByOne / together);
+    const double oneByOne = at("processSample 32x3x1920");
+    std::printf("32 three-band equalisers, 1920 samples, ns per channel sample: processSample %.3f\n",
+                oneByOne / (32 * 1920));
+    for (eInstructionSet set : machineSets()) {
+        const double together = at(std::string("Biquad::processChannels/32x3x1920/") + getInstructionSetName(set));
+        std::printf("  processChannels, %-8s %.3f (%.2f x faster)\n", getInstructionSetName(set),
+                    together / (32 * 1920), oneByOne / together);
+    }
     std::printf("\nAims at 1024 and 4096 samples:\n");
     for (const std::string& m : misses) std::printf("  %s\n", m.c_str());
 }
