@@ -5,7 +5,9 @@
 // Pure data movement: no value is changed, NaN payloads and signed zeros included.
 //
 // Include from the instruction-set files; each overload exists only where the file's
-// target flags provide its instructions. Internal linkage throughout.
+// target flags provide its instructions. Internal linkage throughout; always inlined
+// (and so must be the callers' wrappers), since a call would pass the tile through
+// memory.
 #pragma once
 
 #include <emmintrin.h>
@@ -16,10 +18,10 @@
 
 namespace {
 
-inline void transposeTile(__m128 (&r)[4]) { _MM_TRANSPOSE4_PS(r[0], r[1], r[2], r[3]); }
+[[gnu::always_inline]] inline void transposeTile(__m128 (&r)[4]) { _MM_TRANSPOSE4_PS(r[0], r[1], r[2], r[3]); }
 
 #if defined(__AVX2__)
-inline void transposeTile(__m256 (&r)[8]) {
+[[gnu::always_inline]] inline void transposeTile(__m256 (&r)[8]) {
     __m256 t[8], s[8];
     // Pairs of rows interleaved within each 128-bit half ...
 #pragma GCC unroll 16
@@ -49,18 +51,22 @@ inline void transposeTile(__m256 (&r)[8]) {
 #if defined(__AVX512F__)
 // The all-lanes mask forms: the plain intrinsics pass an undefined vector through,
 // which g++ 12 reports as an uninitialised use.
-inline __m512 tileUnpackLo(__m512 a, __m512 b) { return _mm512_mask_unpacklo_ps(a, 0xFFFF, a, b); }
-inline __m512 tileUnpackHi(__m512 a, __m512 b) { return _mm512_mask_unpackhi_ps(a, 0xFFFF, a, b); }
+[[gnu::always_inline]] inline __m512 tileUnpackLo(__m512 a, __m512 b) {
+    return _mm512_mask_unpacklo_ps(a, 0xFFFF, a, b);
+}
+[[gnu::always_inline]] inline __m512 tileUnpackHi(__m512 a, __m512 b) {
+    return _mm512_mask_unpackhi_ps(a, 0xFFFF, a, b);
+}
 template <int kImm>
-inline __m512 tileShuffle(__m512 a, __m512 b) {
+[[gnu::always_inline]] inline __m512 tileShuffle(__m512 a, __m512 b) {
     return _mm512_mask_shuffle_ps(a, 0xFFFF, a, b, kImm);
 }
 template <int kImm>
-inline __m512 tileShuffleBlocks(__m512 a, __m512 b) {
+[[gnu::always_inline]] inline __m512 tileShuffleBlocks(__m512 a, __m512 b) {
     return _mm512_mask_shuffle_f32x4(a, 0xFFFF, a, b, kImm);
 }
 
-inline void transposeTile(__m512 (&r)[16]) {
+[[gnu::always_inline]] inline void transposeTile(__m512 (&r)[16]) {
     __m512 t[16], u[16];
     // Pairs of rows interleaved within each 128-bit block ...
 #pragma GCC unroll 16

@@ -18,7 +18,7 @@ struct Avx2Ops {
     static V mul(V a, V b) { return _mm256_mul_ps(a, b); }
     static V add(V a, V b) { return _mm256_add_ps(a, b); }
     static V sub(V a, V b) { return _mm256_sub_ps(a, b); }
-    static void transpose(V (&r)[W]) { transposeTile(r); }
+    [[gnu::always_inline]] static void transpose(V (&r)[W]) { transposeTile(r); }
 };
 }  // namespace
 

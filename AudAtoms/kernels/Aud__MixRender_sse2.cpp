@@ -5,6 +5,7 @@
 #include <emmintrin.h>
 
 #include "AudAtoms/internal/Aud__MixRender_SimdBody.h"
+#include "AudAtoms/internal/SimdTranspose.h"
 
 namespace Aud::MixRender::Loops {
 
@@ -23,6 +24,7 @@ struct Sse2Ops {
     static void store(float* p, V v) { _mm_storeu_ps(p, v); }
     static void spill(float* p, V v) { _mm_store_ps(p, v); }
     static V set1(float x) { return _mm_set1_ps(x); }
+    [[gnu::always_inline]] static void transpose(V (&r)[W]) { transposeTile(r); }
     static V mul(V a, V b) { return _mm_mul_ps(a, b); }
     static V add(V a, V b) { return _mm_add_ps(a, b); }
     static V abs(V a) { return _mm_and_ps(a, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF))); }
@@ -41,7 +43,7 @@ struct Sse2Ops {
 };
 }  // namespace
 
-const Table kSse2 = Simd::Kernels<Sse2Ops>::table();
+const Table kSse2 = Simd::Kernels<Sse2Ops>::table(nullptr);
 
 }  // namespace Aud::MixRender::Loops
 #endif

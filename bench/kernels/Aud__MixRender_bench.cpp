@@ -1,5 +1,6 @@
 // Speed of the mix render kernels and the biquad filters (one section, a three-band
-// cascade, and 32 three-band equalisers channel by channel and all together).
+// cascade, and 32 three-band equalisers channel by channel and all together with each
+// instruction set), and of 32 channels' ramps one by one and all together.
 //
 // Every kernel at 64 .. 65536 samples, with source and destination aligned to 64 bytes
 // and misaligned by one float (each alone and both), beside memcpy of the same number of
@@ -174,6 +175,56 @@ void registerEqualisers(const std::string& name, std::optional<eInstructionSet> 
     })->MinTime(kMinTime);
 }
 
+// 32 channels' ramps over one 1920-sample block with `set`'s loops: channel by channel
+// with the serial-chain kernel, all together with the many-channel one, and channel by
+// channel with the ramp from a run's start (no chain) and with memcpy, for scale.
+constexpr unsigned kRampChannels = 32, kRampFrames = 1920;
+const char* const kRampWays[] = {"MultiplyWithDelta each", "MultiplyWithDeltaChannels", "MultiplyWithRampFrom each",
+                                 "memcpy each"};
+
+std::string rampKey(int way, eInstructionSet set) {
+    return std::string("ramps 32x1920/") + kRampWays[way] + "/" + getInstructionSetName(set);
+}
+
+void registerRamps(int way, eInstructionSet set) {
+    benchmark::RegisterBenchmark(rampKey(way, set).c_str(), [way, set](benchmark::State& st) {
+        std::vector<std::vector<float>> in(kRampChannels, std::vector<float>(kRampFrames)),
+            out(kRampChannels, std::vector<float>(kRampFrames));
+        std::vector<float*> src, dst;
+        std::vector<float> levels, deltas;
+        for (unsigned c = 0; c < kRampChannels; ++c) {
+            for (unsigned i = 0; i < kRampFrames; ++i) in[c][i] = float((i * 7 + c * 13) % 101) / 101.0f - 0.5f;
+            src.push_back(in[c].data());
+            dst.push_back(out[c].data());
+            levels.push_back(0.5f + 0.01f * float(c));
+            deltas.push_back(1e-6f * float(c + 1));
+        }
+        setInstructionSet(set);
+        for (auto _ : st) {
+            switch (way) {
+            case 0:
+                for (unsigned c = 0; c < kRampChannels; ++c)
+                    MultiplyWithDelta(src[c], dst[c], kRampFrames / 4, levels[c], deltas[c]);
+                break;
+            case 1:
+                MultiplyWithDeltaChannels(src.data(), dst.data(), kRampFrames / 4, levels.data(), deltas.data(),
+                                          kRampChannels);
+                break;
+            case 2:
+                for (unsigned c = 0; c < kRampChannels; ++c)
+                    MultiplyWithRampFrom(src[c], dst[c], kRampFrames / 4, levels[c], deltas[c], 1000);
+                break;
+            default:
+                for (unsigned c = 0; c < kRampChannels; ++c) std::memcpy(dst[c], src[c], kRampFrames * sizeof(float));
+                break;
+            }
+            benchmark::ClobberMemory();
+        }
+        selectBestInstructionSet();
+        st.SetItemsProcessed(st.iterations() * kRampChannels * kRampFrames);
+    })->MinTime(kMinTime);
+}
+
 void registerAll() {
     for (const Kernel& k : kernels()) {
         for (unsigned size : kSizes) {
@@ -253,6 +304,8 @@ void registerAll() {
     registerEqualisers("processSample 32x3x1920", std::nullopt);
     for (eInstructionSet set : machineSets())
         registerEqualisers(std::string("Biquad::processChannels/32x3x1920/") + getInstructionSetName(set), set);
+    for (eInstructionSet set : machineSets())
+        for (int way = 0; way < int(std::size(kRampWays)); ++way) registerRamps(way, set);
 }
 
 // Keeps the best nanoseconds per iteration of each benchmark over the passes.
@@ -329,6 +382,15 @@ void printTables(const std::map<std::string, double>& t) {
         const double together = at(std::string("Biquad::processChannels/32x3x1920/") + getInstructionSetName(set));
         std::printf("  processChannels, %-8s %.3f (%.2f x faster)\n", getInstructionSetName(set),
                     together / (32 * 1920), oneByOne / together);
+    }
+    std::printf("\n32 channels' ramps, 1920 samples, ns per channel sample:\n%-10s", "");
+    for (const char* way : kRampWays) std::printf(" %26s", way);
+    std::printf(" %10s\n", "chain gain");
+    for (eInstructionSet set : machineSets()) {
+        std::printf("%-10s", getInstructionSetName(set));
+        for (int way = 0; way < int(std::size(kRampWays)); ++way)
+            std::printf(" %26.3f", at(rampKey(way, set)) / (kRampChannels * kRampFrames));
+        std::printf(" %9.2fx\n", at(rampKey(0, set)) / at(rampKey(1, set)));
     }
     std::printf("\nAims at 1024 and 4096 samples:\n");
     for (const std::string& m : misses) std::printf("  %s\n", m.c_str());
