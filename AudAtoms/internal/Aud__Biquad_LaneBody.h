@@ -50,7 +50,7 @@ inline typename Ops::V cascade(LaneSection<Ops>* s, typename Ops::V v) {
 template <class Ops, unsigned K>
 void passOf(float* state, float* const* ch, unsigned n) {
     using V = typename Ops::V;
-    constexpr unsigned W = Ops::W;
+    constexpr std::size_t W = Ops::W;
     LaneSection<Ops> s[K];  // local, so that the sections can live in registers
 #pragma GCC unroll 16
     for (unsigned k = 0; k < K; ++k) {

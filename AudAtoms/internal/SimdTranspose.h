@@ -10,6 +10,7 @@
 // memory.
 #pragma once
 
+#include <cstddef>
 #include <emmintrin.h>
 #include <xmmintrin.h>
 #if defined(__AVX2__) || defined(__AVX512F__)
@@ -25,13 +26,13 @@ namespace {
     __m256 t[8], s[8];
     // Pairs of rows interleaved within each 128-bit half ...
 #pragma GCC unroll 16
-    for (int i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         t[2 * i] = _mm256_unpacklo_ps(r[2 * i], r[2 * i + 1]);
         t[2 * i + 1] = _mm256_unpackhi_ps(r[2 * i], r[2 * i + 1]);
     }
     // ... then four rows' elements of one column together in each half ...
 #pragma GCC unroll 16
-    for (int g = 0; g < 2; ++g) {
+    for (std::size_t g = 0; g < 2; ++g) {
         __m256* u = t + 4 * g;
         __m256* v = s + 4 * g;
         v[0] = _mm256_shuffle_ps(u[0], u[2], _MM_SHUFFLE(1, 0, 1, 0));
@@ -41,7 +42,7 @@ namespace {
     }
     // ... and the halves of rows 0-3 and 4-7 joined.
 #pragma GCC unroll 16
-    for (int c = 0; c < 4; ++c) {
+    for (std::size_t c = 0; c < 4; ++c) {
         r[c] = _mm256_permute2f128_ps(s[c], s[c + 4], 0x20);
         r[c + 4] = _mm256_permute2f128_ps(s[c], s[c + 4], 0x31);
     }
@@ -70,14 +71,14 @@ template <int kImm>
     __m512 t[16], u[16];
     // Pairs of rows interleaved within each 128-bit block ...
 #pragma GCC unroll 16
-    for (int i = 0; i < 8; ++i) {
+    for (std::size_t i = 0; i < 8; ++i) {
         t[2 * i] = tileUnpackLo(r[2 * i], r[2 * i + 1]);
         t[2 * i + 1] = tileUnpackHi(r[2 * i], r[2 * i + 1]);
     }
     // ... four rows' elements of one column together in each block (u[4g + k] holds rows
     // 4g .. 4g+3 of columns k, k+4, k+8, k+12) ...
 #pragma GCC unroll 16
-    for (int g = 0; g < 4; ++g) {
+    for (std::size_t g = 0; g < 4; ++g) {
         const __m512* a = t + 4 * g;
         __m512* v = u + 4 * g;
         v[0] = tileShuffle<_MM_SHUFFLE(1, 0, 1, 0)>(a[0], a[2]);
@@ -87,7 +88,7 @@ template <int kImm>
     }
     // ... blocks of rows 0-3 with 4-7 and 8-11 with 12-15 (even and odd blocks apart) ...
 #pragma GCC unroll 16
-    for (int k = 0; k < 4; ++k) {
+    for (std::size_t k = 0; k < 4; ++k) {
         t[k] = tileShuffleBlocks<0x88>(u[k], u[k + 4]);      // columns k, k+8 of rows 0-7
         t[k + 4] = tileShuffleBlocks<0xDD>(u[k], u[k + 4]);  // columns k+4, k+12 of rows 0-7
         t[k + 8] = tileShuffleBlocks<0x88>(u[k + 8], u[k + 12]);
@@ -95,7 +96,7 @@ template <int kImm>
     }
     // ... and the two halves of every column joined.
 #pragma GCC unroll 16
-    for (int k = 0; k < 8; ++k) {
+    for (std::size_t k = 0; k < 8; ++k) {
         r[k] = tileShuffleBlocks<0x88>(t[k], t[k + 8]);
         r[k + 8] = tileShuffleBlocks<0xDD>(t[k], t[k + 8]);
     }
