@@ -1,6 +1,8 @@
 // The inner loops behind Aud::MixRender, one table per instruction set. Internal to the
 // library. n is a count of samples. The peak loops take the running peak and return it;
 // the callers store it back. Every table computes exactly what the scalar table does.
+// The vector tables name the next narrower one, so that a many-channel call can put
+// the channels left over from the widest lane groups into narrower ones.
 #pragma once
 
 #include "AudAtoms/internal/Aud__CpuFeatures.h"
@@ -31,6 +33,12 @@ struct Table {
     // arithmetic: each level computed on its own from the run's start.
     void (*rampFrom)(const float* src, float* dst, unsigned n, float start, float delta, unsigned first);
     void (*rampFromAdd)(const float* src, float* dst, unsigned n, float start, float delta, unsigned first);
+    // channelLanes channels' ramps side by side, channel j's samples exactly as
+    // ramp(src[j], dst[j], n, level[j], delta[j]) gives them; null in the scalar table
+    // (channelLanes 1). narrower: the table with the next narrower vectors, or null.
+    void (*rampLanes)(const float* const* src, float* const* dst, unsigned n, const float* level, const float* delta);
+    unsigned channelLanes;
+    const Table* narrower;
 };
 
 extern const Table kScalar;

@@ -7,10 +7,11 @@
 // load the compiler may not repeat as a memory operand of each use: a misaligned load
 // costs two cache-line accesses, and the peak kernels use each sample twice), store, set1,
 // mul, add, abs, peakMax(x, acc) = x > acc ? x : acc per lane (the scalar peak rule),
-// hmax (the lanes folded by peakMax into one float); the unsigned 32-bit lanes VI with seti (all lanes
+// spill (store to an aligned array), hmax (the lanes folded by peakMax into one float); the unsigned 32-bit lanes VI with seti (all lanes
 // one value), iota (lane k holds k), addi (wrapping) and toFloat (each lane to the
 // nearest float, as static_cast<float> of an unsigned does); with kMasked also M,
-// firstLanes(k), loadMasked, storeMasked, peakMaxMasked.
+// firstLanes(k), loadMasked, storeMasked, peakMaxMasked; transpose(V (&)[W]) (a W x W
+// tile of floats, SimdTranspose.h).
 //
 // Every loop performs, per sample, the same rounded operations in the same order as the
 // scalar loops: the vectors only process several samples at once. The head is processed
@@ -18,8 +19,10 @@
 // whole vectors, then the tail. The peak keeps several running maxima that are folded
 // with the same rule at the end; the rule keeps the larger value and never lets a NaN in,
 // so the folding order cannot change the result. The ramps compute their levels as one
-// serial chain of float additions and vectorise only the multiply around it; the ramps
-// from a run's start compute every level from its own index, so they vectorise whole.
+// serial chain of float additions and vectorise only the multiply around it (the
+// many-channel ramp runs W channels' chains side by side instead, one per lane); the
+// ramps from a run's start compute every level from its own index, so they vectorise
+// whole.
 #pragma once
 
 #include "AudAtoms/internal/Aud__MixRender_Loops.h"
@@ -355,9 +358,46 @@ struct Kernels {
         rampFromLoop<true>(src, dst, n, start, delta, first);
     }
 
-    static constexpr Aud::MixRender::Loops::Table table() {
-        return {peak,       mul,     mulPeak,     ramp,    add,      mulAdd,     addPeak,
-                mulAddPeak, mulAdd2, mulAdd2Same, rampAdd, rampFrom, rampFromAdd};
+    // W channels' ramps side by side, channel j in lane j: the lanes' levels take one
+    // vector addition per sample, so each lane follows the same serial chain of float
+    // additions as the one-channel loop; W steps of the chain (one vector per sample) are
+    // transposed into W vectors of one channel's W levels, each multiplying W of that
+    // channel's samples. A tail shorter than W samples takes its levels from the same
+    // transposed tile, one sample at a time.
+    static void rampLanes(const float* const* src, float* const* dst, unsigned n, const float* level,
+                          const float* delta) {
+        constexpr std::size_t W = Ops::W;
+        V lv = Ops::load(level);
+        const V dv = Ops::load(delta);
+        V t[W];
+        std::size_t i = 0;
+        for (; i + W <= n; i += W) {
+#pragma GCC unroll 16
+            for (std::size_t j = 0; j < W; ++j) {
+                t[j] = lv;
+                lv = Ops::add(lv, dv);
+            }
+            Ops::transpose(t);
+#pragma GCC unroll 16
+            for (std::size_t c = 0; c < W; ++c) Ops::store(dst[c] + i, Ops::mul(Ops::load(src[c] + i), t[c]));
+        }
+        if (i == n) return;
+#pragma GCC unroll 16
+        for (std::size_t j = 0; j < W; ++j) {
+            t[j] = lv;
+            lv = Ops::add(lv, dv);
+        }
+        Ops::transpose(t);
+        alignas(64) float levels[W];
+        for (std::size_t c = 0; c < W; ++c) {
+            Ops::spill(levels, t[c]);
+            for (std::size_t m = 0; i + m < n; ++m) dst[c][i + m] = src[c][i + m] * levels[m];
+        }
+    }
+
+    static constexpr Aud::MixRender::Loops::Table table(const Aud::MixRender::Loops::Table* narrower) {
+        return {peak,    mul,         mulPeak, ramp,     add,         mulAdd,    addPeak,          mulAddPeak,
+                mulAdd2, mulAdd2Same, rampAdd, rampFrom, rampFromAdd, rampLanes, unsigned(Ops::W), narrower};
     }
 };
 

@@ -91,8 +91,9 @@ public:
     // first section first. Results and every section's memory afterwards are
     // bit-identical to calling processSample section by section, sample by sample
     // (the same single-precision operations in the same order for each channel);
-    // channels whose sections are all active run four at a time in vector lanes, the
-    // others one by one. No two channels may share a section or samples.
+    // channels whose sections are all active run side by side in vector lanes, 16, 8 or
+    // 4 at a time as the CPU's vectors allow, the others one by one. No two channels may
+    // share a section or samples.
     // Real-time safe: no allocation, no locks, no exceptions.
     static void processChannels(Biquad* const* sections, unsigned perChannel, float* const* x, unsigned channels,
                                 unsigned n);

@@ -91,6 +91,23 @@ struct Kernels {
         k.rampAdd(src, dst, samples(count), level, delta);
     }
 
+    void multiplyWithDeltaChannels(float* const* src, float* const* dst, unsigned count, const float* level,
+                                   const float* delta, unsigned channels) const {
+        if (channels == 0 || count == 0) return;
+        // Each channel as multiplyWithDelta: with no slope the constant pass first (the
+        // channels share no buffer, so doing all of these first changes nothing) ...
+        for (unsigned c = 0; c < channels; ++c)
+            if (delta[c] == 0.0f) multiplyConstant(src[c], dst[c], count, level[c]);
+        // ... then every channel's ramp, in lane groups as wide as the tables allow.
+        const unsigned n = samples(count);
+        unsigned c = 0;
+        for (const Loops::Table* t = &k; t != nullptr; t = t->narrower)
+            if (t->rampLanes != nullptr)
+                for (; channels - c >= t->channelLanes; c += t->channelLanes)
+                    t->rampLanes(src + c, dst + c, n, level + c, delta + c);
+        for (; c < channels; ++c) k.ramp(src[c], dst[c], n, level[c], delta[c]);
+    }
+
     void multiplyWithRampFrom(const float* src, float* dst, unsigned count, float start, float delta,
                               unsigned first) const {
         k.rampFrom(src, dst, samples(count), start, delta, first);
@@ -137,6 +154,10 @@ void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned count, fl
                                 unsigned first) {
     fast().multiplyWithRampFromAndAdd(src, dst, count, start, delta, first);
 }
+void MultiplyWithDeltaChannels(float* const* src, float* const* dst, unsigned count, const float* level,
+                               const float* delta, unsigned channels) {
+    fast().multiplyWithDeltaChannels(src, dst, count, level, delta, channels);
+}
 float RampLevelAt(float start, float delta, unsigned index) { return Loops::rampLevelAt(start, delta, index); }
 
 namespace Reference {
@@ -169,6 +190,10 @@ void MultiplyWithRampFrom(const float* src, float* dst, unsigned count, float st
 void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned count, float start, float delta,
                                 unsigned first) {
     reference().multiplyWithRampFromAndAdd(src, dst, count, start, delta, first);
+}
+void MultiplyWithDeltaChannels(float* const* src, float* const* dst, unsigned count, const float* level,
+                               const float* delta, unsigned channels) {
+    reference().multiplyWithDeltaChannels(src, dst, count, level, delta, channels);
 }
 }  // namespace Reference
 

@@ -21,6 +21,8 @@
 //   MultiplyWithDeltaAndAdd          dst[i] += src[i] * level;  level += delta
 //   MultiplyWithRampFrom             dst[i] = src[i] * RampLevelAt(start, delta, first + i)
 //   MultiplyWithRampFromAndAdd       dst[i] += src[i] * RampLevelAt(start, delta, first + i)
+//   MultiplyWithDeltaChannels        for each channel c < channels:
+//                                      MultiplyWithDelta(src[c], dst[c], count, level[c], delta[c])
 // Each product and sum is rounded to float on its own (never a fused multiply-add).
 // max keeps the running value unless |src[i]| is greater, so NaN samples never enter the
 // peak and a NaN peak stays; the level of MultiplyWithDelta(AndAdd) is a serial chain of
@@ -53,6 +55,14 @@
 //     MultiplyWithDeltaAndAdd first applies MultiplyConstantAndAdd(level) and then still
 //     runs its ramp, adding src * level twice.
 //
+// Many channels' ramps at once. MultiplyWithDeltaChannels gives every channel exactly
+// what MultiplyWithDelta gives it, its delta == 0.0 short-cut included; the vectorised
+// versions run several channels' serial level chains side by side, one channel per
+// vector lane (16, 8 or 4 at a time, the channels left over one by one), so that many
+// channels' chains cost about what one costs. All channels have the same count. src[c]
+// may equal dst[c]; otherwise none of the channels' buffers may overlap. A channels or
+// count of 0 touches nothing and reads none of the arrays (which may then be null).
+//
 // In-place use: src may equal dst (or dst1 / dst2, and dst1 may equal dst2); buffers must
 // otherwise not overlap. Threads: stateless; any thread, concurrently on distinct
 // buffers. Real-time safe: no allocation, no locks, no exceptions.
@@ -82,7 +92,9 @@ AUDATOMS_EXPORT void MultiplyWithRampFrom(const float* src, float* dst, unsigned
                                           unsigned int first);
 AUDATOMS_EXPORT void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned int count, float start,
                                                 float delta, unsigned int first);
-// The level the two kernels above give the sample at index `index` of a run.
+AUDATOMS_EXPORT void MultiplyWithDeltaChannels(float* const* src, float* const* dst, unsigned int count,
+                                               const float* level, const float* delta, unsigned int channels);
+// The level the ramps from a run's start give the sample at index `index` of a run.
 AUDATOMS_EXPORT float RampLevelAt(float start, float delta, unsigned int index);
 
 // Approximations of sin and cos of phase * 2pi / 65536 (only the low 16 bits of phase

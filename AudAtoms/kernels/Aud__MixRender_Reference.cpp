@@ -119,7 +119,7 @@ void rampFromAdd(const float* src, float* dst, unsigned n, float start, float de
 
 }  // namespace
 
-const Table kScalar = {peak,       mul,     mulPeak,     ramp,    add,      mulAdd,     addPeak,
-                       mulAddPeak, mulAdd2, mulAdd2Same, rampAdd, rampFrom, rampFromAdd};
+const Table kScalar = {peak,    mul,         mulPeak, ramp,     add,         mulAdd,  addPeak, mulAddPeak,
+                       mulAdd2, mulAdd2Same, rampAdd, rampFrom, rampFromAdd, nullptr, 1,       nullptr};
 
 }  // namespace Aud::MixRender::Loops

@@ -6,6 +6,7 @@
 #include <immintrin.h>
 
 #include "AudAtoms/internal/Aud__MixRender_SimdBody.h"
+#include "AudAtoms/internal/SimdTranspose.h"
 
 namespace Aud::MixRender::Loops {
 
@@ -22,6 +23,7 @@ struct Avx2Ops {
         return v;
     }
     static void store(float* p, V v) { _mm256_storeu_ps(p, v); }
+    static void spill(float* p, V v) { _mm256_store_ps(p, v); }
     // The lanes folded by the peak rule, in registers (the order cannot matter: see the
     // loop bodies' note on folding).
     static float hmax(V v) {
@@ -31,6 +33,7 @@ struct Avx2Ops {
         return _mm_cvtss_f32(h);
     }
     static V set1(float x) { return _mm256_set1_ps(x); }
+    [[gnu::always_inline]] static void transpose(V (&r)[W]) { transposeTile(r); }
     static V mul(V a, V b) { return _mm256_mul_ps(a, b); }
     static V add(V a, V b) { return _mm256_add_ps(a, b); }
     static V abs(V a) { return _mm256_and_ps(a, _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF))); }
@@ -49,7 +52,7 @@ struct Avx2Ops {
 };
 }  // namespace
 
-const Table kAvx2 = Simd::Kernels<Avx2Ops>::table();
+const Table kAvx2 = Simd::Kernels<Avx2Ops>::table(&kSse2);
 
 }  // namespace Aud::MixRender::Loops
 #endif

@@ -7,6 +7,7 @@
 #include <immintrin.h>
 
 #include "AudAtoms/internal/Aud__MixRender_SimdBody.h"
+#include "AudAtoms/internal/SimdTranspose.h"
 
 namespace Aud::MixRender::Loops {
 
@@ -23,6 +24,7 @@ struct Avx512Ops {
         return v;
     }
     static void store(float* p, V v) { _mm512_storeu_ps(p, v); }
+    static void spill(float* p, V v) { _mm512_store_ps(p, v); }
     // The lanes folded by the peak rule, in registers (the order cannot matter: see the
     // loop bodies' note on folding).
     static float hmax(V v) {
@@ -34,6 +36,7 @@ struct Avx512Ops {
         return _mm_cvtss_f32(h);
     }
     static V set1(float x) { return _mm512_set1_ps(x); }
+    [[gnu::always_inline]] static void transpose(V (&r)[W]) { transposeTile(r); }
     static V mul(V a, V b) { return _mm512_mul_ps(a, b); }
     static V add(V a, V b) { return _mm512_add_ps(a, b); }
     static V abs(V a) { return _mm512_and_ps(a, _mm512_castsi512_ps(_mm512_set1_epi32(0x7FFFFFFF))); }
@@ -54,7 +57,7 @@ struct Avx512Ops {
 };
 }  // namespace
 
-const Table kAvx512 = Simd::Kernels<Avx512Ops>::table();
+const Table kAvx512 = Simd::Kernels<Avx512Ops>::table(&kAvx2);
 
 }  // namespace Aud::MixRender::Loops
 #endif

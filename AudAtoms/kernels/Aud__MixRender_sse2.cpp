@@ -5,6 +5,7 @@
 #include <emmintrin.h>
 
 #include "AudAtoms/internal/Aud__MixRender_SimdBody.h"
+#include "AudAtoms/internal/SimdTranspose.h"
 
 namespace Aud::MixRender::Loops {
 
@@ -21,6 +22,7 @@ struct Sse2Ops {
         return v;
     }
     static void store(float* p, V v) { _mm_storeu_ps(p, v); }
+    static void spill(float* p, V v) { _mm_store_ps(p, v); }
     // The lanes folded by the peak rule, in registers (the order cannot matter: see the
     // loop bodies' note on folding).
     static float hmax(V v) {
@@ -29,6 +31,7 @@ struct Sse2Ops {
         return _mm_cvtss_f32(v);
     }
     static V set1(float x) { return _mm_set1_ps(x); }
+    [[gnu::always_inline]] static void transpose(V (&r)[W]) { transposeTile(r); }
     static V mul(V a, V b) { return _mm_mul_ps(a, b); }
     static V add(V a, V b) { return _mm_add_ps(a, b); }
     static V abs(V a) { return _mm_and_ps(a, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF))); }
@@ -47,7 +50,7 @@ struct Sse2Ops {
 };
 }  // namespace
 
-const Table kSse2 = Simd::Kernels<Sse2Ops>::table();
+const Table kSse2 = Simd::Kernels<Sse2Ops>::table(nullptr);
 
 }  // namespace Aud::MixRender::Loops
 #endif

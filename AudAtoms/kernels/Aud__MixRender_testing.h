@@ -24,6 +24,8 @@ void MultiplyWithRampFrom(const float* src, float* dst, unsigned int count, floa
                           unsigned int first);
 void MultiplyWithRampFromAndAdd(const float* src, float* dst, unsigned int count, float start, float delta,
                                 unsigned int first);
+void MultiplyWithDeltaChannels(float* const* src, float* const* dst, unsigned int count, const float* level,
+                               const float* delta, unsigned int channels);
 }  // namespace Reference
 
 // Which vectorised loops the kernels above use. The fastest this CPU runs are chosen on

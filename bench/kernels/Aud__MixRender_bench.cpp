@@ -1,5 +1,6 @@
 // Speed of the mix render kernels and the biquad filters (one section, a three-band
-// cascade, and 32 three-band equalisers channel by channel and all together).
+// cascade, and 32 three-band equalisers channel by channel and all together with each
+// instruction set), and of 32 channels' ramps one by one and all together.
 //
 // Every kernel at 64 .. 65536 samples, with source and destination aligned to 64 bytes
 // and misaligned by one float (each alone and both), beside memcpy of the same number of
@@ -14,6 +15,7 @@
 //   /ref     aligned kernel time over its scalar reference
 // with the aims checked at 256, 1024 and 4096 samples (lines "aim: ...").
 #include "AudAtoms/AudAtoms.h"
+#include "AudAtoms/kernels/Aud__Biquad_testing.h"
 #include "AudAtoms/kernels/Aud__MixRender_testing.h"
 #include "platform/FloatingPointMode.h"
 
@@ -26,6 +28,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -125,6 +128,106 @@ std::string key(const std::string& what, unsigned size, const std::string& varia
     return what + "/" + std::to_string(size) + "/" + variant;
 }
 
+std::vector<eInstructionSet> machineSets() {
+    std::vector<eInstructionSet> sets;
+    for (eInstructionSet s : {eInstructionSet::kSSE2, eInstructionSet::kAVX2, eInstructionSet::kAVX512})
+        if (isInstructionSetSupported(s)) sets.push_back(s);
+    return sets;
+}
+
+// 32 three-band equalisers over one 1920-sample block: by processSample channel by
+// channel (no set), or by processChannels with `set`'s widest vectors.
+void registerEqualisers(const std::string& name, std::optional<eInstructionSet> set) {
+    benchmark::RegisterBenchmark(name.c_str(), [set](benchmark::State& st) {
+        using Aud::Filter::Biquad;
+        using Shape = Biquad::ShapeDescriptor;
+        constexpr unsigned kChannels = 32, kFrames = 1920;
+        std::vector<Aud::Filter::MultiBandBiquad<3>> eqs(kChannels);
+        std::vector<Biquad*> sections;
+        std::vector<std::vector<float>> data(kChannels, std::vector<float>(kFrames));
+        std::vector<float*> x;
+        for (unsigned c = 0; c < kChannels; ++c) {
+            auto& eq = eqs[c];
+            eq.getBand(0).configure(Biquad::kLowShelf, 100.0f + c, 48000.0f, Shape{Shape::kShelfSlope, 1.0f}, 3.0);
+            eq.getBand(1).configure(Biquad::kPeaking, 1000.0f + c, 48000.0f, Shape{Shape::kQ, 1.0f}, -4.0);
+            eq.getBand(2).configure(Biquad::kHighShelf, 8000.0f, 48000.0f, Shape{Shape::kQ, 0.7071f}, 2.0);
+            for (unsigned b = 0; b < 3; ++b) {
+                eq.getBand(b).setActive(true);
+                sections.push_back(&eq.getBand(b));
+            }
+            for (unsigned i = 0; i < kFrames; ++i) data[c][i] = float((i * 7 + c * 13) % 101) / 101.0f - 0.5f;
+            x.push_back(data[c].data());
+        }
+        if (set) Aud::Filter::BiquadChannels::setInstructionSet(*set);
+        platform::ScopedFlushDenormals guard;  // as a renderer runs them
+        for (auto _ : st) {
+            if (set) {
+                Biquad::processChannels(sections.data(), 3, x.data(), kChannels, kFrames);
+            } else {
+                for (unsigned c = 0; c < kChannels; ++c)
+                    for (unsigned i = 0; i < kFrames; ++i) {
+                        float v = x[c][i];
+                        for (unsigned b = 0; b < 3; ++b) v = eqs[c].getBand(b).processSample(v);
+                        x[c][i] = v;
+                    }
+            }
+            benchmark::ClobberMemory();
+        }
+        Aud::Filter::BiquadChannels::selectBestInstructionSet();
+        st.SetItemsProcessed(st.iterations() * kChannels * kFrames);
+    })->MinTime(kMinTime);
+}
+
+// 32 channels' ramps over one 1920-sample block with `set`'s loops: channel by channel
+// with the serial-chain kernel, all together with the many-channel one, and channel by
+// channel with the ramp from a run's start (no chain) and with memcpy, for scale.
+constexpr unsigned kRampChannels = 32, kRampFrames = 1920;
+const char* const kRampWays[] = {"MultiplyWithDelta each", "MultiplyWithDeltaChannels", "MultiplyWithRampFrom each",
+                                 "memcpy each"};
+
+std::string rampKey(int way, eInstructionSet set) {
+    return std::string("ramps 32x1920/") + kRampWays[way] + "/" + getInstructionSetName(set);
+}
+
+void registerRamps(int way, eInstructionSet set) {
+    benchmark::RegisterBenchmark(rampKey(way, set).c_str(), [way, set](benchmark::State& st) {
+        std::vector<std::vector<float>> in(kRampChannels, std::vector<float>(kRampFrames)),
+            out(kRampChannels, std::vector<float>(kRampFrames));
+        std::vector<float*> src, dst;
+        std::vector<float> levels, deltas;
+        for (unsigned c = 0; c < kRampChannels; ++c) {
+            for (unsigned i = 0; i < kRampFrames; ++i) in[c][i] = float((i * 7 + c * 13) % 101) / 101.0f - 0.5f;
+            src.push_back(in[c].data());
+            dst.push_back(out[c].data());
+            levels.push_back(0.5f + 0.01f * float(c));
+            deltas.push_back(1e-6f * float(c + 1));
+        }
+        setInstructionSet(set);
+        for (auto _ : st) {
+            switch (way) {
+            case 0:
+                for (unsigned c = 0; c < kRampChannels; ++c)
+                    MultiplyWithDelta(src[c], dst[c], kRampFrames / 4, levels[c], deltas[c]);
+                break;
+            case 1:
+                MultiplyWithDeltaChannels(src.data(), dst.data(), kRampFrames / 4, levels.data(), deltas.data(),
+                                          kRampChannels);
+                break;
+            case 2:
+                for (unsigned c = 0; c < kRampChannels; ++c)
+                    MultiplyWithRampFrom(src[c], dst[c], kRampFrames / 4, levels[c], deltas[c], 1000);
+                break;
+            default:
+                for (unsigned c = 0; c < kRampChannels; ++c) std::memcpy(dst[c], src[c], kRampFrames * sizeof(float));
+                break;
+            }
+            benchmark::ClobberMemory();
+        }
+        selectBestInstructionSet();
+        st.SetItemsProcessed(st.iterations() * kRampChannels * kRampFrames);
+    })->MinTime(kMinTime);
+}
+
 void registerAll() {
     for (const Kernel& k : kernels()) {
         for (unsigned size : kSizes) {
@@ -217,46 +320,13 @@ void registerAll() {
         st.SetItemsProcessed(st.iterations() * 4096);
     })->MinTime(kMinTime);
     // 32 channels through three-band equalisers, one video frame (1920 samples): channel
-    // by channel with processSample, and all together with processChannels.
-    for (const bool together : {false, true}) {
-        const char* name = together ? "Biquad::processChannels/32x3x1920" : "processSample 32x3x1920";
-        benchmark::RegisterBenchmark(name, [together](benchmark::State& st) {
-            using Aud::Filter::Biquad;
-            using Shape = Biquad::ShapeDescriptor;
-            constexpr unsigned kChannels = 32, kFrames = 1920;
-            std::vector<Aud::Filter::MultiBandBiquad<3>> eqs(kChannels);
-            std::vector<Biquad*> sections;
-            std::vector<std::vector<float>> data(kChannels, std::vector<float>(kFrames));
-            std::vector<float*> x;
-            for (unsigned c = 0; c < kChannels; ++c) {
-                auto& eq = eqs[c];
-                eq.getBand(0).configure(Biquad::kLowShelf, 100.0f + c, 48000.0f, Shape{Shape::kShelfSlope, 1.0f}, 3.0);
-                eq.getBand(1).configure(Biquad::kPeaking, 1000.0f + c, 48000.0f, Shape{Shape::kQ, 1.0f}, -4.0);
-                eq.getBand(2).configure(Biquad::kHighShelf, 8000.0f, 48000.0f, Shape{Shape::kQ, 0.7071f}, 2.0);
-                for (unsigned b = 0; b < 3; ++b) {
-                    eq.getBand(b).setActive(true);
-                    sections.push_back(&eq.getBand(b));
-                }
-                for (unsigned i = 0; i < kFrames; ++i) data[c][i] = float((i * 7 + c * 13) % 101) / 101.0f - 0.5f;
-                x.push_back(data[c].data());
-            }
-            platform::ScopedFlushDenormals guard;  // as a renderer runs them
-            for (auto _ : st) {
-                if (together) {
-                    Biquad::processChannels(sections.data(), 3, x.data(), kChannels, kFrames);
-                } else {
-                    for (unsigned c = 0; c < kChannels; ++c)
-                        for (unsigned i = 0; i < kFrames; ++i) {
-                            float v = x[c][i];
-                            for (unsigned b = 0; b < 3; ++b) v = eqs[c].getBand(b).processSample(v);
-                            x[c][i] = v;
-                        }
-                }
-                benchmark::ClobberMemory();
-            }
-            st.SetItemsProcessed(st.iterations() * kChannels * kFrames);
-        })->MinTime(kMinTime);
-    }
+    // by channel with processSample, and all together with processChannels, with the
+    // widest vectors of each instruction set this machine runs.
+    registerEqualisers("processSample 32x3x1920", std::nullopt);
+    for (eInstructionSet set : machineSets())
+        registerEqualisers(std::string("Biquad::processChannels/32x3x1920/") + getInstructionSetName(set), set);
+    for (eInstructionSet set : machineSets())
+        for (int way = 0; way < int(std::size(kRampWays)); ++way) registerRamps(way, set);
 }
 
 // Keeps the best nanoseconds per iteration of each benchmark over the passes.
@@ -353,10 +423,23 @@ void printTables(const std::map<std::string, double>& t) {
     }
     std::printf("\nBiquad::processSample        %.3f ns/sample\n", at("Biquad::processSample/4096") / 4096);
     std::printf("MultiBandBiquad<3> per sample  %.3f ns/sample\n", at("MultiBandBiquad<3>/4096") / 4096);
-    const double oneByOne = at("processSample 32x3x1920"), together = at("Biquad::processChannels/32x3x1920");
-    std::printf("32 three-band equalisers, 1920 samples: processSample %.3f ns, processChannels %.3f ns per "
-                "channel sample (%.2f x faster)\n",
-                oneByOne / (32 * 1920), together / (32 * 1920), oneByOne / together);
+    const double oneByOne = at("processSample 32x3x1920");
+    std::printf("32 three-band equalisers, 1920 samples, ns per channel sample: processSample %.3f\n",
+                oneByOne / (32 * 1920));
+    for (eInstructionSet set : machineSets()) {
+        const double together = at(std::string("Biquad::processChannels/32x3x1920/") + getInstructionSetName(set));
+        std::printf("  processChannels, %-8s %.3f (%.2f x faster)\n", getInstructionSetName(set),
+                    together / (32 * 1920), oneByOne / together);
+    }
+    std::printf("\n32 channels' ramps, 1920 samples, ns per channel sample:\n%-10s", "");
+    for (const char* way : kRampWays) std::printf(" %26s", way);
+    std::printf(" %10s\n", "chain gain");
+    for (eInstructionSet set : machineSets()) {
+        std::printf("%-10s", getInstructionSetName(set));
+        for (int way = 0; way < int(std::size(kRampWays)); ++way)
+            std::printf(" %26.3f", at(rampKey(way, set)) / (kRampChannels * kRampFrames));
+        std::printf(" %9.2fx\n", at(rampKey(0, set)) / at(rampKey(1, set)));
+    }
     std::printf("\nAims at 256, 1024 and 4096 samples:\n");
     for (const std::string& m : misses) std::printf("%s\n", m.c_str());
 }
