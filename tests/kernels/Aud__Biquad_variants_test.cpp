@@ -12,6 +12,7 @@
 
 #include "platform/FloatingPointMode.h"
 #include "tests/support/BitCompare.h"
+#include "tests/support/SaltedSamples.h"
 
 #include <gtest/gtest.h>
 
@@ -42,10 +43,6 @@ using audatoms::test::floatFromBits;
 using eInstructionSet = Aud::Filter::BiquadChannels::eInstructionSet;
 namespace BC = Aud::Filter::BiquadChannels;
 using Shape = Biquad::ShapeDescriptor;
-
-namespace Aud::Cpu {
-void PrintTo(eInstructionSet set, std::ostream* os) { *os << name(set); }
-}  // namespace Aud::Cpu
 
 namespace {
 
@@ -86,8 +83,8 @@ Biquad randomSection(std::mt19937& rng) {
 
 // Channel buffers in one arena, channel c starting `misalign(c)` floats past a 64-byte
 // boundary, with canary words around each.
-constexpr std::uint32_t kCanary = 0x7FBADBADu;  // a signalling NaN nothing here writes
-constexpr std::size_t kGuard = 16;
+constexpr std::uint32_t kCanary = audatoms::test::kCanaryBits;
+constexpr std::size_t kGuard = audatoms::test::kGuardFloats;
 
 struct Case {
     unsigned perChannel = 0, n = 0;

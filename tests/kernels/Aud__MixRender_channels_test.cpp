@@ -15,6 +15,7 @@
 
 #include "platform/FloatingPointMode.h"
 #include "tests/support/BitCompare.h"
+#include "tests/support/SaltedSamples.h"
 
 #include <gtest/gtest.h>
 
@@ -30,48 +31,20 @@ using audatoms::test::bitsOf;
 using audatoms::test::floatFromBits;
 using audatoms::test::sameBits;
 
-namespace Aud::Cpu {
-void PrintTo(eInstructionSet set, std::ostream* os) { *os << name(set); }
-}  // namespace Aud::Cpu
-
 namespace {
 
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-struct Rng {
-    std::uint64_t s;
-    std::uint32_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return static_cast<std::uint32_t>(s >> 11);
-    }
-    float uniform(float lo, float hi) { return lo + (hi - lo) * static_cast<float>(next() % 1000001u) / 1e6f; }
-    float sample() {
-        switch (next() % 16) {
-        case 0: return kNaN;
-        case 1: return floatFromBits(0xFFC00001u);  // negative NaN with a payload
-        case 2: return kInf;
-        case 3: return -kInf;
-        case 4: return 0.0f;
-        case 5: return -0.0f;
-        case 6: return floatFromBits(next() % 0x007FFFFFu + 1);  // positive subnormal
-        case 7: return -floatFromBits(next() % 0x007FFFFFu + 1);
-        case 8: return uniform(-3e38f, 3e38f);     // products overflow
-        case 9: return next() % 2 ? 1.0f : -1.0f;  // full scale
-        default: return uniform(-2.0f, 2.0f);
-        }
-    }
-};
+using Rng = audatoms::test::SaltedRng;
 
 // Levels and deltas: ordinary ramps, the short-cut values, and values that overflow,
 // underflow or poison.
 const float kLevels[] = {0.7f, -1.3f, 1.0f, 0.0f, -0.0f, 1e-30f, 3e38f, kNaN, -kInf, 0.5f, 1e-40f};
 const float kDeltas[] = {0.0015f, -0.25f, 0.0f, -0.0f, 1e-42f, kNaN, 1e-7f, -3.3e-5f, kInf, 3e37f, 0.7f};
 
-constexpr std::size_t kGuard = 16;              // floats of canary on each side
-constexpr std::uint32_t kCanary = 0x7FBADBADu;  // a signalling NaN no kernel writes
+constexpr std::size_t kGuard = audatoms::test::kGuardFloats;
+constexpr std::uint32_t kCanary = audatoms::test::kCanaryBits;
 
 // The buffers of one call: per channel a source and a destination (or the source
 // again, in place), each at its own misalignment from a 64-byte boundary inside one

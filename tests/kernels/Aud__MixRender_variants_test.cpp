@@ -10,6 +10,7 @@
 #include "AudAtoms/AudAtoms.h"
 #include "AudAtoms/kernels/Aud__MixRender_testing.h"
 #include "tests/support/BitCompare.h"
+#include "tests/support/SaltedSamples.h"
 #include "tests/support/CpuFamily.h"
 
 #include <gtest/gtest.h>
@@ -28,42 +29,15 @@ using audatoms::test::bitsOf;
 using audatoms::test::floatFromBits;
 using audatoms::test::sameBits;
 
-namespace Aud::MixRender {
-void PrintTo(eInstructionSet set, std::ostream* os) { *os << getInstructionSetName(set); }
-}  // namespace Aud::MixRender
-
 namespace {
 
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-struct Rng {
-    std::uint64_t s;
-    std::uint32_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return static_cast<std::uint32_t>(s >> 11);
-    }
-    float uniform(float lo, float hi) { return lo + (hi - lo) * static_cast<float>(next() % 1000001u) / 1e6f; }
-    float sample() {
-        switch (next() % 16) {
-        case 0: return kNaN;
-        case 1: return floatFromBits(0xFFC00001u);  // negative NaN with a payload
-        case 2: return kInf;
-        case 3: return -kInf;
-        case 4: return 0.0f;
-        case 5: return -0.0f;
-        case 6: return floatFromBits(next() % 0x007FFFFFu + 1);  // positive subnormal
-        case 7: return -floatFromBits(next() % 0x007FFFFFu + 1);
-        case 8: return uniform(-3e38f, 3e38f);  // products and sums overflow
-        default: return uniform(-2.0f, 2.0f);
-        }
-    }
-};
+using Rng = audatoms::test::SaltedRng;
 
-constexpr std::size_t kGuard = 16;              // floats of canary on each side
-constexpr std::uint32_t kCanary = 0x7FBADBADu;  // a signalling NaN no kernel writes
+constexpr std::size_t kGuard = audatoms::test::kGuardFloats;
+constexpr std::uint32_t kCanary = audatoms::test::kCanaryBits;
 
 // A buffer of n floats at a chosen misalignment (in floats) from a 64-byte boundary,
 // with canary words around it.
