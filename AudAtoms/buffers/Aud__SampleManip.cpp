@@ -74,14 +74,17 @@ std::uint32_t exportAes24(std::uint32_t word) {
 const Kernels* sse2Kernels() { return Cpu::supports(Cpu::eInstructionSet::kSSE2) ? &sse2KernelTable() : nullptr; }
 const Kernels* avx2Kernels() { return Cpu::supports(Cpu::eInstructionSet::kAVX2) ? &avx2KernelTable() : nullptr; }
 const Kernels* avx512Kernels() { return Cpu::supports(Cpu::eInstructionSet::kAVX512) ? &avx512KernelTable() : nullptr; }
+const Kernels* avx512VbmiKernels() { return Cpu::supportsAVX512VBMI() ? &avx512VbmiKernelTable() : nullptr; }
 #else
 const Kernels* sse2Kernels() { return nullptr; }
 const Kernels* avx2Kernels() { return nullptr; }
 const Kernels* avx512Kernels() { return nullptr; }
+const Kernels* avx512VbmiKernels() { return nullptr; }
 #endif
 
 const Kernels& activeKernels() {
     static const Kernels* const chosen = [] {
+        if (const Kernels* k = avx512VbmiKernels()) return k;
         if (const Kernels* k = avx512Kernels()) return k;
         if (const Kernels* k = avx2Kernels()) return k;
         if (const Kernels* k = sse2Kernels()) return k;

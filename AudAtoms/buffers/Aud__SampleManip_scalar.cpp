@@ -19,8 +19,22 @@ void store24(unsigned char* p, std::int32_t v) {
     p[2] = std::uint8_t(v >> 16);
 }
 
+// exportInt32 without division or double precision (the derivation is beside
+// int32RoundTrip in internal/SimdSse2.h): s + 0.5 +- 2^-10 rounded once to a float (the
+// high and the low 8 bits of s added as two exact floats), truncated, less one for
+// s > 0; the two carry values of each sign 64 further out. The tests compare it with
+// exportInt32 for every 32-bit input.
+std::int32_t int32Map(std::int32_t s) {
+    const std::uint32_t u = std::uint32_t(s);
+    const bool negative = s < 0;
+    if (((negative ? ~u : u) | 0x100u) == 0x7FFFFFBFu) return std::int32_t(negative ? u & ~0x7Fu : u | 0x7Fu);
+    const float hi = float(std::int32_t(u & ~0xFFu));
+    const float lo = float(u & 0xFFu) + (negative ? 0.4990234375f : 0.5009765625f);  // 0.5 -+ 2^-10
+    return std::int32_t(std::int64_t(hi + lo) - (s > 0 ? 1 : 0));
+}
+
 // The exact integer maps of the export conversions (equal to the definitions for every
-// input; the tests walk the whole input range of the narrow types).
+// input; the tests walk the whole input range of every type but the floating ones).
 template <int Type>
 void exportOne(const unsigned char* p, unsigned char* q) {
     if constexpr (Type == 0) {
@@ -36,7 +50,7 @@ void exportOne(const unsigned char* p, unsigned char* q) {
     } else if constexpr (Type == 5) {
         storeLE<std::int32_t>(q, std::int32_t(loadLE<std::uint32_t>(p) << 8) >> 8);
     } else if constexpr (Type == 6) {
-        storeLE<std::int32_t>(q, exportInt32(loadLE<std::int32_t>(p)));
+        storeLE<std::int32_t>(q, int32Map(loadLE<std::int32_t>(p)));
     } else if constexpr (Type == 7) {
         storeLE<double>(q, exportFloat64(loadLE<double>(p)));
     } else if constexpr (Type == 8) {
@@ -51,6 +65,20 @@ constexpr unsigned kStride[10] = {4, 2, 3, 1, 1, 4, 4, 8, 4, 4};
 template <int Type>
 void exportGeneric(const unsigned char* const* planes, unsigned channels, unsigned frames, unsigned char* out) {
     constexpr unsigned B = kStride[Type];
+    if constexpr (Type == 2) {
+        // Packed 24-bit, before the last frame: four bytes at a time; the fourth lands
+        // on the next sample's first byte (read inside the plane, written over later).
+        for (unsigned s = 0; s + 1 < frames; ++s) {
+            unsigned char* q = out + std::size_t(s) * channels * 3;
+            for (unsigned c = 0; c < channels; ++c, q += 3)
+                storeLE<std::uint32_t>(q, loadLE<std::uint32_t>(planes[c] + std::size_t(s) * 3));
+        }
+        if (frames > 0) {
+            unsigned char* q = out + std::size_t(frames - 1) * channels * 3;
+            for (unsigned c = 0; c < channels; ++c, q += 3) std::memcpy(q, planes[c] + std::size_t(frames - 1) * 3, 3);
+        }
+        return;
+    }
     for (unsigned s = 0; s < frames; ++s) {
         unsigned char* q = out + std::size_t(s) * channels * B;
         for (unsigned c = 0; c < channels; ++c, q += B) exportOne<Type>(planes[c] + std::size_t(s) * B, q);
@@ -130,10 +158,28 @@ template <unsigned Bytes, bool BigEndian>
 void splitFixed(const unsigned char* src, unsigned channels, unsigned stride, unsigned frames,
                 unsigned char* const* outs) {
     const std::size_t frameBytes = std::size_t(channels) * stride;
+    unsigned first = 0;  // frames done by the four-byte loop
+    if constexpr (Bytes == 3) {
+        // Before the last frame, four bytes at a time: read inside the block (the byte
+        // after a sample's three belongs to the block), the fourth written on the next
+        // sample's first byte and later overwritten. The last frame goes bytewise below.
+        if (frames > 1) {
+            for (unsigned c = 0; c < channels; ++c) {
+                const unsigned char* p = src + (BigEndian ? std::size_t(c) * stride : std::size_t(c) * 3);
+                unsigned char* dst = outs[c];
+                for (unsigned s = 0; s + 1 < frames; ++s, p += frameBytes, dst += 3) {
+                    const std::uint32_t v = loadLE<std::uint32_t>(p);
+                    storeLE<std::uint32_t>(dst, BigEndian ? __builtin_bswap32(v) >> 8 : v);
+                }
+            }
+            first = frames - 1;
+        }
+    }
     for (unsigned c = 0; c < channels; ++c) {
-        const unsigned char* p = src + (BigEndian ? std::size_t(c) * stride : std::size_t(c) * Bytes);
-        unsigned char* dst = outs[c];
-        for (unsigned s = 0; s < frames; ++s, p += frameBytes, dst += Bytes) {
+        const unsigned char* p =
+            src + std::size_t(first) * frameBytes + (BigEndian ? std::size_t(c) * stride : std::size_t(c) * Bytes);
+        unsigned char* dst = outs[c] + std::size_t(first) * Bytes;
+        for (unsigned s = first; s < frames; ++s, p += frameBytes, dst += Bytes) {
             unsigned char b[Bytes];
             std::memcpy(b, p, Bytes);
             if (BigEndian)

@@ -6,8 +6,13 @@
 // Every table offers the same operations with bit-identical results:
 // - reference: the plain scalar definitions (one sample at a time, formulas as written);
 // - generic: scalar, with the export conversions replaced by their exact integer maps;
-// - sse2 / avx2 / avx512: vectorised for 1, 2, 4 and 8 channels of 1-, 2-, 4- and 8-byte
-//   samples, generic for everything else (and for the frames after the last full vector).
+// - sse2 / avx2 / avx512 / avx512vbmi: vectorised; all four zip 1, 2, 4 and 8 channels of
+//   1-, 2-, 4- and 8-byte samples; avx2, avx512 and avx512vbmi also run every other
+//   shape of up to 8 channels (3, 5, 6 and 7 channels, packed 24-bit samples, 24-in-32
+//   and big-endian splits) through the window kernels of internal/SampleKernelBody.h
+//   (avx2: splits only while a frame fits in 32 bytes); generic for everything else and
+//   for the frames after the last full vector or step. avx512vbmi is avx512 with byte
+//   permutes (AVX-512 VBMI), which the byte-granular shapes use.
 // The tests and benchmarks compare the tables directly; the library uses active().
 // Threads: tables are immutable; active() is chosen once, thread-safely.
 #pragma once
@@ -37,14 +42,16 @@ const Kernels& genericKernels();
 const Kernels* sse2Kernels();
 const Kernels* avx2Kernels();
 const Kernels* avx512Kernels();
+const Kernels* avx512VbmiKernels();
 // The fastest supported table, chosen on first call.
 const Kernels& activeKernels();
-// Name of the kernel set in use: "scalar", "sse2", "avx2" or "avx512".
+// Name of the kernel set in use: "scalar", "sse2", "avx2", "avx512" or "avx512vbmi".
 const char* activeKernelName();
 
 // Defined in the instruction-set files; call only on a CPU that supports the set.
 const Kernels& sse2KernelTable();
 const Kernels& avx2KernelTable();
 const Kernels& avx512KernelTable();
+const Kernels& avx512VbmiKernelTable();
 
 }  // namespace Aud::SampleManip

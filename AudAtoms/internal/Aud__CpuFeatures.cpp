@@ -13,6 +13,7 @@ namespace {
 struct Features {
     bool avx2 = false;
     bool avx512 = false;
+    bool avx512vbmi = false;
     bool splitsWide = false;
 };
 
@@ -40,6 +41,7 @@ const Features& features() {
         r.avx2 = __builtin_cpu_supports("avx2");
         r.avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
                    __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+        r.avx512vbmi = r.avx512 && __builtin_cpu_supports("avx512vbmi");
         r.splitsWide = r.avx512 && isAmdFamily19h();
 #endif
         return r;
@@ -61,6 +63,14 @@ bool supports(eInstructionSet set) {
     (void)features;
 #endif
     return false;
+}
+
+bool supportsAVX512VBMI() {
+#ifdef AUDATOMS_X86_64
+    return features().avx512vbmi;
+#else
+    return false;
+#endif
 }
 
 eInstructionSet widest() {

@@ -20,6 +20,11 @@ enum class eInstructionSet : int { kSSE2 = 0, kAVX2 = 1, kAVX512 = 2 };
 // Built into this library and runnable on this CPU (and its operating system).
 bool supports(eInstructionSet set);
 
+// AVX-512 (as kAVX512) together with its byte permutes (VBMI): the sample conversions
+// have a table for it. Not a rung of eInstructionSet, so the other kernel families
+// and their settings are unchanged.
+bool supportsAVX512VBMI();
+
 // The widest instruction set that supports() allows.
 eInstructionSet widest();
 

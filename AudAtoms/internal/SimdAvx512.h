@@ -4,7 +4,16 @@
 // Elements of 2, 4 and 8 bytes are zipped and unzipped with one two-source permute per
 // result; bytes (no byte permute in this instruction set) with unpack or pack within
 // 128-bit lanes and one permute of the 64-bit pieces.
+//
+// The window kernels' two-source permutes (gather<G>) move elements of G = 2, 4 or 8
+// bytes with one vpermt2w/d/q. Single bytes take one vpermt2b where the file is
+// compiled for AVX-512 VBMI (__AVX512VBMI__: the avx512vbmi table); without it, two
+// word permutes (one for the even, one for the odd output bytes) and two in-lane byte
+// shuffles that pick the wanted byte of each word.
 #pragma once
+
+// This vector struct offers the window kernels' permutes (see SampleKernelBody.h).
+#define AUDATOMS_SIMD_HAS_PERMUTES 1
 
 // g++ 12 warns about the deliberately undefined pass-through operand inside several
 // AVX-512 intrinsics (fixed in later releases); the warning points into the header.
@@ -17,7 +26,11 @@
 #include <immintrin.h>
 #endif
 
+#include "AudAtoms/internal/SampleShufflePlan.h"
+
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace {
 
@@ -30,35 +43,35 @@ struct V {
 
     // Index vectors of the two-source permutes, for elements of S bytes (S = 2, 4, 8):
     // zipLo picks a0 b0 a1 b1 ..., zipHi the second halves, even/odd the unzipped halves.
+    // Constant tables (loaded, never built at run time, whatever the optimisation level).
+    enum eIndex : int { kZipLo, kZipHi, kEven, kOdd };
+    template <int S, int Kind>
+    struct IndexTable {
+        static constexpr int kN = 64 / S;
+        alignas(64) std::uint8_t bytes[64] = {};
+        static constexpr int element(int i) {
+            switch (Kind) {
+            case kZipLo: return (i % 2) * kN + i / 2;
+            case kZipHi: return (i % 2) * kN + kN / 2 + i / 2;
+            case kEven: return 2 * i;
+            default: return 2 * i + 1;
+            }
+        }
+        static constexpr IndexTable make() {
+            IndexTable t;
+            for (int i = 0; i < kN; ++i)
+                for (int j = 0; j < S; ++j) t.bytes[i * S + j] = std::uint8_t(std::uint64_t(element(i)) >> (8 * j));
+            return t;
+        }
+    };
+    template <int S, int Kind>
+    static constexpr IndexTable<S, Kind> kIndex = IndexTable<S, Kind>::make();
     template <int S>
     struct Index {
-        static constexpr int kN = 64 / S;
-        static I zipLo() {
-            return make([](int i) { return (i % 2) * kN + i / 2; });
-        }
-        static I zipHi() {
-            return make([](int i) { return (i % 2) * kN + kN / 2 + i / 2; });
-        }
-        static I even() {
-            return make([](int i) { return 2 * i; });
-        }
-        static I odd() {
-            return make([](int i) { return 2 * i + 1; });
-        }
-        template <class F>
-        static I make(F f) {
-            alignas(64) std::int16_t w[32];
-            alignas(64) std::int32_t d[16];
-            alignas(64) std::int64_t q[8];
-            for (int i = 0; i < kN; ++i) {
-                if constexpr (S == 2) w[i] = std::int16_t(f(i));
-                if constexpr (S == 4) d[i] = f(i);
-                if constexpr (S == 8) q[i] = f(i);
-            }
-            if constexpr (S == 2) return _mm512_load_si512(w);
-            if constexpr (S == 4) return _mm512_load_si512(d);
-            if constexpr (S == 8) return _mm512_load_si512(q);
-        }
+        static I zipLo() { return _mm512_load_si512(kIndex<S, kZipLo>.bytes); }
+        static I zipHi() { return _mm512_load_si512(kIndex<S, kZipHi>.bytes); }
+        static I even() { return _mm512_load_si512(kIndex<S, kEven>.bytes); }
+        static I odd() { return _mm512_load_si512(kIndex<S, kOdd>.bytes); }
     };
 
     template <int S>
@@ -128,17 +141,100 @@ struct V {
 
     static I narrowF64(I v) { return _mm512_castpd_si512(_mm512_cvtps_pd(_mm512_cvtpd_ps(_mm512_castsi512_pd(v)))); }
 
-    static __m256i int32RoundTrip8(__m256i v) {
-        const __m512d half = _mm512_set1_pd(0.5), scale = _mm512_set1_pd(2147483647.5);
-        const __m512d q = _mm512_div_pd(_mm512_add_pd(_mm512_cvtepi32_pd(v), half), scale);
-        __m512d x = _mm512_cvtps_pd(_mm512_cvtpd_ps(q));
-        x = _mm512_max_pd(_mm512_min_pd(x, _mm512_set1_pd(1.0)), _mm512_set1_pd(-1.0));
-        return _mm512_cvttpd_epi32(_mm512_sub_pd(_mm512_mul_pd(x, scale), half));
+    // exportInt32 of 16 samples; see int32RoundTrip in SimdSse2.h for the derivation.
+    static I int32RoundTrip(I s) {
+        const __m512i n = _mm512_srai_epi32(s, 31);
+        const __m512i low = _mm512_set1_epi32(0xFF);
+        const __m512 hi = _mm512_cvtepi32_ps(_mm512_andnot_si512(low, s));
+        const __m512i half = _mm512_add_epi32(_mm512_set1_epi32(0x3F004000),
+                                              _mm512_and_si512(n, _mm512_set1_epi32(0x3EFF8000 - 0x3F004000)));
+        const __m512 lo = _mm512_add_ps(_mm512_cvtepi32_ps(_mm512_and_si512(s, low)), _mm512_castsi512_ps(half));
+        const __m512i t = _mm512_cvttps_epi32(_mm512_add_ps(hi, lo));
+        const __m512i out =
+            _mm512_mask_sub_epi32(t, _mm512_cmpgt_epi32_mask(s, _mm512_setzero_si512()), t, _mm512_set1_epi32(1));
+        const __mmask16 carry = _mm512_cmpeq_epi32_mask(
+            _mm512_or_si512(_mm512_xor_si512(s, n), _mm512_set1_epi32(0x100)), _mm512_set1_epi32(0x7FFFFFBF));
+        const __m512i seven = _mm512_set1_epi32(0x7F);
+        const __m512i outward = _mm512_xor_si512(_mm512_or_si512(s, seven), _mm512_and_si512(n, seven));
+        return _mm512_mask_mov_epi32(out, carry, outward);
     }
-    static I int32RoundTrip(I v) {
-        const __m256i lo = int32RoundTrip8(_mm512_castsi512_si256(v));
-        const __m256i hi = int32RoundTrip8(_mm512_extracti64x4_epi64(v, 1));
-        return _mm512_inserti64x4(_mm512_castsi256_si512(lo), hi, 1);
+
+    // ---- window kernels (SampleShufflePlan.h) ----
+#ifdef __AVX512VBMI__
+    static constexpr bool kVbmi = true;
+#else
+    static constexpr bool kVbmi = false;
+#endif
+    // With byte permutes, bytes of every channel count go to the window kernels.
+    static constexpr bool kByteWindow = kVbmi;
+
+    // Controls of one two-source permute of G-byte elements: element indices (a single
+    // vpermt2), or, for bytes without VBMI, word indices for the even and the odd output
+    // bytes (16 bits each) and the in-lane picks of the wanted byte (0x80: zero).
+    struct CtlIndex {
+        alignas(64) std::uint8_t idx[64] = {};
+    };
+    struct CtlWords {
+        alignas(64) std::uint8_t even[64] = {};
+        alignas(64) std::uint8_t odd[64] = {};
+        alignas(64) std::uint8_t pickE[64] = {};
+        alignas(64) std::uint8_t pickO[64] = {};
+    };
+    template <unsigned G>
+    using Ctl = std::conditional_t<(G > 1 || kVbmi), CtlIndex, CtlWords>;
+
+    template <unsigned G>
+    static constexpr Ctl<G> encode(const plan::PairBytes& pb) {
+        Ctl<G> c;
+        if constexpr (G > 1 || kVbmi) {
+            for (std::size_t e = 0; e < 64 / G; ++e) {
+                const std::uint8_t b = pb.idx[e * G];
+                const std::uint64_t v = b == plan::kNone ? 0 : b / G;
+                for (std::size_t j = 0; j < G; ++j) c.idx[e * G + j] = std::uint8_t(v >> (8 * j));
+            }
+        } else {
+            for (std::size_t w = 0; w < 32; ++w) {
+                const std::uint8_t be = pb.idx[2 * w], bo = pb.idx[2 * w + 1];
+                c.even[2 * w] = be == plan::kNone ? 0 : std::uint8_t(be / 2);
+                c.odd[2 * w] = bo == plan::kNone ? 0 : std::uint8_t(bo / 2);
+                const std::uint8_t lane = std::uint8_t((2 * w) % 16);
+                c.pickE[2 * w] = be == plan::kNone ? 0x80 : std::uint8_t(lane + (be & 1));
+                c.pickE[2 * w + 1] = 0x80;
+                c.pickO[2 * w] = 0x80;
+                c.pickO[2 * w + 1] = bo == plan::kNone ? 0x80 : std::uint8_t(lane + (bo & 1));
+            }
+        }
+        return c;
+    }
+
+    template <unsigned G, const Ctl<G>& c>
+    static I gather(I a, I b) {
+        if constexpr (G == 8) return _mm512_permutex2var_epi64(a, _mm512_load_si512(c.idx), b);
+        if constexpr (G == 4) return _mm512_permutex2var_epi32(a, _mm512_load_si512(c.idx), b);
+        if constexpr (G == 2) return _mm512_permutex2var_epi16(a, _mm512_load_si512(c.idx), b);
+        if constexpr (G == 1) {
+#ifdef __AVX512VBMI__
+            return _mm512_permutex2var_epi8(a, _mm512_load_si512(c.idx), b);
+#else
+            const I e = _mm512_permutex2var_epi16(a, _mm512_load_si512(c.even), b);
+            const I o = _mm512_permutex2var_epi16(a, _mm512_load_si512(c.odd), b);
+            return _mm512_or_si512(_mm512_shuffle_epi8(e, _mm512_load_si512(c.pickE)),
+                                   _mm512_shuffle_epi8(o, _mm512_load_si512(c.pickO)));
+#endif
+        }
+    }
+
+    using Mask = std::uint64_t;
+    static constexpr Mask encodeMask(const plan::PairBytes& pb) {
+        Mask m = 0;
+        for (unsigned i = 0; i < 64; ++i)
+            if (pb.take[i]) m |= Mask(1) << i;
+        return m;
+    }
+    // Bytes of x where the mask is set, of acc elsewhere.
+    template <const Mask& m>
+    static I blend(I acc, I x) {
+        return _mm512_mask_blend_epi8(m, acc, x);
     }
 };
 

@@ -4,6 +4,8 @@
 //
 // zip<S>(a, b): the S-byte elements of a and b interleaved, in order (lo, then hi).
 // unzip<S>(x, y): the inverse: the even and the odd S-byte elements of x then y.
+// No variable byte permutes (those begin with SSSE3): the window kernels of
+// SampleKernelBody.h are not built for this table.
 #pragma once
 
 #include <emmintrin.h>
@@ -75,6 +77,9 @@ struct V {
         return _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));
     }
 
+    // Bytes are zipped, not permuted one by one (see SampleKernelBody.h).
+    static constexpr bool kByteWindow = false;
+
     static I set32(int x) { return _mm_set1_epi32(x); }
     static I and_(I a, I b) { return _mm_and_si128(a, b); }
     static I or_(I a, I b) { return _mm_or_si128(a, b); }
@@ -93,17 +98,37 @@ struct V {
 
     static I narrowF64(I v) { return _mm_castpd_si128(_mm_cvtps_pd(_mm_cvtpd_ps(_mm_castsi128_pd(v)))); }
 
-    static __m128i int32RoundTrip2(__m128d d) {
-        const __m128d half = _mm_set1_pd(0.5), scale = _mm_set1_pd(2147483647.5);
-        const __m128d q = _mm_div_pd(_mm_add_pd(d, half), scale);
-        __m128d x = _mm_cvtps_pd(_mm_cvtpd_ps(q));
-        x = _mm_max_pd(_mm_min_pd(x, _mm_set1_pd(1.0)), _mm_set1_pd(-1.0));
-        return _mm_cvttpd_epi32(_mm_sub_pd(_mm_mul_pd(x, scale), half));
-    }
-    static I int32RoundTrip(I v) {
-        const __m128i lo = int32RoundTrip2(_mm_cvtepi32_pd(v));
-        const __m128i hi = int32RoundTrip2(_mm_cvtepi32_pd(_mm_shuffle_epi32(v, _MM_SHUFFLE(3, 2, 3, 2))));
-        return _mm_unpacklo_epi64(lo, hi);
+    // exportInt32 of 4 samples without division or double precision. With m = 2s + 1,
+    // the definition's quotient (s + 0.5) / 2147483647.5 is m / (2^32 - 1) =
+    // m 2^-32 (1 + 2^-32 + ...); rounded to double and then to float it is X 2^-32, X
+    // being m rounded to 24 significant bits with ties away from zero (ties occur only
+    // for 2^24 <= |m| < 2^25, where the quotient lies just beyond one), except for
+    // |m| = 0xFFFFFD7F and 0xFFFFFF7F, whose double carries into the 32nd bit and whose
+    // float then rounds to even, one float step (256) further out. The rest,
+    // trunc(x * 2147483647.5 - 0.5) = trunc((X - 1) / 2 - X 2^-33), is trunc(X / 2),
+    // less one for s > 0.
+    // X / 2 is s + 0.5 rounded to 24 bits, ties away from zero: y = hi + lo with
+    // hi = float(s with its low 8 bits cleared) and lo = float(those 8 bits) + 0.5 +-
+    // 2^-10 (the sign of s), both exact, is s + 0.5 +- 2^-10 rounded once; the 2^-10
+    // breaks the ties outward and is too small to move any other rounding or truncation.
+    // The carry values (s = 0x7FFFFEBF, 0x7FFFFFBF and, mirrored, 0x80000140, 0x80000040)
+    // come out 64 further out: s | 0x7F, or s & ~0x7F when negative. The truncation of
+    // 2^31 gives 0x80000000, which less one is the right 0x7FFFFFFF. The tests compare
+    // this with exportInt32 for every 32-bit input.
+    static I int32RoundTrip(I s) {
+        const __m128i n = _mm_srai_epi32(s, 31);
+        const __m128i low = _mm_set1_epi32(0xFF);
+        const __m128 hi = _mm_cvtepi32_ps(_mm_andnot_si128(low, s));
+        const __m128i half = _mm_add_epi32(_mm_set1_epi32(0x3F004000),  // 0.5 + 2^-10, or 0.5 - 2^-10
+                                           _mm_and_si128(n, _mm_set1_epi32(0x3EFF8000 - 0x3F004000)));
+        const __m128 lo = _mm_add_ps(_mm_cvtepi32_ps(_mm_and_si128(s, low)), _mm_castsi128_ps(half));
+        const __m128i out =
+            _mm_add_epi32(_mm_cvttps_epi32(_mm_add_ps(hi, lo)), _mm_cmpgt_epi32(s, _mm_setzero_si128()));
+        const __m128i carry =
+            _mm_cmpeq_epi32(_mm_or_si128(_mm_xor_si128(s, n), _mm_set1_epi32(0x100)), _mm_set1_epi32(0x7FFFFFBF));
+        const __m128i seven = _mm_set1_epi32(0x7F);
+        const __m128i outward = _mm_xor_si128(_mm_or_si128(s, seven), _mm_and_si128(n, seven));
+        return _mm_or_si128(_mm_andnot_si128(carry, out), _mm_and_si128(carry, outward));
     }
 };
 

@@ -1,11 +1,20 @@
-// deinterleaveAudio and writeSamplesPlanar for sample types 0, 1, 2 and 6, 2 and 8
-// channels, 256 / 4096 / 65536 frames, each beside memcpy of the same bytes, beside the
-// plain scalar reference and (when built with libsndfile) beside sf_readf_float reading
-// the same frames from an in-memory WAV through its virtual I/O.
+// deinterleaveAudio and writeSamplesPlanar, each beside memcpy of the same bytes, beside
+// the plain scalar reference and (when built with libsndfile) beside libsndfile doing the
+// same conversion through its virtual I/O on an in-memory file:
+// - every sample type (0..9) and 1..8 channels at 4096 frames;
+// - types 0, 1, 2 and 6 at 2 and 8 channels also at 256 and 65536 frames.
+// libsndfile's side: for deinterleave sf_readf_float of the type's file format, for write
+// sf_writef_short / _int / _float / _double (the type's own width) into it:
+//   type 0 WAV float, 1 WAV 16-bit, 2 WAV 24-bit, 3 AIFF signed 8-bit, 4 WAV unsigned
+//   8-bit, 5 6 8 9 WAV 32-bit (the 4-byte container), 7 WAV double.
+// Writes of type 5 time the kernel alone (the public call prints one assertion line per
+// sample, which is kept behaviour; see AudioInterleaver.h). Deinterleaving one channel
+// copies nothing (the list shares the source), so its ratios are not bandwidth.
 // After Google Benchmark's report a ratio table is printed:
 //   vs memcpy  = memcpy time / our time (1.0 = memcpy's bandwidth)
 //   vs scalar  = reference time / our time
 //   vs sndfile = libsndfile time / our time
+// Unless told otherwise every benchmark runs 3 times for 0.1 s and the median counts.
 #include "AudAtoms/AudAtoms.h"
 #include "AudAtoms/buffers/Aud__SampleManip_testing.h"
 
@@ -19,14 +28,19 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
 
+// The original set (types 0, 1, 2, 6 at 2 and 8 channels, three block sizes) and the
+// sweep (every type, 1..8 channels, 4096 frames).
 const int kTypes[] = {0, 1, 2, 6};
 const unsigned kChannels[] = {2, 8};
 const unsigned kFrames[] = {256, 4096, 65536};
+constexpr unsigned kSweepFrames = 4096;
 
 std::string key(const char* op, int type, unsigned channels, unsigned frames) {
     return std::string(op) + "/type" + std::to_string(type) + "/ch" + std::to_string(channels) + "/frames" +
@@ -42,6 +56,9 @@ std::vector<unsigned char> samples(int type, std::size_t count, unsigned seed) {
         if (type == 0) {
             const float f = std::uniform_real_distribution<float>(-1.0f, 1.0f)(rng);
             std::memcpy(&v[i * width], &f, 4);
+        } else if (type == 7) {
+            const double d = std::uniform_real_distribution<double>(-1.0, 1.0)(rng);
+            std::memcpy(&v[i * width], &d, 8);
         } else {
             const std::uint32_t r = rng();
             std::memcpy(&v[i * width], &r, width);
@@ -85,21 +102,23 @@ void addDeinterleave(const Case& c) {
         }
         st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
     });
-    benchmark::RegisterBenchmark(
-        key("deinterleave-scalar", c.type, c.channels, c.frames).c_str(), [c](benchmark::State& st) {
-            const auto src = samples(c.type, std::size_t(c.frames) * c.channels, 2);
-            const unsigned width = Aud::sampleTypeStride(c.type);
-            std::vector<std::vector<unsigned char>> planes(c.channels,
-                                                           std::vector<unsigned char>(std::size_t(c.frames) * width));
-            std::vector<unsigned char*> outs;
-            for (auto& p : planes) outs.push_back(p.data());
-            for (auto _ : st) {
-                Aud::SampleManip::referenceKernels().split(src.data(), c.channels, width, width, false, c.frames,
-                                                           outs.data());
-                benchmark::ClobberMemory();
-            }
-            st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
-        });
+    benchmark::RegisterBenchmark(key("deinterleave-scalar", c.type, c.channels, c.frames).c_str(),
+                                 [c](benchmark::State& st) {
+                                     const auto src = samples(c.type, std::size_t(c.frames) * c.channels, 2);
+                                     const Aud::Metadata fmt(1, c.channels, 48000, c.type, 0);
+                                     const unsigned stride = fmt.getStride();
+                                     const unsigned sampleBytes = c.type == 5 ? fmt.getBitsPerSample() / 8 : stride;
+                                     std::vector<std::vector<unsigned char>> planes(
+                                         c.channels, std::vector<unsigned char>(std::size_t(c.frames) * sampleBytes));
+                                     std::vector<unsigned char*> outs;
+                                     for (auto& p : planes) outs.push_back(p.data());
+                                     for (auto _ : st) {
+                                         Aud::SampleManip::referenceKernels().split(
+                                             src.data(), c.channels, stride, sampleBytes, false, c.frames, outs.data());
+                                         benchmark::ClobberMemory();
+                                     }
+                                     st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
+                                 });
 }
 
 void addWrite(const Case& c) {
@@ -108,20 +127,30 @@ void addWrite(const Case& c) {
         for (unsigned ch = 0; ch < c.channels; ++ch) planes.push_back(samples(c.type, c.frames, 10 + ch));
         return planes;
     };
-    benchmark::RegisterBenchmark(
-        key("write", c.type, c.channels, c.frames).c_str(), [c, planesOf](benchmark::State& st) {
-            const auto planes = planesOf();
-            std::vector<const unsigned char*> ptrs;
-            for (const auto& p : planes) ptrs.push_back(p.data());
-            AudioInterleaver interleaver(c.type, c.channels,
-                                         c.type == 0 ? Aud::keAudioDataTypeFloat : Aud::keAudioDataTypePCM);
+    benchmark::RegisterBenchmark(key("write", c.type, c.channels, c.frames).c_str(), [c,
+                                                                                      planesOf](benchmark::State& st) {
+        const auto planes = planesOf();
+        std::vector<const unsigned char*> ptrs;
+        for (const auto& p : planes) ptrs.push_back(p.data());
+        AudioInterleaver interleaver(c.type, c.channels,
+                                     c.type == 0 || c.type == 7 ? Aud::keAudioDataTypeFloat : Aud::keAudioDataTypePCM);
+        if (c.type == 5) {
+            // The public call prints a line per sample: time the conversion alone.
+            std::vector<unsigned char> out(c.bytes());
+            for (auto _ : st) {
+                Aud::SampleManip::activeKernels().exportPlanar[5](ptrs.data(), c.channels, c.frames, out.data());
+                benchmark::DoNotOptimize(out.data());
+                benchmark::ClobberMemory();
+            }
+        } else {
             for (auto _ : st) {
                 if (interleaver.writeSamplesPlanar(ptrs, c.frames) != 0) st.SkipWithError("write failed");
                 benchmark::DoNotOptimize(interleaver.getScratch());
                 benchmark::ClobberMemory();
             }
-            st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
-        });
+        }
+        st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
+    });
     benchmark::RegisterBenchmark(key("write-scalar", c.type, c.channels, c.frames).c_str(), [c, planesOf](
                                                                                                 benchmark::State& st) {
         const auto planes = planesOf();
@@ -172,12 +201,44 @@ int sndfileFormat(int type) {
     case 0: return SF_FORMAT_WAV | SF_FORMAT_FLOAT;
     case 1: return SF_FORMAT_WAV | SF_FORMAT_PCM_16;
     case 2: return SF_FORMAT_WAV | SF_FORMAT_PCM_24;
+    case 3: return SF_FORMAT_AIFF | SF_FORMAT_PCM_S8;
+    case 4: return SF_FORMAT_WAV | SF_FORMAT_PCM_U8;
+    case 7: return SF_FORMAT_WAV | SF_FORMAT_DOUBLE;
     default: return SF_FORMAT_WAV | SF_FORMAT_PCM_32;
     }
 }
 
+// Frames in the width libsndfile writes the type from: short (16 and 8 bits), int (24
+// and 32 bits), float, double; full-scale noise.
+struct SndfileFrames {
+    std::vector<short> s16;
+    std::vector<int> s32;
+    std::vector<float> f32;
+    std::vector<double> f64;
+};
+SndfileFrames sndfileFrames(int type, std::size_t count) {
+    SndfileFrames f;
+    std::mt19937 rng(3);
+    if (type == 0) {
+        for (std::size_t i = 0; i < count; ++i) f.f32.push_back(std::uniform_real_distribution<float>(-1, 1)(rng));
+    } else if (type == 7) {
+        for (std::size_t i = 0; i < count; ++i) f.f64.push_back(std::uniform_real_distribution<double>(-1, 1)(rng));
+    } else if (type == 1 || type == 3 || type == 4) {
+        for (std::size_t i = 0; i < count; ++i) f.s16.push_back(short(rng()));
+    } else {
+        for (std::size_t i = 0; i < count; ++i) f.s32.push_back(int(rng()));
+    }
+    return f;
+}
+sf_count_t writeFrames(SNDFILE* w, const SndfileFrames& f, sf_count_t frames) {
+    if (!f.f32.empty()) return sf_writef_float(w, f.f32.data(), frames);
+    if (!f.f64.empty()) return sf_writef_double(w, f.f64.data(), frames);
+    if (!f.s16.empty()) return sf_writef_short(w, f.s16.data(), frames);
+    return sf_writef_int(w, f.s32.data(), frames);
+}
+
 void addSndfile(const Case& c) {
-    benchmark::RegisterBenchmark(key("sndfile", c.type, c.channels, c.frames).c_str(), [c](benchmark::State& st) {
+    benchmark::RegisterBenchmark(key("sndfile-read", c.type, c.channels, c.frames).c_str(), [c](benchmark::State& st) {
         MemFile file;
         SF_INFO info{};
         info.samplerate = 48000;
@@ -209,6 +270,27 @@ void addSndfile(const Case& c) {
         sf_close(r);
         st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
     });
+    benchmark::RegisterBenchmark(key("sndfile-write", c.type, c.channels, c.frames).c_str(), [c](benchmark::State& st) {
+        MemFile file;
+        SF_INFO info{};
+        info.samplerate = 48000;
+        info.channels = int(c.channels);
+        info.format = sndfileFormat(c.type);
+        SNDFILE* w = sf_open_virtual(&kVirtualIo, SFM_WRITE, &info, &file);
+        if (!w) {
+            st.SkipWithError("sf_open_virtual (write) failed");
+            return;
+        }
+        const SndfileFrames frames = sndfileFrames(c.type, std::size_t(c.frames) * c.channels);
+        for (auto _ : st) {
+            // Over the same frames of the file each time: the file does not grow.
+            if (sf_seek(w, 0, SEEK_SET) != 0) st.SkipWithError("sf_seek (write) failed");
+            if (writeFrames(w, frames, c.frames) != sf_count_t(c.frames)) st.SkipWithError("short write");
+            benchmark::ClobberMemory();
+        }
+        sf_close(w);
+        st.SetBytesProcessed(std::int64_t(st.iterations()) * std::int64_t(c.bytes()));
+    });
 }
 #endif
 
@@ -237,47 +319,66 @@ private:
     std::map<std::string, double> medians;
 };
 
+std::vector<Case> allCases() {
+    std::set<std::tuple<int, unsigned, unsigned>> seen;
+    std::vector<Case> cases;
+    auto add = [&](int type, unsigned ch, unsigned frames) {
+        if (seen.insert({type, ch, frames}).second) cases.push_back(Case{type, ch, frames});
+    };
+    for (int type : kTypes)
+        for (unsigned ch : kChannels)
+            for (unsigned frames : kFrames) add(type, ch, frames);
+    for (int type = 0; type <= 9; ++type)
+        for (unsigned ch = 1; ch <= 8; ++ch) add(type, ch, kSweepFrames);
+    return cases;
+}
+
 void printRatios(const std::map<std::string, double>& ns) {
     auto get = [&](const std::string& k) {
         const auto it = ns.find(k);
         return it == ns.end() ? 0.0 : it->second;
     };
     auto ratio = [](double num, double den) { return den > 0 && num > 0 ? num / den : 0.0; };
-    std::printf("\nkernels: %s\n", Aud::SampleManip::activeKernelName());
+    std::printf("\nkernels: %s (ratios of medians; the machine may be shared)\n", Aud::SampleManip::activeKernelName());
     std::printf("%-14s %5s %3s %6s %9s %9s %9s %9s\n", "operation", "type", "ch", "frames", "GB/s", "vs memcpy",
                 "vs scalar", "vs sndfile");
-    for (const char* op : {"deinterleave", "write"})
-        for (int type : kTypes)
-            for (unsigned ch : kChannels)
-                for (unsigned frames : kFrames) {
-                    const double t = get(key(op, type, ch, frames));
-                    const double bytes = double(frames) * ch * Aud::sampleTypeStride(type);
-                    std::printf("%-14s %5d %3u %6u %9.2f %9.2f %9.2f %9.2f\n", op, type, ch, frames,
-                                t > 0 ? bytes / t : 0.0, ratio(get(key("memcpy", type, ch, frames)), t),
-                                ratio(get(key((std::string(op) + "-scalar").c_str(), type, ch, frames)), t),
-                                ratio(get(key("sndfile", type, ch, frames)), t));
-                }
+    const std::vector<Case> cases = allCases();
+    for (const char* op : {"deinterleave", "write"}) {
+        const std::string sndfile = std::string("sndfile-") + (op[0] == 'd' ? "read" : "write");
+        for (const Case& c : cases) {
+            const double t = get(key(op, c.type, c.channels, c.frames));
+            if (t <= 0) continue;  // not run (filtered out, or failed)
+            const double bytes = double(c.bytes());
+            std::printf("%-14s %5d %3u %6u %9.2f %9.2f %9.2f %9.2f\n", op, c.type, c.channels, c.frames, bytes / t,
+                        ratio(get(key("memcpy", c.type, c.channels, c.frames)), t),
+                        ratio(get(key((std::string(op) + "-scalar").c_str(), c.type, c.channels, c.frames)), t),
+                        ratio(get(key(sndfile.c_str(), c.type, c.channels, c.frames)), t));
+        }
+    }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    for (int type : kTypes)
-        for (unsigned ch : kChannels)
-            for (unsigned frames : kFrames) {
-                const Case c{type, ch, frames};
-                addMemcpy(c);
-                addDeinterleave(c);
-                addWrite(c);
+    bool minTimeGiven = false, repetitionsGiven = false;
+    for (int i = 1; i < argc; ++i) {
+        minTimeGiven = minTimeGiven || std::strstr(argv[i], "min_time");
+        repetitionsGiven = repetitionsGiven || std::strstr(argv[i], "repetitions");
+    }
+    for (const Case& c : allCases()) {
+        addMemcpy(c);
+        addDeinterleave(c);
+        addWrite(c);
 #ifdef AUDATOMS_HAVE_SNDFILE
-                addSndfile(c);
+        addSndfile(c);
 #endif
-            }
+    }
+    // Short runs (there are many cases) unless told otherwise.
+    static char minTime[] = "--benchmark_min_time=0.1";
     // The machine may be shared: unless told otherwise, take the median of 3 runs.
-    std::vector<char*> args(argv, argv + argc);
-    bool repetitionsGiven = false;
-    for (int i = 1; i < argc; ++i) repetitionsGiven = repetitionsGiven || std::strstr(argv[i], "repetitions");
     static char reps[] = "--benchmark_repetitions=3", aggregates[] = "--benchmark_report_aggregates_only=true";
+    std::vector<char*> args(argv, argv + argc);
+    if (!minTimeGiven) args.push_back(minTime);
     if (!repetitionsGiven) {
         args.push_back(reps);
         args.push_back(aggregates);

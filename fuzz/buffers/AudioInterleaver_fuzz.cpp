@@ -51,7 +51,7 @@ void compareTables(const Aud::StreamBufferList& list) {
     const std::size_t bytes = std::size_t(list.numSamples) * planes.size() * Aud::sampleTypeStride(type);
     std::vector<unsigned char> want(bytes + 1, 0x5A), got(bytes + 1, 0x5A);
     referenceKernels().exportPlanar[type](planes.data(), unsigned(planes.size()), list.numSamples, want.data());
-    for (const Kernels* k : {&genericKernels(), sse2Kernels(), avx2Kernels(), avx512Kernels()}) {
+    for (const Kernels* k : {&genericKernels(), sse2Kernels(), avx2Kernels(), avx512Kernels(), avx512VbmiKernels()}) {
         if (!k) continue;
         std::fill(got.begin(), got.end(), 0x5A);
         k->exportPlanar[type](planes.data(), unsigned(planes.size()), list.numSamples, got.data());

@@ -29,7 +29,7 @@ const unsigned kStride[10] = {4, 2, 3, 1, 1, 4, 4, 8, 4, 4};
 
 std::vector<const Kernels*> fastTables() {
     std::vector<const Kernels*> v{&genericKernels()};
-    for (const Kernels* k : {sse2Kernels(), avx2Kernels(), avx512Kernels()})
+    for (const Kernels* k : {sse2Kernels(), avx2Kernels(), avx512Kernels(), avx512VbmiKernels()})
         if (k) v.push_back(k);
     return v;
 }
@@ -120,12 +120,15 @@ void checkExport(const Kernels& k, int type, unsigned channels, unsigned frames,
         ASSERT_EQ(kFill, got[i]) << "overrun " << where(k, type, channels, frames, inOff, outOff);
 }
 
-const unsigned kChannelCounts[] = {1, 2, 3, 4, 5, 6, 8, 16};
+const unsigned kChannelCounts[] = {1, 2, 3, 4, 5, 6, 7, 8, 16};
 
 }  // namespace
 
 TEST(SampleKernels, ActiveTableIsTheBestTheCpuRuns) {
-    const Kernels* best = avx512Kernels() ? avx512Kernels() : avx2Kernels() ? avx2Kernels() : sse2Kernels();
+    const Kernels* best = avx512VbmiKernels() ? avx512VbmiKernels()
+                          : avx512Kernels()   ? avx512Kernels()
+                          : avx2Kernels()     ? avx2Kernels()
+                                              : sse2Kernels();
     ASSERT_NE(best, nullptr);
     EXPECT_EQ(&activeKernels(), best);
     EXPECT_STREQ(activeKernelName(), best->name);
@@ -194,7 +197,7 @@ const Layout kLayouts[] = {{1, 1}, {2, 2}, {3, 3}, {4, 4}, {8, 8}, {4, 3}};
 TEST(SampleKernels, SplitMatchesReferenceForEveryLength) {
     for (const Kernels* k : fastTables())
         for (const Layout& l : kLayouts)
-            for (unsigned channels : {2u, 3u, 4u, 6u, 8u, 32u})
+            for (unsigned channels : {2u, 3u, 4u, 5u, 6u, 7u, 8u, 32u})
                 for (bool be : {false, true})
                     for (unsigned frames = 0; frames <= kMaxSmall; ++frames)
                         checkSplit(*k, channels, l.stride, l.sampleBytes, be, frames, 0, 0, frames);
