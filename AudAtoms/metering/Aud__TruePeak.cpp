@@ -1,9 +1,80 @@
-#include "AudAtoms/metering/Aud__TruePeak.h"
+#include "AudAtoms/metering/Aud__TruePeak_testing.h"
+
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 
 namespace Aud {
+
+namespace TruePeakKernels {
+
+float referencePartialPass(const float* taps, unsigned factor, const float* h, unsigned count, float peak) {
+    constexpr unsigned kTaps = TruePeakInterpolator::kTapsPerPhase;
+    for (unsigned p = 0; p < factor; ++p) {
+        const float* t = taps + std::size_t(p) * kTaps;
+        for (unsigned i = 0; i < count; ++i) {
+            float y = 0.0f;
+            for (unsigned k = 0; k < kTaps; ++k) y = y + t[k] * h[i + k];
+            peak = std::max(peak, std::fabs(y));
+        }
+    }
+    return peak;
+}
+
+namespace {
+
+float referencePass(const float* taps, unsigned factor, const float* h, float peak) {
+    return referencePartialPass(taps, factor, h, kBlock, peak);
+}
+
+const Kernels kReference = {"scalar", referencePass};
+
+std::atomic<const Kernels*> gForced{nullptr};
+
+}  // namespace
+
+const Kernels& referenceKernels() { return kReference; }
+
+const Kernels* sse2Kernels() {
+#ifdef AUDATOMS_X86_64
+    return Cpu::supports(Cpu::eInstructionSet::kSSE2) ? &sse2KernelTable() : nullptr;
+#else
+    return nullptr;
+#endif
+}
+
+const Kernels* avx2Kernels() {
+#ifdef AUDATOMS_X86_64
+    return Cpu::supports(Cpu::eInstructionSet::kAVX2) ? &avx2KernelTable() : nullptr;
+#else
+    return nullptr;
+#endif
+}
+
+const Kernels* avx512Kernels() {
+#ifdef AUDATOMS_X86_64
+    return Cpu::supports(Cpu::eInstructionSet::kAVX512) ? &avx512KernelTable() : nullptr;
+#else
+    return nullptr;
+#endif
+}
+
+const Kernels& activeKernels() {
+    if (const Kernels* f = gForced.load(std::memory_order_acquire)) return *f;
+    static const Kernels* const widest = [] {
+        if (const Kernels* k = avx512Kernels()) return k;
+        if (const Kernels* k = avx2Kernels()) return k;
+        if (const Kernels* k = sse2Kernels()) return k;
+        return &kReference;
+    }();
+    return *widest;
+}
+
+void forceKernels(const Kernels* table) { gForced.store(table, std::memory_order_release); }
+
+}  // namespace TruePeakKernels
 
 namespace {
 
@@ -65,39 +136,29 @@ void TruePeakInterpolator::reset() { std::fill(history_.begin(), history_.end(),
 float TruePeakInterpolator::process(const float* x, unsigned n, float floor) {
     if (factor_ == 0) return 0.0f;
     constexpr unsigned kOld = kTapsPerPhase - 1;
+    // Runs of kBlock history samples: the outputs of pass j read runs j and j + 1.
+    constexpr unsigned kRuns = (kOld + kChunk + kBlock - 1) / kBlock;
+    static_assert(kOld < kBlock && kChunk % kBlock == 0, "a pass's window spans two runs");
+    const TruePeakKernels::PassFn pass = TruePeakKernels::activeKernels().pass;
     float peak = 0.0f;
     float* h = history_.data();
     while (n > 0) {
         const unsigned len = std::min(n, kChunk);
-        float inputMax = 0.0f;
-        for (unsigned i = 0; i < kOld; ++i) inputMax = std::max(inputMax, std::fabs(h[i]));
-        for (unsigned i = 0; i < len; ++i) {
-            h[kOld + i] = std::isfinite(x[i]) ? x[i] : 0.0f;
-            inputMax = std::max(inputMax, std::fabs(h[kOld + i]));
+        for (unsigned i = 0; i < len; ++i) h[kOld + i] = std::isfinite(x[i]) ? x[i] : 0.0f;
+        float runMax[kRuns] = {};
+        for (unsigned i = 0; i < kOld + len; ++i) {
+            float& m = runMax[i / kBlock];
+            m = std::max(m, std::fabs(h[i]));
         }
-        if (inputMax * maxGain_ <= floor) {
-            // No output of this pass can rise above the floor.
-            std::copy(h + len, h + len + kOld, h);
-            x += len;
-            n -= len;
-            continue;
-        }
-        // Tap-outer, sample-inner order: each pass is an independent multiply-add that
-        // the compiler vectorises without reordering any sum (a full chunk has a fixed
-        // trip count, which lets it do so at -O2).
-        for (unsigned p = 0; p < factor_; ++p) {
-            const float* t = &taps_[std::size_t(p) * kTapsPerPhase];
-            float out[kChunk] = {};
-            for (unsigned k = 0; k < kTapsPerPhase; ++k) {
-                const float tk = t[k];
-                const float* w = h + k;
-                if (len == kChunk) {
-                    for (unsigned i = 0; i < kChunk; ++i) out[i] += tk * w[i];
-                } else {
-                    for (unsigned i = 0; i < len; ++i) out[i] += tk * w[i];
-                }
-            }
-            for (unsigned i = 0; i < len; ++i) peak = std::max(peak, std::fabs(out[i]));
+        for (unsigned i0 = 0; i0 < len; i0 += kBlock) {
+            const unsigned count = std::min(kBlock, len - i0);
+            const unsigned run = i0 / kBlock;
+            const float inputMax = std::max(runMax[run], run + 1 < kRuns ? runMax[run + 1] : 0.0f);
+            // No output of this pass can rise above the floor or the peak found so far.
+            if (inputMax * maxGain_ <= std::max(floor, peak)) continue;
+            const float* t = taps_.data();
+            peak = count == kBlock ? pass(t, factor_, h + i0, peak)
+                                   : TruePeakKernels::referencePartialPass(t, factor_, h + i0, count, peak);
         }
         std::copy(h + len, h + len + kOld, h);
         x += len;

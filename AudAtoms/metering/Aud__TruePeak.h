@@ -13,7 +13,8 @@
 // not matter for a peak.
 //
 // Threads: construction allocates (the taps and the history); process() neither
-// allocates, locks nor throws. Non-finite samples enter as 0.0.
+// allocates, locks nor throws; one interpolator belongs to one thread at a time.
+// Non-finite samples enter as 0.0.
 #pragma once
 
 #include "AudAtoms/AudAtomsExport.h"
@@ -25,8 +26,10 @@ namespace Aud {
 class AUDATOMS_EXPORT TruePeakInterpolator {
 public:
     static constexpr unsigned kTapsPerPhase = 32;
-    // Input samples handled per inner pass (the history buffer's working length).
+    // Input samples taken into the history at a time (its working length).
     static constexpr unsigned kChunk = 256;
+    // Output samples per filter pass; a pass is filtered only when it can raise the peak.
+    static constexpr unsigned kBlock = 32;
 
     // Oversampling factor for a rate in hertz (8, 4 or 2).
     static unsigned factorForRate(double hertz);
@@ -35,11 +38,12 @@ public:
     explicit TruePeakInterpolator(double hertz);
 
     // Feeds n samples; returns the largest absolute oversampled value among them, or
-    // any value not above `floor` when none is above it. A pass of kChunk samples whose
-    // inputs (with the history) are all within floor / maxGain() of zero cannot produce
-    // a value above floor and is not filtered: with floor = the peak found so far the
-    // result is exactly that of filtering everything, at a fraction of the cost for
-    // programmes whose level stays below their peak.
+    // any value not above `floor` when none is above it. A pass of kBlock output samples
+    // whose inputs (with the history) are all within max(floor, peak so far) / maxGain()
+    // of zero cannot raise the result and is not filtered: with floor = the peak found
+    // so far the result is exactly that of filtering everything, at a fraction of the
+    // cost for programmes whose level stays below their peak. The filter runs in the
+    // widest vectors the CPU has, bit-identical to the scalar reference.
     float process(const float* x, unsigned n, float floor = 0.0f);
     // The largest sum of absolute taps of a phase: no output exceeds this times the
     // largest absolute input in its window.
