@@ -1,6 +1,9 @@
 #include "AudAtoms/buffers/Aud__SampleConvert.h"
+#include "AudAtoms/buffers/Aud__SampleConvert_testing.h"
+#include "AudAtoms/internal/Aud__CpuFeatures.h"
 #include "AudAtoms/internal/ByteAccess.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -70,7 +73,58 @@ float toFloat32(float x) {
     return x;
 }
 
+// The packed 24-bit reference: all but the last sample read and write a 4-byte word
+// (its top byte belongs to the next sample: shifted out on reading, overwritten on
+// writing); the last one reads and writes exactly its 3 bytes.
+void toFloat24(const unsigned char* src, unsigned count, float* dst) {
+    const unsigned head = count ? count - 1 : 0;
+    eachIn(src, head, 3, dst,
+           [](const unsigned char* p) { return float(std::int32_t(loadLE<std::uint32_t>(p) << 8) >> 8) * k2Pow23; });
+    if (count) dst[head] = float(int24At(src + std::size_t(head) * 3)) * k2Pow23;
+}
+
+void fromFloat24(const float* src, unsigned count, unsigned char* q) {
+    const unsigned head = count ? count - 1 : 0;
+    for (unsigned i = 0; i < head; ++i) storeLE<std::int32_t>(q + std::size_t(i) * 3, toInt24(src[i]));
+    if (count) {
+        const std::int32_t v = toInt24(src[head]);
+        unsigned char* last = q + std::size_t(head) * 3;
+        last[0] = std::uint8_t(v);
+        last[1] = std::uint8_t(v >> 8);
+        last[2] = std::uint8_t(v >> 16);
+    }
+}
+
+const Packed24::Kernels kReference24 = {"scalar", toFloat24, fromFloat24};
+
+std::atomic<const Packed24::Kernels*> gForced24{nullptr};
+
 }  // namespace
+
+namespace Packed24 {
+
+const Kernels& referenceKernels() { return kReference24; }
+
+const Kernels* avx2Kernels() {
+#ifdef AUDATOMS_X86_64
+    return Cpu::supports(Cpu::eInstructionSet::kAVX2) ? &avx2KernelTable() : nullptr;
+#else
+    return nullptr;
+#endif
+}
+
+const Kernels& activeKernels() {
+    if (const Kernels* f = gForced24.load(std::memory_order_acquire)) return *f;
+    static const Kernels* const chosen = [] {
+        if (const Kernels* k = avx2Kernels()) return k;
+        return &kReference24;
+    }();
+    return *chosen;
+}
+
+void forceKernels(const Kernels* table) { gForced24.store(table, std::memory_order_release); }
+
+}  // namespace Packed24
 
 bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
     switch (sampleType) {
@@ -80,16 +134,7 @@ bool toFloat(int sampleType, const void* src, unsigned count, float* dst) {
     case 1:
         eachIn(src, count, 2, dst, [](const unsigned char* p) { return float(loadLE<std::int16_t>(p)) * k2Pow15; });
         return true;
-    case 2: {
-        // All but the last sample read a 4-byte word (its top byte belongs to the next
-        // sample and is shifted out); the last one reads exactly its 3 bytes.
-        const unsigned head = count ? count - 1 : 0;
-        eachIn(src, head, 3, dst, [](const unsigned char* p) {
-            return float(std::int32_t(loadLE<std::uint32_t>(p) << 8) >> 8) * k2Pow23;
-        });
-        if (count) dst[head] = float(int24At(static_cast<const unsigned char*>(src) + std::size_t(head) * 3)) * k2Pow23;
-        return true;
-    }
+    case 2: Packed24::activeKernels().toFloat(static_cast<const unsigned char*>(src), count, dst); return true;
     case 3:
         eachIn(src, count, 1, dst, [](const unsigned char* p) { return float(std::int8_t(*p)) * k2Pow7; });
         return true;
@@ -124,21 +169,7 @@ bool fromFloat(int sampleType, const float* src, unsigned count, void* dst) {
     case 1:
         eachOut(src, count, 2, dst, [](unsigned char* q, float x) { storeLE<std::int16_t>(q, toInt16(x)); });
         return true;
-    case 2: {
-        // Whole words are stored (the fourth byte is overwritten by the next sample) for
-        // all but the last sample, which stores exactly its 3 bytes.
-        unsigned char* q = static_cast<unsigned char*>(dst);
-        const unsigned head = count ? count - 1 : 0;
-        for (unsigned i = 0; i < head; ++i) storeLE<std::int32_t>(q + std::size_t(i) * 3, toInt24(src[i]));
-        if (count) {
-            const std::int32_t v = toInt24(src[head]);
-            unsigned char* last = q + std::size_t(head) * 3;
-            last[0] = std::uint8_t(v);
-            last[1] = std::uint8_t(v >> 8);
-            last[2] = std::uint8_t(v >> 16);
-        }
-        return true;
-    }
+    case 2: Packed24::activeKernels().fromFloat(src, count, static_cast<unsigned char*>(dst)); return true;
     case 3: eachOut(src, count, 1, dst, [](unsigned char* q, float x) { *q = std::uint8_t(toInt8(x)); }); return true;
     case 4: eachOut(src, count, 1, dst, [](unsigned char* q, float x) { *q = toUint8(x); }); return true;
     case 5:
