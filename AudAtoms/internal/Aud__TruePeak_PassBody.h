@@ -9,6 +9,7 @@
 #include "AudAtoms/metering/Aud__TruePeak_testing.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace {
 
@@ -44,8 +45,9 @@ template <class V>
 float passBody(const float* taps, unsigned factor, const float* h, float peak) {
     typename V::F p = V::set1(peak);
     unsigned phase = 0;
-    for (; phase + V::kPhases <= factor; phase += V::kPhases) phasesBody<V, V::kPhases>(taps + phase * kTaps, h, p);
-    for (; phase < factor; ++phase) phasesBody<V, 1>(taps + phase * kTaps, h, p);
+    for (; phase + V::kPhases <= factor; phase += V::kPhases)
+        phasesBody<V, V::kPhases>(taps + std::size_t(phase) * kTaps, h, p);
+    for (; phase < factor; ++phase) phasesBody<V, 1>(taps + std::size_t(phase) * kTaps, h, p);
     float lanes[V::kLanes];
     V::store(lanes, p);
     // No lane holds a NaN, so the order of the maxima does not matter.
