@@ -10,7 +10,8 @@
 // Writes of type 5 time the kernel alone (the public call prints one assertion line per
 // sample, which is kept behaviour; see AudioInterleaver.h). Deinterleaving one channel
 // copies nothing (the list shares the source), so its ratios are not bandwidth.
-// After Google Benchmark's report a ratio table is printed:
+// After Google Benchmark's report a ratio table is printed, then the aims at 4096 frames
+// ("aim: ..." lines, collected by scripts/run-benchmarks.sh):
 //   vs memcpy  = memcpy time / our time (1.0 = memcpy's bandwidth)
 //   vs scalar  = reference time / our time
 //   vs sndfile = libsndfile time / our time
@@ -353,6 +354,23 @@ void printRatios(const std::map<std::string, double>& ns) {
                         ratio(get(key("memcpy", c.type, c.channels, c.frames)), t),
                         ratio(get(key((std::string(op) + "-scalar").c_str(), c.type, c.channels, c.frames)), t),
                         ratio(get(key(sndfile.c_str(), c.type, c.channels, c.frames)), t));
+        }
+    }
+    // The aims, for every type and channel count at the sweep's block size: at least half
+    // memcpy's bandwidth, and at least twice libsndfile's speed for the same conversion.
+    std::printf("\n");
+    for (const char* op : {"deinterleave", "write"}) {
+        const std::string sndfile = std::string("sndfile-") + (op[0] == 'd' ? "read" : "write");
+        for (const Case& c : cases) {
+            const double t = get(key(op, c.type, c.channels, c.frames));
+            if (c.frames != kSweepFrames || t <= 0) continue;
+            const double vsMemcpy = ratio(get(key("memcpy", c.type, c.channels, c.frames)), t);
+            std::printf("aim: Interleaver %s type %d, %u ch: %.2f x memcpy (aim 0.5) %s\n", op, c.type, c.channels,
+                        vsMemcpy, vsMemcpy >= 0.5 ? "met" : "MISSED");
+            const double vsSndfile = ratio(get(key(sndfile.c_str(), c.type, c.channels, c.frames)), t);
+            if (vsSndfile > 0)
+                std::printf("aim: Interleaver %s type %d, %u ch: %.2f x libsndfile (aim 2) %s\n", op, c.type,
+                            c.channels, vsSndfile, vsSndfile >= 2.0 ? "met" : "MISSED");
         }
     }
 }

@@ -2,7 +2,8 @@
 // short-term, integrated, loudness range, sample and true peak), stereo and 5.1 at
 // 48 kHz, on one core: 10 s of a music-like programme fed in blocks of 1024 frames.
 // Prints, for each layout, the times real time of each (audio seconds per second of CPU
-// time, because the machine the figures come from is shared) and their ratio.
+// time, because the machine the figures come from is shared) and their ratio, and the
+// aim (twice libebur128's speed) as "aim: ..." lines.
 #include "AudAtoms/AudAtoms.h"
 
 #include <benchmark/benchmark.h>
@@ -138,6 +139,10 @@ int main(int argc, char** argv) {
         const double theirsXrt = theirs == reporter.times.end() ? 0.0 : kSeconds * 1000.0 / theirs->second;
         std::printf("%-8s %17.0fx %17.0fx %21.2fx\n", layout[0] == '0' ? "stereo" : "5.1", oursXrt, theirsXrt,
                     theirsXrt > 0 ? oursXrt / theirsXrt : 0.0);
+        if (theirsXrt > 0)
+            std::printf("aim: Loudness with true peak, %s: %.2f x libebur128's speed (aim 2) %s\n",
+                        layout[0] == '0' ? "stereo" : "5.1", oursXrt / theirsXrt,
+                        oursXrt >= 2.0 * theirsXrt ? "met" : "MISSED");
     }
     benchmark::Shutdown();
     return 0;
