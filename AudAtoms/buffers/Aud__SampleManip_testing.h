@@ -43,9 +43,15 @@ const Kernels* sse2Kernels();
 const Kernels* avx2Kernels();
 const Kernels* avx512Kernels();
 const Kernels* avx512VbmiKernels();
-// The fastest supported table, chosen on first call.
+// On CPUs that split 512-bit operations in two (and run AVX-512 and AVX2): the widest
+// table with the 2-channel split of 4-byte samples and the 2-channel 16-bit export taken
+// from the AVX2 table, which runs those faster there. Null on other CPUs.
+const Kernels* splitCpuKernels();
+// The fastest supported table, chosen on first call: splitCpuKernels() where there is
+// one, else the widest.
 const Kernels& activeKernels();
-// Name of the kernel set in use: "scalar", "sse2", "avx2", "avx512" or "avx512vbmi".
+// Name of the kernel set in use: "scalar", "sse2", "avx2", "avx512", "avx512vbmi",
+// "avx512+avx2" or "avx512vbmi+avx2".
 const char* activeKernelName();
 
 // Defined in the instruction-set files; call only on a CPU that supports the set.

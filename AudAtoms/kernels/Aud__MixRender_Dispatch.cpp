@@ -1,8 +1,10 @@
 // Choice of the vectorised loops, made once on first use: the widest instruction set the
-// CPU runs, except that the plain peak scan runs its AVX2 loop on CPUs that split 512-bit
-// operations in two (there it measures 10-20 % faster at 256 to 4096 samples, while the
-// other kernels tie or gain from AVX-512; see the kernel benchmark's instruction-set
-// table). Tests and benchmarks may force one set for every kernel
+// CPU runs, except on CPUs that split 512-bit operations in two, where the kernel
+// benchmark's instruction-set table shows the AVX2 loops faster for the plain peak scan
+// (10-20 % at 256 to 4096 samples) and for the adds without a peak (Add,
+// MultiplyConstantAndAdd, MultiplyConstantAndAdd2: 5-17 % at 256 and 1024 samples, a tie
+// or better at 4096), while the gains, the peak-with-store kernels and the ramps gain
+// from AVX-512. Tests and benchmarks may force one set for every kernel
 // (Aud__MixRender_testing.h). Results are identical whichever loops run.
 #include "AudAtoms/kernels/Aud__MixRender_testing.h"
 
@@ -27,13 +29,18 @@ const Loops::Table* tableFor(eInstructionSet set) {
 #endif
 }
 
-// The default choice: the widest set's table, with the AVX2 peak scan where it is faster.
+// The default choice: the widest set's table, with the AVX2 peak scan and adds where
+// they are faster.
 const Loops::Table* bestTable() {
 #ifdef AUDATOMS_X86_64
     if (Cpu::widest() == eInstructionSet::kAVX512 && Cpu::splitsWideVectors()) {
         static const Loops::Table mixed = [] {
             Loops::Table t = Loops::kAvx512;
             t.peak = Loops::kAvx2.peak;
+            t.add = Loops::kAvx2.add;
+            t.mulAdd = Loops::kAvx2.mulAdd;
+            t.mulAdd2 = Loops::kAvx2.mulAdd2;
+            t.mulAdd2Same = Loops::kAvx2.mulAdd2Same;
             return t;
         }();
         return &mixed;
@@ -82,6 +89,8 @@ eInstructionSet setOf(Fn Loops::Table::*entry) {
 eInstructionSet getInstructionSet() { return setOf(&Loops::Table::mul); }
 
 eInstructionSet getPeakScanInstructionSet() { return setOf(&Loops::Table::peak); }
+
+eInstructionSet getAddInstructionSet() { return setOf(&Loops::Table::mulAdd); }
 
 bool setInstructionSet(eInstructionSet set) {
     if (!isInstructionSetSupported(set)) return false;

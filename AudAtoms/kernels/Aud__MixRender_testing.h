@@ -29,8 +29,8 @@ void MultiplyWithDeltaChannels(float* const* src, float* const* dst, unsigned in
 }  // namespace Reference
 
 // Which vectorised loops the kernels above use. The fastest this CPU runs are chosen on
-// first use (the widest set; the plain peak scan in AVX2 on CPUs that split 512-bit
-// operations); tests and benchmarks may force one set for every kernel, and
+// first use (the widest set; the plain peak scan and the adds without a peak in AVX2 on
+// CPUs that split 512-bit operations); tests and benchmarks may force one set for every kernel, and
 // selectBestInstructionSet returns to the first choice. Switching is atomic, but meant
 // for set-up, not for the middle of a render. Results are identical whichever runs.
 using eInstructionSet = Cpu::eInstructionSet;  // kSSE2, kAVX2, kAVX512
@@ -38,7 +38,9 @@ using eInstructionSet = Cpu::eInstructionSet;  // kSSE2, kAVX2, kAVX512
 bool isInstructionSetSupported(eInstructionSet set);  // built in and runnable on this CPU
 eInstructionSet getInstructionSet();                  // the mix loops' set
 eInstructionSet getPeakScanInstructionSet();          // PeakScan's (AVX2 where 512-bit operations split)
-bool setInstructionSet(eInstructionSet set);          // false, nothing changed, when unsupported
+// Add's, MultiplyConstantAndAdd's and MultiplyConstantAndAdd2's (AVX2 there too).
+eInstructionSet getAddInstructionSet();
+bool setInstructionSet(eInstructionSet set);  // false, nothing changed, when unsupported
 void selectBestInstructionSet();
 const char* getInstructionSetName(eInstructionSet set);  // "SSE2", "AVX2", "AVX-512"
 

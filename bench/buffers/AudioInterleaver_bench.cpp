@@ -10,11 +10,12 @@
 // Writes of type 5 time the kernel alone (the public call prints one assertion line per
 // sample, which is kept behaviour; see AudioInterleaver.h). Deinterleaving one channel
 // copies nothing (the list shares the source), so its ratios are not bandwidth.
-// After Google Benchmark's report a ratio table is printed, then the aims at 4096 frames
-// ("aim: ..." lines, collected by scripts/run-benchmarks.sh):
+// After Google Benchmark's report a ratio table is printed:
 //   vs memcpy  = memcpy time / our time (1.0 = memcpy's bandwidth)
 //   vs scalar  = reference time / our time
 //   vs sndfile = libsndfile time / our time
+// then the aims at 4096 frames ("aim: ..." lines, collected by scripts/run-benchmarks.sh),
+// then every instruction set side by side for a few shapes, with the one selected.
 // Unless told otherwise every benchmark runs 3 times for 0.1 s and the median counts.
 #include "AudAtoms/AudAtoms.h"
 #include "AudAtoms/buffers/Aud__SampleManip_testing.h"
@@ -25,7 +26,9 @@
 #include <sndfile.h>
 #endif
 
+#include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <cstring>
 #include <map>
 #include <random>
@@ -375,6 +378,85 @@ void printRatios(const std::map<std::string, double>& ns) {
     }
 }
 
+double cpuNow() {
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
+// Best of 7 runs of processor time, in nanoseconds per call.
+template <class Fn>
+double bestNs(Fn fn) {
+    double best = 1e30;
+    for (int run = 0; run < 7; ++run) {
+        constexpr int kCalls = 200;
+        const double t0 = cpuNow();
+        for (int i = 0; i < kCalls; ++i) fn();
+        best = std::min(best, (cpuNow() - t0) * 1e9 / kCalls);
+    }
+    return best;
+}
+
+// Every instruction-set table this machine runs, side by side at the sweep's block size,
+// split and export of types 0, 1, 2 and 6 at 2 and 8 channels: which is fastest, and
+// whether the one the library selected is within 5 % of it.
+void printInstructionSets() {
+    namespace SM = Aud::SampleManip;
+    std::vector<const SM::Kernels*> sets;
+    for (const SM::Kernels* k : {SM::sse2Kernels(), SM::avx2Kernels(), SM::avx512Kernels(), SM::avx512VbmiKernels()})
+        if (k) sets.push_back(k);
+    const SM::Kernels& selected = SM::activeKernels();
+    if (std::find(sets.begin(), sets.end(), &selected) == sets.end()) sets.push_back(&selected);
+    std::printf("\nevery instruction set, %u frames, ns per call (* the fastest; selected: %s)\n", kSweepFrames,
+                selected.name);
+    std::printf("%-8s %4s %3s", "op", "type", "ch");
+    for (const SM::Kernels* k : sets) std::printf(" %16s", k->name);
+    std::printf("\n");
+    for (const char* op : {"split", "export"})
+        for (int type : kTypes)
+            for (unsigned ch : kChannels) {
+                const Aud::Metadata fmt(1, ch, 48000, type, 0);
+                const unsigned stride = fmt.getStride();
+                const std::vector<unsigned char> src = samples(type, std::size_t(kSweepFrames) * ch, 3);
+                std::vector<std::vector<unsigned char>> planes(
+                    ch, std::vector<unsigned char>(std::size_t(kSweepFrames) * stride));
+                for (unsigned c = 0; c < ch; ++c) planes[c] = samples(type, kSweepFrames, 20 + c);
+                std::vector<unsigned char*> outs;
+                std::vector<const unsigned char*> ins;
+                for (auto& p : planes) {
+                    outs.push_back(p.data());
+                    ins.push_back(p.data());
+                }
+                std::vector<unsigned char> out(src.size());
+                std::vector<double> ns;
+                for (const SM::Kernels* k : sets) {
+                    if (op[0] == 's')
+                        ns.push_back(bestNs([&] {
+                            k->split(src.data(), ch, stride, stride, false, kSweepFrames, outs.data());
+                            benchmark::ClobberMemory();
+                        }));
+                    else
+                        ns.push_back(bestNs([&] {
+                            k->exportPlanar[type](ins.data(), ch, kSweepFrames, out.data());
+                            benchmark::ClobberMemory();
+                        }));
+                }
+                const double fastest = *std::min_element(ns.begin(), ns.end());
+                double selectedNs = 0;
+                std::printf("%-8s %4d %3u", op, type, ch);
+                for (std::size_t i = 0; i < sets.size(); ++i) {
+                    std::printf(" %15.0f%s", ns[i], ns[i] == fastest ? "*" : " ");
+                    if (sets[i] == &selected) selectedNs = ns[i];
+                }
+                std::printf("\n");
+                if (selectedNs > 0)
+                    std::printf("aim: Interleaver %s type %d, %u ch: selected %s at %.2f x the fastest's time (aim "
+                                "1.05) %s\n",
+                                op, type, ch, selected.name, selectedNs / fastest,
+                                selectedNs <= 1.05 * fastest ? "met" : "MISSED");
+            }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -408,6 +490,7 @@ int main(int argc, char** argv) {
     RecordingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     printRatios(reporter.best());
+    printInstructionSets();
     benchmark::Shutdown();
     return 0;
 }

@@ -393,13 +393,36 @@ void printTables(const std::map<std::string, double>& t) {
             misses.push_back(line);
         }
     }
-    std::printf("\nEvery instruction set, aligned, CPU ns per call (* the fastest; selected: %s, PeakScan %s)\n",
-                getInstructionSetName(getInstructionSet()), getInstructionSetName(getPeakScanInstructionSet()));
+    std::printf("\nEvery instruction set, aligned, CPU ns per call (* the fastest; selected: %s, PeakScan %s, "
+                "adds %s)\n",
+                getInstructionSetName(getInstructionSet()), getInstructionSetName(getPeakScanInstructionSet()),
+                getInstructionSetName(getAddInstructionSet()));
     std::printf("%-38s %6s", "kernel", "size");
     for (eInstructionSet set : kSets)
         if (isInstructionSetSupported(set)) std::printf(" %10s", getInstructionSetName(set));
     std::printf("\n");
+    std::vector<std::string> setAims;
     for (const Kernel& k : kernels()) {
+        // The set the library selected for this kernel, and its time over all sizes
+        // against the fastest set's.
+        const bool isAdd = k.name == "Add" || k.name == "MultiplyConstantAndAdd" || k.name == "MultiplyConstantAndAdd2";
+        const eInstructionSet chosen = k.name == "PeakScan" ? getPeakScanInstructionSet()
+                                       : isAdd              ? getAddInstructionSet()
+                                                            : getInstructionSet();
+        std::map<eInstructionSet, double> total;
+        for (unsigned size : kSetSizes)
+            for (eInstructionSet set : kSets)
+                if (isInstructionSetSupported(set))
+                    total[set] += at(key(k.name, size, std::string("aligned@") + getInstructionSetName(set)));
+        double best = 0;
+        for (const auto& [set, ns] : total)
+            if (best == 0 || ns < best) best = ns;
+        const double vsFastest = best > 0 ? total[chosen] / best : 0.0;
+        char line[200];
+        std::snprintf(line, sizeof line,
+                      "aim: MixRender %s: selected %s at %.2f x the fastest set's time (sum over sizes; aim 1.05) %s",
+                      k.name.c_str(), getInstructionSetName(chosen), vsFastest, vsFastest <= 1.05 ? "met" : "MISSED");
+        setAims.push_back(line);
         for (unsigned size : kSetSizes) {
             double fastest = 0;
             for (eInstructionSet set : kSets) {
@@ -416,6 +439,7 @@ void printTables(const std::map<std::string, double>& t) {
             std::printf("\n");
         }
     }
+    for (const std::string& line : setAims) std::printf("%s\n", line.c_str());
     std::printf("\n%-38s %6s %10s\n", "baseline", "size", "ns");
     for (unsigned size : kSizes) {
         std::printf("%-38s %6u %10.1f\n", "memcpy", size, at(key("memcpy", size, "aligned")));

@@ -355,18 +355,22 @@ TEST(MixRenderInstructionSets, SelectionAndForcing) {
 }
 
 #if defined(__x86_64__)
-TEST(MixRenderInstructionSets, ThePeakScanRunsAvx2WhereWideOperationsSplit) {
+TEST(MixRenderInstructionSets, ThePeakScanAndTheAddsRunAvx2WhereWideOperationsSplit) {
     selectBestInstructionSet();
     const bool split = isInstructionSetSupported(eInstructionSet::kAVX512) && audatoms::test::isAmdFamily19h();
     EXPECT_EQ(getInstructionSet(), machineSets().back());  // the widest, for the mix loops
     EXPECT_EQ(getPeakScanInstructionSet(), split ? eInstructionSet::kAVX2 : getInstructionSet());
-    // Forcing a set forces it for the peak scan too, and the first choice comes back.
+    EXPECT_EQ(getAddInstructionSet(), split ? eInstructionSet::kAVX2 : getInstructionSet());
+    // Forcing a set forces it for the peak scan and the adds too, and the first choice
+    // comes back.
     for (eInstructionSet s : machineSets()) {
         ASSERT_TRUE(setInstructionSet(s));
         EXPECT_EQ(getPeakScanInstructionSet(), s);
+        EXPECT_EQ(getAddInstructionSet(), s);
     }
     selectBestInstructionSet();
     EXPECT_EQ(getPeakScanInstructionSet(), split ? eInstructionSet::kAVX2 : getInstructionSet());
+    EXPECT_EQ(getAddInstructionSet(), split ? eInstructionSet::kAVX2 : getInstructionSet());
     // The first choice gives the reference's peak, bit for bit, at every length and offset.
     std::vector<float> v(4 * 300 + 16);
     for (std::size_t i = 0; i < v.size(); ++i) v[i] = std::sin(float(i) * 0.37f) * float(i % 17);
@@ -376,6 +380,19 @@ TEST(MixRenderInstructionSets, ThePeakScanRunsAvx2WhereWideOperationsSplit) {
             PeakScan(v.data() + off, count, &fast);
             Reference::PeakScan(v.data() + off, count, &ref);
             ASSERT_EQ(std::bit_cast<std::uint32_t>(fast), std::bit_cast<std::uint32_t>(ref)) << off << " " << count;
+        }
+    // And the adds give the reference's sums, at every length and destination offset.
+    for (unsigned off = 0; off < 16; ++off)
+        for (unsigned count = 0; count < 300; count += 1 + count / 40) {
+            std::vector<float> a(v.size(), 0.5f), b = a, a2(v.size(), -0.25f), b2 = a2;
+            Add(v.data(), a.data() + off, count);
+            Reference::Add(v.data(), b.data() + off, count);
+            MultiplyConstantAndAdd(v.data() + 1, a.data() + off, count, 0.3f);
+            Reference::MultiplyConstantAndAdd(v.data() + 1, b.data() + off, count, 0.3f);
+            MultiplyConstantAndAdd2(v.data() + 2, a.data() + off, a2.data() + off, count, 0.7f, -1.1f);
+            Reference::MultiplyConstantAndAdd2(v.data() + 2, b.data() + off, b2.data() + off, count, 0.7f, -1.1f);
+            ASSERT_TRUE(audatoms::test::sameBits(a, b)) << off << " " << count;
+            ASSERT_TRUE(audatoms::test::sameBits(a2, b2)) << off << " " << count;
         }
 }
 
