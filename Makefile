@@ -14,11 +14,8 @@ FUZZ_SECONDS ?= 60
 GENERATOR := -G Ninja
 CTEST := ctest --output-on-failure -j$(JOBS) --timeout 900
 # The sanitizer builds keep line tables only (-g1): reports still name file and line, and
-# the builds take a good deal less time than with full debug information. They compile at
-# -O1, the level the sanitizers are meant for, which takes a third less time than -O2 on
-# the large test files; the sample kernels keep their -O3 (CMakeLists.txt), so the
-# sanitizers check the loops users run.
-SANITIZER_FLAGS := -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -g1 -DNDEBUG" -DCMAKE_C_FLAGS_RELWITHDEBINFO="-O1 -g1 -DNDEBUG"
+# the builds take a good deal less time than with full debug information.
+SANITIZER_FLAGS := -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g1 -DNDEBUG" -DCMAKE_C_FLAGS_RELWITHDEBINFO="-O2 -g1 -DNDEBUG"
 WERROR ?= $(if $(CI),ON,OFF)
 
 .PHONY: all deps build test test-sanitize test-tsan bench fuzz fuzz-build fuzz-long demo lint install clean
